@@ -1,0 +1,210 @@
+// Types of the embedded type system, built in code.
+//
+//   Model::Schema schema;
+//   Model::Module& network = schema.module("Network");
+//   Zyn::ZynType const protocol = network.enumeration("Protocol", {{"connected", 1}, {"bgp", 9}});
+//   Zyn::ZynType const vlanId = network.wrapper("VlanId", Model::core(Model::Kind::U16));
+//   Zyn::ZynType const routeKey = network.value("RouteKey")
+//                                     .attr("vrf", Model::core(Model::Kind::String))
+//                                     .attr("protocol", protocol)
+//                                     .args({"vrf", "protocol"});
+//   Zyn::ZynType const route = network.entity("Route").attr("key", routeKey);
+//   network.entity("Vrf").keyed("route", route, "key");
+//
+// Refused: a name that is empty or taken, a value type that would contain itself, a wrapper or union that leads back
+// to itself, a constructor argument that is no attribute. Each throws `SchemaError` and leaves the type as it was.
+//
+// Lifetime: handles point into the schema; it outlives every handle, value and decoder that was made from it. Threads:
+// build on one thread; once built, any number of threads may use the types. Not checked: that building has ended when
+// use begins.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Zyn/Zyn.h"
+
+namespace Model {
+
+/** How values of a type are held, read and printed. */
+enum class Kind : std::uint8_t {
+  Bool,
+  S8,
+  S16,
+  S32,
+  S64,
+  U8,
+  U16,
+  U32,
+  U64,
+  Float,
+  Double,
+  String,
+  Bytes,
+  Seconds,
+  Time,
+  IpAddress,
+  IpPrefix,
+  MacAddress,
+  Enum,
+  Wrapper,
+  Union,
+  Value,
+  Entity,
+};
+
+/**
+ * What a type answers when asked, apart from how its values are held. Each kind starts with its own marks:
+ *
+ *   every kind but Entity   Value (it has a default value; that a key type is assembled from parts is no mark)
+ *   Enum                    Enum
+ *   Union                   Union, ScalarKind
+ *   the core scalars        ScalarKind
+ *   addresses, a value type with a gNMI pattern
+ *                           GnmiString, ScalarKind
+ *   a type with s4 numbers  S4
+ */
+enum class Mark : std::uint8_t { Value, Enum, S4, GnmiString, Union, ScalarKind };
+
+/** What cannot be built; `what()` says what is wrong and what would be right. */
+class SchemaError : public std::invalid_argument {
+ public:
+  using std::invalid_argument::invalid_argument;
+};
+
+struct Enumerator {
+  std::string name;
+  std::int32_t number;
+};
+
+struct Attribute {
+  std::string name;
+  Zyn::ZynType type;
+};
+
+class Module;
+
+/** Adds to a type and stands for it. Refers to the type: keep the `Zyn::ZynType`, not the builder. */
+class TypeBuilder {
+ public:
+  operator Zyn::ZynType() const noexcept { return type_; }
+
+  /** An attribute of any type but an entity; for a union an alternative, tried in the order added. */
+  TypeBuilder& attr(std::string_view name, Zyn::ZynType type);
+  /**
+   * A collection of `entries`, keyed by their attribute `by`. The key type is that of `by` unless given. Without `by`,
+   * the collection records no internal key name. Where neither says, the key type stays empty.
+   */
+  TypeBuilder& keyed(std::string_view name, Zyn::ZynType entries, std::optional<std::string_view> by,
+                     Zyn::ZynType keyType = {});
+  /** A collection of `entries` without keys. */
+  TypeBuilder& list(std::string_view name, Zyn::ZynType entries);
+  /** The constructor arguments, in order: names of attributes that the type has. */
+  TypeBuilder& args(std::span<std::string_view const> names);
+  TypeBuilder& args(std::initializer_list<std::string_view> names);
+  /**
+   * The gNMI string form of a value type, such as "{low}-{high}": each attribute named once, with text between any two.
+   * Reading cuts the text at the first occurrence of each separator, left to right. Every constructor argument is
+   * named, and each attribute named reads its own text form.
+   */
+  TypeBuilder& gnmi(std::string_view pattern);
+  /** Protobuf field numbers by attribute name; the type gets the mark S4. Attributes left out have no field. */
+  TypeBuilder& s4(std::span<std::pair<std::string_view, std::uint32_t> const> numbers);
+  TypeBuilder& s4(std::initializer_list<std::pair<std::string_view, std::uint32_t>> numbers);
+  /** Sets or clears a mark, whatever the kind. */
+  TypeBuilder& mark(Mark mark, bool on = true);
+  /** Makes the named attribute the type's `valAttr()`, whatever the kind. */
+  TypeBuilder& valAttr(std::string_view name);
+
+ private:
+  friend class Module;
+  explicit TypeBuilder(Zyn::ZynType type) noexcept : type_(type) {}
+
+  Zyn::ZynType type_;
+};
+
+/** A named set of types, of a schema. Types keep the order in which they were added. */
+class Module : public Zyn::ZynModule {
+ public:
+  std::string_view name() const noexcept;
+
+  TypeBuilder enumeration(std::string_view name, std::span<Enumerator const> enumerators);
+  TypeBuilder enumeration(std::string_view name, std::initializer_list<Enumerator> enumerators);
+  /** Holds one inner value in its attribute `value`, which is its `valAttr()` and its one constructor argument. */
+  TypeBuilder wrapper(std::string_view name, Zyn::ZynType inner);
+  /** With no alternatives yet: add them by `attr`. */
+  TypeBuilder unionOf(std::string_view name, std::initializer_list<Attribute> alternatives = {});
+  /** With no attributes yet: add them by `attr`. */
+  TypeBuilder value(std::string_view name);
+  TypeBuilder entity(std::string_view name);
+  /** A further type of a scalar kind, which differs from the core type by name and marks. */
+  TypeBuilder scalar(std::string_view name, Kind kind);
+  /** Adds to a type of this module. */
+  TypeBuilder extend(Zyn::ZynType type);
+
+  /** In the order added. */
+  std::vector<Zyn::ZynType> types() const;
+  /** Empty when the module has none of that name. */
+  Zyn::ZynType find(std::string_view name) const noexcept;
+
+ protected:
+  // Made by Schema; what a module holds is in model/Zyn/.
+  Module() = default;
+  ~Module() = default;
+};
+
+class Schema {
+ public:
+  Schema();
+  Schema(Schema&&) noexcept;
+  Schema& operator=(Schema&&) noexcept;
+  ~Schema();
+
+  /** A new module; "Zyn" is the module of the core types, and no other may have its name. */
+  Module& module(std::string_view name);
+  /** Null when there is none. */
+  Module* findModule(std::string_view name) const noexcept;
+  std::vector<Module const*> modules() const;
+
+  /**
+   * By "Module::Type" or "Module.Type", or by the type's own name alone where only one type has it; core types are
+   * found like all others. Empty when there is none, or more than one.
+   */
+  Zyn::ZynType find(std::string_view name) const;
+  /** Every printable name, core types first. */
+  std::vector<std::string> names() const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+/** The core type of a scalar kind: Bool to MacAddress. */
+Zyn::ZynType core(Kind kind);
+/** The name of a kind: "Bool", ..., "Entity". */
+std::string_view kindName(Kind kind) noexcept;
+
+// What a type is made of, beyond what the type system's own queries tell. `type` and `attr` are not empty.
+
+Kind kindOf(Zyn::ZynType type) noexcept;
+/** Without its module. */
+std::string_view shortName(Zyn::ZynType type) noexcept;
+bool hasMark(Zyn::ZynType type, Mark mark) noexcept;
+/** Empty for all but enumerations. */
+std::span<Enumerator const> enumerators(Zyn::ZynType type) noexcept;
+/** Empty where there is none. */
+std::string_view gnmiPattern(Zyn::ZynType type) noexcept;
+/** The attribute's protobuf field number as a part of `owner`; 0 where it has no field. */
+std::uint32_t s4Number(Zyn::ZynType owner, Zyn::ZynAttr attr) noexcept;
+/** A collection without keys. */
+bool isList(Zyn::ZynAttr attr) noexcept;
+
+}  // namespace Model

@@ -1,0 +1,85 @@
+// How types are held: one row for a type, one for an attribute, found by the index that the handle carries.
+//
+// Rows never move and are not changed once building has ended, so queries read them without a lock. Only model/ looks
+// in here.
+#pragma once
+
+#include <absl/container/flat_hash_map.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/Schema.h"
+
+namespace Model {
+
+constexpr std::uint8_t bit(Mark mark) { return static_cast<std::uint8_t>(1U << static_cast<unsigned>(mark)); }
+
+enum class Shape : std::uint8_t { Plain, Keyed, List };
+
+struct AttrRow {
+  std::string name;
+  Zyn::ZynType type;
+  /** Position among its owner's attributes: the slot of a value that holds it. */
+  std::uint32_t slot = 0;
+  Shape shape = Shape::Plain;
+  std::optional<std::string> keyName;
+  Zyn::ZynType keyType;
+  /** The attribute is a constructor argument of its owner. */
+  bool isArgument = false;
+  /** Protobuf field number; 0 for none. */
+  std::uint32_t s4Number = 0;
+};
+
+/** A gNMI pattern, taken apart: text[0] slot[0] text[1] slot[1] ... text[n]. */
+struct Pattern {
+  std::string whole;
+  std::vector<std::string> texts;
+  std::vector<std::uint32_t> slots;
+};
+
+struct TypeRow {
+  /** "Module::Type". */
+  std::string name;
+  /** Where the part after "Module::" starts. */
+  std::size_t shortNameAt = 0;
+  Kind kind = Kind::Value;
+  std::uint8_t marks = 0;
+  /** Indexes of attributes in the module, in declaration order; the slot is the position here. */
+  std::vector<std::uint32_t> attrs;
+  absl::flat_hash_map<std::string_view, std::uint32_t> attrsByName;
+  std::optional<std::uint32_t> valAttr;
+  /** NUL-terminated names, owned by the attributes' rows, and the slots they go to. */
+  std::vector<char const*> argNames;
+  std::vector<std::uint32_t> argSlots;
+  std::vector<Enumerator> enumerators;
+  absl::flat_hash_map<std::string_view, std::uint32_t> enumeratorsByName;
+  absl::flat_hash_map<std::int32_t, std::uint32_t> enumeratorsByNumber;
+  std::optional<Pattern> pattern;
+};
+
+/** What a `Module` is inside. Every module of this provider is one. */
+class ModuleTables final : public Module {
+ public:
+  explicit ModuleTables(std::string_view name) : name(name) {}
+  ~ModuleTables() = default;
+
+  std::string name;
+  // A deque keeps its rows where they are while it grows: names that were handed out stay valid.
+  std::deque<TypeRow> types;
+  std::deque<AttrRow> attrs;
+  absl::flat_hash_map<std::string_view, std::uint32_t> typesByName;
+};
+
+inline ModuleTables const& tablesOf(Zyn::ZynModule const& module) { return static_cast<ModuleTables const&>(module); }
+
+/** The row of a handle that is not empty. */
+inline TypeRow const& rowOf(Zyn::ZynTypeBase type) { return tablesOf(*type.module()).types[type.index()]; }
+inline AttrRow const& rowOf(Zyn::ZynAttr attr) { return tablesOf(*attr.module()).attrs[attr.index()]; }
+
+}  // namespace Model

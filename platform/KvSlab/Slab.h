@@ -1,0 +1,24 @@
+// Where the storage of containers and value objects comes from.
+//
+// Both operations may be called from any thread, and storage may be freed by another thread than took it. The provider
+// decides which sizes come from its slab and which from the standard heap.
+#pragma once
+
+#include <cstddef>
+#include <typeinfo>
+
+namespace KvSlab {
+
+/**
+ * `size` bytes of uninitialised storage, aligned for every fundamental type; never null, also for a size of 0.
+ * Throws `std::bad_alloc` when memory runs out.
+ */
+void* slabAllocOrStdMalloc(std::size_t size);
+
+/**
+ * Returns storage got from `slabAllocOrStdMalloc`, once. `type` is the type of the elements that lived there, for the
+ * provider's diagnostics. A null `pointer` is allowed and does nothing.
+ */
+void slabFreeOrStdFree(void* pointer, std::type_info const& type) noexcept;
+
+}  // namespace KvSlab

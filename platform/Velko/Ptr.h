@@ -1,0 +1,122 @@
+// Shared ownership by a count inside the object: `Node` holds the count, each `Ptr` holds one reference.
+//
+// Threads: while `ThreadControl::tsp_` is true, references to one object may be taken and dropped by several threads
+// at once; while it is false, counts are plain numbers and an object belongs to one thread. A single `Ptr` is a value
+// like any other: one thread at a time. The object's own contents are not protected either way.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+namespace Velko {
+
+struct ThreadControl {
+  /**
+   * Whether reference counts change atomically. Defined by the provider. It is read without a lock: change it only
+   * while no other thread uses the library.
+   */
+  static bool tsp_;
+};
+
+/** An object that counts its users. It is made on the heap and goes when its last `Ptr` goes. */
+class Node {
+ public:
+  Node(Node const&) = delete;
+  Node& operator=(Node const&) = delete;
+
+  void incUse() const noexcept {
+    if (ThreadControl::tsp_) {
+      std::atomic_ref(uses_).fetch_add(1, std::memory_order_relaxed);
+    } else {
+      ++uses_;
+    }
+  }
+
+  void decUse() const noexcept {
+    if (dropOneUse() == 0) {
+      decUseImpl();
+    }
+  }
+
+  /** How many `Ptr` hold the object now. Another thread may change it at once: for tests and diagnostics. */
+  std::uint32_t useCount() const noexcept { return std::atomic_ref(uses_).load(std::memory_order_relaxed); }
+
+ protected:
+  Node() noexcept = default;
+  virtual ~Node();
+
+ private:
+  std::uint32_t dropOneUse() const noexcept {
+    // The release half publishes this user's last access, the acquire half lets the last user destroy safely.
+    return ThreadControl::tsp_ ? std::atomic_ref(uses_).fetch_sub(1, std::memory_order_acq_rel) - 1 : --uses_;
+  }
+
+  /** The last user has gone: destroys the object and frees its memory. Defined by the provider; throws nothing. */
+  void decUseImpl() const noexcept;
+
+  mutable std::uint32_t uses_ = 0;
+};
+
+/**
+ * One reference to a `T`, or null. `Ptr<T>` turns into `Ptr<T const>` (and into a pointer to a base class): by copy it
+ * takes a further reference, by move it hands over its own. A pointer moved from is null.
+ */
+template <typename T>
+class Ptr {
+ public:
+  Ptr() noexcept = default;
+  Ptr(std::nullptr_t) noexcept {}
+  /** Takes a reference of its own; `object` may be null. */
+  explicit Ptr(T* object) noexcept : object_(object) { take(); }
+
+  Ptr(Ptr const& other) noexcept : object_(other.object_) { take(); }
+  Ptr(Ptr&& other) noexcept : object_(other.release()) {}
+
+  template <typename U>
+    requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*>)
+  Ptr(Ptr<U> const& other) noexcept : object_(other.get()) {
+    take();
+  }
+  template <typename U>
+    requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*>)
+  Ptr(Ptr<U>&& other) noexcept : object_(other.release()) {}
+
+  ~Ptr() { drop(); }
+
+  /** Assigning the object already held changes nothing: the new reference is taken before the old one is dropped. */
+  Ptr& operator=(Ptr other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+
+  T* get() const noexcept { return object_; }
+  T* operator->() const noexcept { return object_; }
+  T& operator*() const noexcept { return *object_; }
+  explicit operator bool() const noexcept { return object_ != nullptr; }
+
+  /** Gives up the object without dropping the reference, which the caller now owns. */
+  T* release() noexcept { return std::exchange(object_, nullptr); }
+
+  /** Whether both hold the same object, not whether the objects are alike. */
+  friend bool operator==(Ptr const& a, Ptr const& b) noexcept { return a.object_ == b.object_; }
+  friend bool operator==(Ptr const& a, std::nullptr_t) noexcept { return a.object_ == nullptr; }
+
+ private:
+  void take() const noexcept {
+    if (object_ != nullptr) {
+      object_->incUse();
+    }
+  }
+  void drop() const noexcept {
+    if (object_ != nullptr) {
+      object_->decUse();
+    }
+  }
+
+  T* object_ = nullptr;
+};
+
+}  // namespace Velko

@@ -1,0 +1,47 @@
+// The base library's string: a sequence of any bytes, with a length. NUL bytes and invalid UTF-8 are kept as they are.
+//
+// A String owns its bytes; views taken from it die with it or with its next change. It may be used like any value:
+// one thread at a time, or read by many. The constructors and `+` throw `std::bad_alloc` when memory runs out, and
+// nothing else.
+//
+// All of it is inline, so a provider has nothing to define here.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace Velko {
+
+class String {
+ public:
+  String() = default;
+  /** `text` is NUL-terminated and not null. */
+  explicit String(char const* text) : bytes_(text) {}
+  explicit String(std::string_view text) : bytes_(text) {}
+  String(char const* bytes, std::size_t length) : bytes_(bytes, length) {}
+
+  char const* data() const noexcept { return bytes_.data(); }
+  /** In bytes. */
+  std::size_t size() const noexcept { return bytes_.size(); }
+  bool empty() const noexcept { return bytes_.empty(); }
+  std::string_view view() const noexcept { return bytes_; }
+
+  /** Appends to a temporary, which grows geometrically: a chain of `+` is linear in the bytes appended. */
+  friend String operator+(String&& left, std::string_view right) {
+    left.bytes_.append(right);
+    return std::move(left);
+  }
+  friend String operator+(String&& left, String const& right) { return std::move(left) + right.view(); }
+
+  friend bool operator==(String const&, String const&) = default;
+  /** By unsigned bytes. */
+  friend std::strong_ordering operator<=>(String const&, String const&) = default;
+
+ private:
+  std::string bytes_;
+};
+
+}  // namespace Velko
