@@ -1,0 +1,396 @@
+#include "Drovan/ZynKeyDecoder.h"
+
+#include <alloca.h>
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <boost/beast/core/detail/base64.hpp>
+#include <cstddef>
+#include <iterator>
+#include <optional>
+
+#include "Velko/Assert.h"
+#include "Velko/Exception.h"
+#include "Velko/Pb.h"
+#include "Velko/Trace.h"
+
+namespace Drovan {
+namespace {
+
+using Done = KvStd::Expected<void, Velko::String>;
+using Value = KvStd::Expected<Velko::Ptr<Zyn::GenericIf>, Velko::String>;
+using KeyElemNode = ZynKeyDecoder::KeyElemNode;
+
+constexpr char const* sourceFile = "Drovan/ZynKeyDecoder";
+constexpr unsigned short traceLevel = 7;
+constexpr std::string_view separator = "__";
+constexpr std::string_view wildcard = "*";
+
+Velko::Platform::DebugHandler const& traceHandle() noexcept {
+  static Velko::Platform::DebugHandler const* const handle =
+      Velko::Platform::_getRawDebugHandler(Velko::String("ZynKeyDecoder"), false);
+  return *handle;
+}
+
+// A macro, for the function's name and line; nothing is formatted unless the handle is enabled.
+#define TRACE(className, ...)                                                                            \
+  do {                                                                                                   \
+    if (traceHandle().enabled()) {                                                                       \
+      Velko::fmtrace(traceHandle(), traceLevel, sourceFile, __func__, __LINE__, className, __VA_ARGS__); \
+    }                                                                                                    \
+  } while (false)
+
+template <typename... Args>
+KvStd::Unexpected<Velko::String> error(fmt::format_string<Args const&...> format, Args const&... args) {
+  return KvStd::Unexpected(KvFmt::Detail::formatVelkoString(format, fmt::make_format_args(args...)));
+}
+
+/** What `call` returns, or the text of the `Exception` that it throws; no other exception is caught. */
+template <typename Exception = Velko::Exception, typename Call>
+auto textOf(Call call) -> KvStd::Expected<decltype(call()), Velko::String> {
+  try {
+    if constexpr (std::is_void_v<decltype(call())>) {
+      call();
+      return {};
+    } else {
+      return call();
+    }
+  } catch (Exception const& exception) {
+    return KvStd::Unexpected(exception.what());
+  }
+}
+
+// ---- one text to one value
+
+Velko::String quoted(std::string_view quote, std::string_view value) { return Velko::String(quote) + value + quote; }
+
+/** A long text is decoded in slices, so that no value can exhaust the stack. Whole groups of four characters. */
+constexpr std::size_t sliceLength = 4096;
+
+/** Three bytes for each group of four, two more for a group that is cut short, rounded up to 16. */
+constexpr std::size_t scratchSize(std::size_t length) {
+  constexpr std::size_t alignment = 16;
+  return (length / 4 * 3 + 2 + alignment - 1) / alignment * alignment;
+}
+
+/**
+ * The bytes of a base64 text up to its end, or to the first character that is not in the alphabet; padding is none. A
+ * function of its own, so that the scratch buffer is gone when the bytes are used.
+ */
+Velko::String decodeBase64(std::string_view text) {
+  void* const scratch = alloca(scratchSize(std::min(text.size(), sliceLength)));
+  Velko::String bytes;
+  for (;;) {
+    std::string_view const slice = text.substr(0, sliceLength);
+    auto const [written, read] = boost::beast::detail::base64::decode(scratch, slice.data(), slice.size());
+    bytes = std::move(bytes) + std::string_view(static_cast<char const*>(scratch), written);
+    text.remove_prefix(slice.size());
+    if (read < slice.size() || text.empty()) {
+      return bytes;
+    }
+  }
+}
+
+Value createS4SyncKey(Zyn::ZynType type, std::string_view value) noexcept {
+  Velko::String const message = decodeBase64(value);
+  Velko::Pb::ReadCursor cursor{message.data(), 0, message.size()};
+  Value read = textOf<Velko::Pb::PbReadException>([&] { return type.genericIfFromPbMessage(&cursor, false); });
+  if (read && !*read) {
+    Velko::Impl::vfmassert(traceHandle(), "value", sourceFile, __func__, __LINE__,
+                           "Unexpectedly failed to decode an s4 encoded value", {});
+  }
+  return read;
+}
+
+Value enumFromGnmiString(Zyn::ZynType enumType, Velko::String const& value) noexcept {
+  if (!enumType.isEnumType()) {
+    Velko::Impl::vfmassert("enumType.isEnumType()", sourceFile, __func__, __LINE__, "", {});
+  }
+  return textOf([&] { return enumType.genericIf(quoted("'", value.view()), false); });
+}
+
+Value defaultZynObject(Zyn::ZynType zynType) noexcept {
+  if (!zynType.isValue()) {
+    Velko::Impl::vfmassert("zynType.isValue()", sourceFile, __func__, __LINE__, "", {});
+  }
+  return textOf([&] { return zynType.genericIf(static_cast<void const*>(nullptr), false); });
+}
+
+Value createScalarKey(Zyn::ZynType type, std::string_view const& value, bool useS4Encoding) noexcept;
+
+/** The value goes in as it is, as the wrapper's one constructor argument. */
+Value createWrapper(Zyn::ZynType type, Zyn::ZynType inner, std::string_view value, bool useS4Encoding) {
+  Value wrapped = createScalarKey(inner, value, useS4Encoding);
+  if (!wrapped) {
+    return wrapped;
+  }
+  Zyn::GenericIfArgs args;
+  args.push_back(*std::move(wrapped));
+  return textOf([&] { return type.genericIf(args, false); });
+}
+
+/** The first alternative that decodes wins, also when the union then rejects it. */
+Value createUnion(Zyn::ZynType type, std::string_view value, bool useS4Encoding) {
+  Value object = defaultZynObject(type);
+  if (!object) {
+    return object;
+  }
+  for (Zyn::AttributeQIterator alternative(type); alternative; ++alternative) {
+    Value decoded = createScalarKey((*alternative).attrType(), value, useS4Encoding);
+    if (!decoded) {
+      continue;
+    }
+    Done const set = textOf([&] { (*alternative).genericIfSet(*object, nullptr, *std::move(decoded)); });
+    return set ? std::move(object) : Value(KvStd::Unexpected(set.error()));
+  }
+  return error("'{}' doesn't match any alternatives of Union type '{}'", value, type);
+}
+
+/** Turns one text into a value of `type`: the type's kind decides how the text reaches the type system. */
+Value createScalarKey(Zyn::ZynType type, std::string_view const& value, bool useS4Encoding) noexcept {
+  TRACE(nullptr, "Creating scalar key of type '{}'", type);
+  if (useS4Encoding && type.hasS4Encoding() && type.valAttr().empty()) {
+    return createS4SyncKey(type, value);
+  }
+  if (type.hasGnmiStringForm()) {
+    return textOf([&] { return type.genericIfFromGnmiString(Velko::String(value), false); });
+  }
+  if (Zyn::ZynAttr const valAttr = type.valAttr(); !valAttr.empty()) {
+    return createWrapper(type, valAttr.attrType(), value, useS4Encoding);
+  }
+  if (type.isEnumType()) {
+    return enumFromGnmiString(type, Velko::String(value));
+  }
+  if (type.isFundamentalString()) {
+    return textOf([&] { return type.genericIf(quoted("\"", value), false); });
+  }
+  if (!type.isUnionType()) {
+    return textOf([&] { return type.genericIf(Velko::String(value), false); });
+  }
+  return createUnion(type, value, useS4Encoding);
+}
+
+/** Whether one text supplies a value of the type as a whole; all other types are assembled from attributes. */
+bool isScalarKeyType(Zyn::ZynType type, bool useS4Encoding) {
+  return (useS4Encoding && type.hasS4Encoding() && type.isValue()) || type.isEnumType() || type.isScalarKind() ||
+         !type.valAttr().empty();
+}
+
+// ---- what a collection says of its keys
+
+/**
+ * The attribute of the collection's entries that holds the key; empty where the collection declares none, and then no
+ * path or key name is checked against it. An empty name counts as none only for callers that say so.
+ */
+Zyn::ZynAttr keyAttr(Zyn::ZynAttr collection, bool emptyNameIsNone) {
+  if (!collection.isKeyed()) {
+    return {};
+  }
+  char const* const name = collection.internalKeyName();
+  if (name == nullptr || (emptyNameIsNone && *name == '\0')) {
+    return {};
+  }
+  return collection.attrType().attr(name);
+}
+
+/** The attribute of that name; no type, no attribute. */
+Zyn::ZynAttr attrOf(Zyn::ZynType type, std::string_view name) {
+  return type.empty() ? Zyn::ZynAttr() : type.attr(name);
+}
+
+// ---- building a key from a node's children
+
+/** A type that is being built on a node, and how many children the node had when that began; innermost first. */
+struct Building {
+  Zyn::ZynType type;
+  std::size_t childrenAtEntry;
+  Building const* outer;
+};
+
+/**
+ * Whether building `type` on the node again would only repeat itself: it is being built already, and no child has been
+ * used up since. Without this, arguments that lead back to each other would recurse until the stack is gone, for want
+ * of one path.
+ */
+bool goesInCircles(KeyElemNode const& node, Zyn::ZynType type, Building const* building) {
+  while (building != nullptr && building->type != type) {
+    building = building->outer;
+  }
+  return building != nullptr && building->childrenAtEntry == node.children.size();
+}
+
+Zyn::ArgNameQIterator argNames(Zyn::ZynType type) {
+  return type.empty() ? Zyn::ArgNameQIterator() : type.module()->argNameQIterator(type.argListIndex());
+}
+
+Value construct(KeyElemNode& node, Zyn::ZynType type, Building const* outer) {
+  TRACE("KeyElemNode", "Constructing type: '{}'", type);
+  Building const building{type, node.children.size(), outer};
+  Zyn::GenericIfArgs args;
+  for (Zyn::ArgNameQIterator name = argNames(type); name; ++name) {
+    // On the node's own type, also when another type is being built on it: that is where the children come from.
+    Zyn::ZynAttr const attr = node.type.attr(*name);
+    if (attr.empty()) {
+      return error("Missing attribute '{}' in the key", std::string_view(*name));
+    }
+    if (auto const child = node.children.find(attr); child != node.children.end()) {
+      if (Done done = child->second.instantiate(); !done) {
+        return KvStd::Unexpected(std::move(done).error());
+      }
+      args.push_back(std::move(child->second.value));
+      node.children.erase(child);
+      continue;
+    }
+    Zyn::ZynType const argType = attr.attrType();
+    if (isScalarKeyType(argType, node.useS4Encoding) || goesInCircles(node, argType, &building)) {
+      return error("Missing attribute '{}' in the key", std::string_view(attr.name()));
+    }
+    Value built = construct(node, argType, &building);
+    if (!built) {
+      return built;
+    }
+    args.push_back(*std::move(built));
+  }
+  return textOf([&] { return type.genericIf(args, false); });
+}
+
+}  // namespace
+
+// ---- the tree
+
+ZynKeyDecoder::KeyElemNode::KeyElemNode(Zyn::ZynType type, bool useS4Encoding) noexcept
+    : type(type), useS4Encoding(useS4Encoding) {}
+
+Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, Velko::String const& value) noexcept {
+  KeyElemNode* node = this;
+  for (;; ++begin) {
+    TRACE("KeyElemNode", "KeyElem type: '{}'", node->type);
+    if (begin == end) {
+      break;
+    }
+    Zyn::ZynAttr const attr = node->type.attr(*begin);
+    if (attr.empty()) {
+      return error("Attribute '{}' not found on Type '{}'", *begin, node->type);
+    }
+    auto child = node->children.find(attr);
+    if (child == node->children.end()) {
+      TRACE("KeyElemNode", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
+      Zyn::ZynType const childType = attr.attrType();
+      child = node->children.try_emplace(attr, childType, node->useS4Encoding).first;
+      if (std::next(begin) == end && !isScalarKeyType(childType, node->useS4Encoding)) {
+        // Names the composite that holds the attribute: that is where the caller's path stopped too early.
+        return error("Expecting a scalar at leaf element '{}'; found composite of type '{}'", *begin, node->type);
+      }
+    }
+    node = &child->second;
+  }
+  Value decoded = createScalarKey(node->type, value.view(), node->useS4Encoding);
+  if (!decoded) {
+    return KvStd::Unexpected(std::move(decoded).error());
+  }
+  node->value = *std::move(decoded);
+  return {};
+}
+
+Value ZynKeyDecoder::KeyElemNode::construct(Zyn::ZynType type) noexcept {
+  return Drovan::construct(*this, type, nullptr);
+}
+
+Done ZynKeyDecoder::KeyElemNode::instantiate() noexcept {
+  TRACE("KeyElemNode", "KeyElem type: '{}'", type);
+  if (value) {
+    return {};
+  }
+  Value built = construct(type);
+  if (!built) {
+    return KvStd::Unexpected(std::move(built).error());
+  }
+  value = *std::move(built);
+  for (auto& [attr, child] : children) {
+    if (Done done = child.instantiate(); !done) {
+      return done;
+    }
+    if (Done set = textOf([&] { attr.genericIfSet(value, nullptr, child.value); }); !set) {
+      return set;
+    }
+  }
+  return {};
+}
+
+// ---- the decoder
+
+ZynKeyDecoder::PathElements ZynKeyDecoder::splitPath(std::string_view path) noexcept {
+  PathElements elements;
+  for (;;) {
+    std::size_t const found = path.find(separator);
+    elements.push_back(path.substr(0, found));
+    if (found == std::string_view::npos) {
+      return elements;
+    }
+    path.remove_prefix(found + separator.size());
+  }
+}
+
+KvStd::Expected<std::variant<ZynKeyDecoder::Single, ZynKeyDecoder::Multiple>, Velko::String>
+ZynKeyDecoder::decodeScalarKey(Zyn::ZynType type, std::string_view keyName, std::string_view value) const noexcept {
+  // Asked of the collection's entries, not of `type`: the name says where the key is held, not what it is.
+  if (Zyn::ZynAttr const key = keyAttr(collectionAttr, true); !key.empty() && keyName != key.name()) {
+    return error("Expected key name for '{}' is '{}'; found '{}'", std::string_view(collectionAttr.name()),
+                 std::string_view(key.name()), keyName);
+  }
+  if (value == wildcard) {
+    TRACE(nullptr, "Found a wildcard");
+    return Multiple{};
+  }
+  Value decoded = createScalarKey(type, value, useS4Encoding);
+  if (!decoded) {
+    return KvStd::Unexpected(std::move(decoded).error());
+  }
+  return Single{*std::move(decoded)};
+}
+
+Done ZynKeyDecoder::processKeyPath(KeyElemNode& node, std::string_view keyPath, std::string_view value) const noexcept {
+  TRACE(nullptr, "Processing key path '{}', and value '{}'", keyPath, value);
+  PathElements const elements = splitPath(keyPath);
+  PathIter begin = elements.begin();
+  if (Zyn::ZynAttr const key = keyAttr(collectionAttr, false); !key.empty()) {
+    if (*begin == key.name()) {
+      ++begin;
+    } else if (attrOf(collectionAttr.attrType(), *begin).empty() || attrOf(collectionAttr.keyType(), *begin).empty()) {
+      return error("Expecting key path '{}' to start with the internal key name '{}'", keyPath,
+                   std::string_view(key.name()));
+    }
+  }
+  return node.insertPathSuffix(begin, elements.end(), Velko::String(value));
+}
+
+Done ZynKeyDecoder::updateFilter(FilterMap& filter, std::string_view keyPath, std::string_view value) const noexcept {
+  if (value == wildcard) {
+    return {};
+  }
+  TRACE(nullptr, "Found a filter on '{}' with value '{}'", keyPath, value);
+  PathElements const elements = splitPath(keyPath);
+  if (elements.size() > 1) {
+    return error("Filtering nested key '{}' is not supported", keyPath);
+  }
+  if (elements.empty()) {
+    Velko::Impl::vfmassert(traceHandle(), "!elements.empty()", sourceFile, __func__, __LINE__, "Invalid keyPath {}",
+                           fmt::make_format_args(keyPath));
+  }
+  Zyn::ZynType const keyType = collectionAttr.keyType();
+  if (keyType.empty()) {
+    return error("Attribute '{}' is not a keyed collection", std::string_view(collectionAttr.name()));
+  }
+  Zyn::ZynAttr const attr = keyType.attr(elements.front());
+  if (attr.empty()) {
+    return error("Attribute '{}' not found on Type '{}'", elements.front(), keyType);
+  }
+  Value decoded = createScalarKey(attr.attrType(), value, useS4Encoding);
+  if (!decoded) {
+    return KvStd::Unexpected(std::move(decoded).error());
+  }
+  filter.insert_or_assign(attr, *std::move(decoded));
+  return {};
+}
+
+}  // namespace Drovan

@@ -1,0 +1,45 @@
+# What `cmake --install` puts under a prefix: headers, the libraries, the command, a CMake package and .pc files.
+#
+# The platform's headers go into a folder of their own, because a host with a platform of its own brings its own.
+include(CMakePackageConfigHelpers)
+
+set_target_properties(DrovanPlatform PROPERTIES EXPORT_NAME Platform)
+set_target_properties(DrovanModel PROPERTIES EXPORT_NAME Model)
+set_target_properties(DrovanSchema PROPERTIES EXPORT_NAME Schema)
+
+install(TARGETS Drovan EXPORT DrovanTargets FILE_SET HEADERS)
+install(TARGETS DrovanPlatform EXPORT DrovanTargets FILE_SET HEADERS
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-platform)
+install(TARGETS DrovanModel DrovanSchema EXPORT DrovanTargets FILE_SET HEADERS
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-model)
+install(TARGETS zynkey)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Drovan)
+install(EXPORT DrovanTargets NAMESPACE Drovan:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/DrovanConfig.cmake.in DrovanConfig.cmake INSTALL_DESTINATION ${package_dir}
+                              NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(DrovanConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/DrovanConfig.cmake ${PROJECT_BINARY_DIR}/DrovanConfigVersion.cmake
+        DESTINATION ${package_dir})
+
+# From the folder of the .pc files back to the prefix, so that an installed tree may be moved.
+file(RELATIVE_PATH PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" PC_PREFIX ${PC_PREFIX})
+
+# name, what it is, libraries, include folders, the other .pc files whose headers ours include
+function(install_pc name description library folders requires)
+  list(JOIN requires " " REQUIRES)
+  list(TRANSFORM folders REPLACE "(.*)" "-I\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}\\1")
+  list(JOIN folders " " CFLAGS)
+  set(NAME ${name})
+  set(DESCRIPTION ${description})
+  set(LIBRARY ${library})
+  configure_file(cmake/library.pc.in ${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+
+install_pc(drovan "Textual collection keys to typed key objects" Drovan "/;/drovan-platform"
+           "${DROVAN_PLATFORM_MODULES}")
+install_pc(drovan-model "An embedded type system that provides what drovan asks of its platform" DrovanModel
+           "/drovan-platform;/drovan-model" "${DROVAN_PLATFORM_MODULES};${DROVAN_MODEL_HEADER_MODULES}")
+install_pc(drovan-schema "YAML schema files for drovan-model" DrovanSchema "/drovan-model" "drovan-model")

@@ -1,0 +1,96 @@
+// Cutting key paths at "__".
+#include "decoder/Fixture.h"
+
+namespace Test {
+namespace {
+
+struct SplitRow {
+  std::string_view path;
+  std::vector<std::string_view> elements;
+};
+
+using SplitPath = DecoderTest;
+
+TEST_F(SplitPath, CutsAtTheLeftmostPairOfUnderscores) {
+  using namespace std::string_view_literals;
+  SplitRow const rows[] = {
+      {"", {""}},
+      {"a", {"a"}},
+      {"_", {"_"}},
+      {"a_", {"a_"}},
+      {"_a", {"_a"}},
+      {"a_b", {"a_b"}},
+      {"a__b", {"a", "b"}},
+      {"a__b__c", {"a", "b", "c"}},
+      {"ab__cd_ef__g", {"ab", "cd_ef", "g"}},
+      {"__a", {"", "a"}},
+      {"a__", {"a", ""}},
+      {"__", {"", ""}},
+      {"___", {"", "_"}},
+      {"____", {"", "", ""}},
+      {"_____", {"", "", "_"}},
+      {"a___b", {"a", "_b"}},
+      {"a____b", {"a", "", "b"}},
+      {"a\0__\0b"sv, {"a\0"sv, "\0b"sv}},
+      {"\xff__\xfe", {"\xff", "\xfe"}},
+  };
+  for (SplitRow const& row : rows) {
+    EXPECT_THAT(ZynKeyDecoder::splitPath(row.path), testing::ElementsAreArray(row.elements)) << '"' << row.path << '"';
+  }
+}
+
+TEST_F(SplitPath, ElementsAreViewsIntoThePath) {
+  std::string const path = "ab__c";
+  auto const elements = ZynKeyDecoder::splitPath(path);
+  ASSERT_EQ(elements.size(), 2U);
+  EXPECT_EQ(elements[0].data(), path.data());
+  EXPECT_EQ(elements[1].data(), path.data() + 4);
+}
+
+TEST_F(SplitPath, TheEmptyPathsElementPointsAtItsStart) {
+  std::string_view const path("x", 0);
+  auto const elements = ZynKeyDecoder::splitPath(path);
+  ASSERT_EQ(elements.size(), 1U);
+  EXPECT_EQ(elements[0].data(), path.data());
+}
+
+TEST_F(SplitPath, TheLastElementAfterASeparatorPointsAtThePathsEnd) {
+  std::string_view const path = "a__";
+  auto const elements = ZynKeyDecoder::splitPath(path);
+  ASSERT_EQ(elements.size(), 2U);
+  EXPECT_EQ(elements[1].data(), path.data() + path.size());
+}
+
+TEST_F(SplitPath, DoesNotReadPastThePath) {
+  // The text behind the view would complete a separator.
+  std::string_view const path = std::string_view("a__b").substr(0, 2);
+  EXPECT_THAT(ZynKeyDecoder::splitPath(path), ElementsAre("a_"));
+}
+
+TEST_F(SplitPath, MemoryIsThatOfAVectorOfViews) {
+  auto const bytesOf = [] {
+    for (Model::Memory const& tag : Model::memory()) {
+      if (tag.tag.find("VectorOf<std::basic_string_view") != std::string::npos &&
+          tag.tag.find("Small") == std::string::npos) {
+        return tag.bytes;
+      }
+    }
+    return std::int64_t{-1};
+  };
+  {
+    auto const elements = ZynKeyDecoder::splitPath("a__b__c");
+    EXPECT_EQ(bytesOf(), static_cast<std::int64_t>(elements.capacity() * sizeof(std::string_view)));
+  }
+  EXPECT_EQ(bytesOf(), 0);
+}
+
+TEST_F(SplitPath, TracesNothing) {
+  traceCalls();
+  (void)ZynKeyDecoder::splitPath("a__b");
+  EXPECT_THAT(taken(), IsEmpty());
+}
+
+static_assert(noexcept(ZynKeyDecoder::splitPath("")));
+
+}  // namespace
+}  // namespace Test
