@@ -29,7 +29,7 @@ string(REGEX REPLACE "/$" "" PC_PREFIX ${PC_PREFIX})
 # name, what it is, libraries, include folders, the other .pc files whose headers ours include
 function(install_pc name description library folders requires)
   list(JOIN requires " " REQUIRES)
-  list(TRANSFORM folders REPLACE "(.*)" "-I\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}\\1")
+  list(TRANSFORM folders REPLACE "(.+)" "-I\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}\\1")
   list(JOIN folders " " CFLAGS)
   set(NAME ${name})
   set(DESCRIPTION ${description})

@@ -33,10 +33,13 @@ void setTraceSink(std::function<void(Trace const&)> sink);
 
 /** A broken assumption as the sink gets it. */
 struct Assertion {
+  /** The trace handle of the code that failed; empty where it has none. */
+  std::string_view handle;
   std::string_view condition;
   std::string_view file;
   std::string_view function;
   int line;
+  /** May be empty. */
   std::string_view text;
 };
 
@@ -52,7 +55,10 @@ void setAssertionSink(std::function<void(Assertion const&)> sink);
  */
 void setThreadSafe(bool on) noexcept;
 
-/** The counters of one tag. While other threads allocate, the numbers are those of some moment in between. */
+/**
+ * The counters of one tag. While other threads allocate, the numbers are those of some moment in between. Not checked:
+ * that all elements of a tag have one size, from which `bytes` is worked out.
+ */
 struct Memory {
   /** The tag's type, readable. */
   std::string tag;

@@ -11,8 +11,9 @@
 //   Zyn::ZynType const route = network.entity("Route").attr("key", routeKey);
 //   network.entity("Vrf").keyed("route", route, "key");
 //
-// Refused: a name that is empty or taken, a value type that would contain itself, a wrapper or union that leads back
-// to itself, a constructor argument that is no attribute. Each throws `SchemaError` and leaves the type as it was.
+// Refused: a name that is empty, taken or holds a NUL byte, the name of a module or type that holds '.' or ':', a value
+// type that would contain itself, a wrapper or union that leads back to itself, a constructor argument that is no
+// attribute, and what the functions below refuse. Each throws `SchemaError` and leaves the type as it was.
 //
 // Lifetime: handles point into the schema; it outlives every handle, value and decoder that was made from it. Threads:
 // build on one thread; once built, any number of threads may use the types. Not checked: that building has ended when
@@ -97,31 +98,38 @@ class TypeBuilder {
  public:
   operator Zyn::ZynType() const noexcept { return type_; }
 
-  /** An attribute of any type but an entity; for a union an alternative, tried in the order added. */
+  /**
+   * An attribute of a value type or an entity; for a union an alternative, tried in the order added. Only an entity has
+   * attributes of entity type, and those may lead back to it.
+   */
   TypeBuilder& attr(std::string_view name, Zyn::ZynType type);
   /**
-   * A collection of `entries`, keyed by their attribute `by`. The key type is that of `by` unless given. Without `by`,
-   * the collection records no internal key name. Where neither says, the key type stays empty.
+   * A collection of an entity, keyed by the attribute `by` of its `entries`, which are of an entity or a value type.
+   * The key type is that of `by` unless given, and no entity. Without `by`, the collection records no internal key
+   * name. That `by` exists is not checked: where neither it nor `keyType` says, the key type stays empty.
    */
   TypeBuilder& keyed(std::string_view name, Zyn::ZynType entries, std::optional<std::string_view> by,
                      Zyn::ZynType keyType = {});
-  /** A collection of `entries` without keys. */
+  /** A collection of an entity, of `entries` of any type, without keys. */
   TypeBuilder& list(std::string_view name, Zyn::ZynType entries);
-  /** The constructor arguments, in order: names of attributes that the type has. */
+  /** The constructor arguments of a value type, in order: names of attributes that it has. Replaces former ones. */
   TypeBuilder& args(std::span<std::string_view const> names);
   TypeBuilder& args(std::initializer_list<std::string_view> names);
   /**
    * The gNMI string form of a value type, such as "{low}-{high}": each attribute named once, with text between any two.
    * Reading cuts the text at the first occurrence of each separator, left to right. Every constructor argument is
-   * named, and each attribute named reads its own text form.
+   * named, and each attribute named reads its own text form; not checked: that its type has one.
    */
   TypeBuilder& gnmi(std::string_view pattern);
-  /** Protobuf field numbers by attribute name; the type gets the mark S4. Attributes left out have no field. */
+  /**
+   * Protobuf field numbers of a value type by attribute name; the type gets the mark S4. Attributes left out have no
+   * field; constructor arguments cannot be left out. Replaces former numbers.
+   */
   TypeBuilder& s4(std::span<std::pair<std::string_view, std::uint32_t> const> numbers);
   TypeBuilder& s4(std::initializer_list<std::pair<std::string_view, std::uint32_t>> numbers);
   /** Sets or clears a mark, whatever the kind. */
   TypeBuilder& mark(Mark mark, bool on = true);
-  /** Makes the named attribute the type's `valAttr()`, whatever the kind. */
+  /** Makes the named attribute the type's `valAttr()`, whatever the kind; it is no collection and of no entity type. */
   TypeBuilder& valAttr(std::string_view name);
 
  private:
@@ -136,6 +144,7 @@ class Module : public Zyn::ZynModule {
  public:
   std::string_view name() const noexcept;
 
+  /** Of at least one enumerator; no two have the same name or number. */
   TypeBuilder enumeration(std::string_view name, std::span<Enumerator const> enumerators);
   TypeBuilder enumeration(std::string_view name, std::initializer_list<Enumerator> enumerators);
   /** Holds one inner value in its attribute `value`, which is its `valAttr()` and its one constructor argument. */
@@ -147,7 +156,7 @@ class Module : public Zyn::ZynModule {
   TypeBuilder entity(std::string_view name);
   /** A further type of a scalar kind, which differs from the core type by name and marks. */
   TypeBuilder scalar(std::string_view name, Kind kind);
-  /** Adds to a type of this module. */
+  /** Adds to a type of this module; any other is refused. */
   TypeBuilder extend(Zyn::ZynType type);
 
   /** In the order added. */
@@ -187,7 +196,7 @@ class Schema {
   std::unique_ptr<Impl> impl_;
 };
 
-/** The core type of a scalar kind: Bool to MacAddress. */
+/** The core type of a scalar kind: Bool to MacAddress. Empty for other kinds. */
 Zyn::ZynType core(Kind kind);
 /** The name of a kind: "Bool", ..., "Entity". */
 std::string_view kindName(Kind kind) noexcept;
@@ -202,7 +211,7 @@ bool hasMark(Zyn::ZynType type, Mark mark) noexcept;
 std::span<Enumerator const> enumerators(Zyn::ZynType type) noexcept;
 /** Empty where there is none. */
 std::string_view gnmiPattern(Zyn::ZynType type) noexcept;
-/** The attribute's protobuf field number as a part of `owner`; 0 where it has no field. */
+/** The field number that `s4` gave the attribute as a part of `owner`; 0 where it gave none. */
 std::uint32_t s4Number(Zyn::ZynType owner, Zyn::ZynAttr attr) noexcept;
 /** A collection without keys. */
 bool isList(Zyn::ZynAttr attr) noexcept;

@@ -23,13 +23,13 @@ constexpr std::uint8_t bit(Mark mark) { return static_cast<std::uint8_t>(1U << s
 enum class Shape : std::uint8_t { Plain, Keyed, List };
 
 struct AttrRow {
-  std::string name;
-  Zyn::ZynType type;
+  std::string name = {};
+  Zyn::ZynType type = {};
   /** Position among its owner's attributes: the slot of a value that holds it. */
   std::uint32_t slot = 0;
   Shape shape = Shape::Plain;
-  std::optional<std::string> keyName;
-  Zyn::ZynType keyType;
+  std::optional<std::string> keyName = {};
+  Zyn::ZynType keyType = {};
   /** The attribute is a constructor argument of its owner. */
   bool isArgument = false;
   /** Protobuf field number; 0 for none. */
@@ -52,21 +52,27 @@ struct TypeRow {
   std::uint8_t marks = 0;
   /** Indexes of attributes in the module, in declaration order; the slot is the position here. */
   std::vector<std::uint32_t> attrs;
+  /** Indexes in the module. */
   absl::flat_hash_map<std::string_view, std::uint32_t> attrsByName;
+  /** An index in the module. */
   std::optional<std::uint32_t> valAttr;
-  /** NUL-terminated names, owned by the attributes' rows, and the slots they go to. */
+  /** Some attribute is of this union or value type: only then can it be reached from another type. */
+  bool isUsed = false;
+  /** The constructor arguments: NUL-terminated names, owned by the attributes' rows, and the slots they go to. */
   std::vector<char const*> argNames;
   std::vector<std::uint32_t> argSlots;
   std::vector<Enumerator> enumerators;
+  // Positions in `enumerators`.
   absl::flat_hash_map<std::string_view, std::uint32_t> enumeratorsByName;
   absl::flat_hash_map<std::int32_t, std::uint32_t> enumeratorsByNumber;
   std::optional<Pattern> pattern;
+  bool hasS4Numbers = false;
 };
 
 /** What a `Module` is inside. Every module of this provider is one. */
 class ModuleTables final : public Module {
  public:
-  explicit ModuleTables(std::string_view name) : name(name) {}
+  explicit ModuleTables(std::string_view moduleName) : name(moduleName) {}
   ~ModuleTables() = default;
 
   std::string name;
@@ -75,6 +81,11 @@ class ModuleTables final : public Module {
   std::deque<AttrRow> attrs;
   absl::flat_hash_map<std::string_view, std::uint32_t> typesByName;
 };
+
+/** The core types: type `i` is that of the scalar kind `i`. Never destroyed. */
+ModuleTables const& coreModule();
+
+constexpr bool isScalar(Kind kind) { return kind <= Kind::MacAddress; }
 
 inline ModuleTables const& tablesOf(Zyn::ZynModule const& module) { return static_cast<ModuleTables const&>(module); }
 

@@ -1,0 +1,231 @@
+#include "KvSlab/Slab.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <typeinfo>
+
+// Under the address sanitizer every block comes straight from the heap: kept for reuse, it would hide what is wrong.
+#if defined(__SANITIZE_ADDRESS__)
+#define KVSLAB_HEAP_ONLY 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KVSLAB_HEAP_ONLY 1
+#endif
+#endif
+
+#ifdef KVSLAB_HEAP_ONLY
+
+namespace KvSlab {
+
+void* slabAllocOrStdMalloc(std::size_t size) {
+  // The sanitizer's malloc ends the process instead of answering null for what no memory could hold.
+  void* const storage = size > PTRDIFF_MAX ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (storage == nullptr) {
+    throw std::bad_alloc();
+  }
+  return storage;
+}
+
+void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept { std::free(pointer); }
+
+}  // namespace KvSlab
+
+#else
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <mutex>
+#include <utility>
+
+namespace KvSlab {
+namespace {
+
+// Sizes up to 1024 come in steps of 16 from the slab, larger ones from the heap. A block never changes its class, and
+// never goes back to the heap: what a thread frees it uses again, and what it has too much of other threads use.
+constexpr std::size_t kStep = 16;
+constexpr std::size_t kClasses = 64;
+constexpr std::uint32_t kHeap = kClasses;
+
+/** What stands before each block's storage. */
+struct alignas(kStep) Block {
+  std::uint32_t sizeClass;
+  /** In the first block of a batch that lies in the pool: how many there are. */
+  std::uint32_t count;
+  /** Of a free block: the next one of its list. */
+  Block* next;
+
+  void* storage() noexcept { return this + 1; }
+  static Block* of(void* storage) noexcept { return static_cast<Block*>(storage) - 1; }
+
+  /** In the first block of a batch that lies in the pool: the next batch. Kept in the storage, which is free then. */
+  Block*& nextBatch() noexcept { return *static_cast<Block**>(storage()); }
+};
+static_assert(sizeof(Block) == kStep && alignof(std::max_align_t) <= kStep);
+
+constexpr std::size_t blockSize(std::size_t sizeClass) { return sizeof(Block) + (sizeClass + 1) * kStep; }
+
+/** How many blocks move between a thread and the pool at once. */
+constexpr std::uint32_t batchSize(std::size_t sizeClass) {
+  constexpr std::size_t kBytes = 8192;
+  return static_cast<std::uint32_t>(std::clamp<std::size_t>(kBytes / blockSize(sizeClass), 8, 64));
+}
+
+struct List {
+  Block* first = nullptr;
+  std::uint32_t count = 0;
+
+  void push(Block* block) noexcept {
+    block->next = first;
+    first = block;
+    ++count;
+  }
+  Block* pop() noexcept {
+    --count;
+    return std::exchange(first, first->next);
+  }
+};
+
+/** The batches of one class that no thread holds. */
+struct alignas(64) Pool {
+  std::mutex mutex;
+  Block* firstBatch = nullptr;
+
+  void give(List batch) noexcept {
+    if (batch.first == nullptr) {
+      return;
+    }
+    batch.first->count = batch.count;
+    std::lock_guard const lock(mutex);
+    batch.first->nextBatch() = firstBatch;
+    firstBatch = batch.first;
+  }
+
+  List take() noexcept {
+    std::lock_guard const lock(mutex);
+    if (firstBatch == nullptr) {
+      return {};
+    }
+    Block* const first = firstBatch;
+    firstBatch = first->nextBatch();
+    return {first, first->count};
+  }
+};
+
+// Constant-initialised and without a destructor: usable before main starts and after it has ended.
+constinit std::array<Pool, kClasses> pools;
+static_assert(std::is_trivially_destructible_v<Pool>);
+
+List carve(std::uint32_t sizeClass) {
+  std::size_t const size = blockSize(sizeClass);
+  auto* const chunk = static_cast<std::byte*>(std::malloc(size * batchSize(sizeClass)));
+  if (chunk == nullptr) {
+    throw std::bad_alloc();
+  }
+  List batch;
+  for (std::size_t i = batchSize(sizeClass); i-- > 0;) {
+    batch.push(::new (chunk + i * size) Block{sizeClass, 0, nullptr});
+  }
+  return batch;
+}
+
+List takeOrCarve(std::uint32_t sizeClass) {
+  List const batch = pools[sizeClass].take();
+  return batch.first != nullptr ? batch : carve(sizeClass);
+}
+
+/** What one thread has at hand. Has no destructor, so that it can be looked at as long as the thread runs. */
+struct Cache {
+  enum class State : std::uint8_t { Fresh, Live, Gone };
+
+  std::array<List, kClasses> lists;
+  State state = State::Fresh;
+};
+thread_local constinit Cache cache;
+
+/** Gives the thread's blocks back when the thread ends; what it frees after that goes to the pool at once. */
+struct CacheEnd {
+  ~CacheEnd() {
+    cache.state = Cache::State::Gone;
+    for (std::size_t i = 0; i < kClasses; ++i) {
+      pools[i].give(std::exchange(cache.lists[i], {}));
+    }
+  }
+};
+
+/** Whether the thread may keep blocks. */
+bool isLive(Cache& mine) noexcept {
+  if (mine.state == Cache::State::Fresh) {
+    mine.state = Cache::State::Live;
+    thread_local CacheEnd const end;
+    static_cast<void>(end);
+  }
+  return mine.state == Cache::State::Live;
+}
+
+Block* takeBlock(std::uint32_t sizeClass) {
+  Cache& mine = cache;
+  if (!isLive(mine)) {
+    List batch = takeOrCarve(sizeClass);
+    Block* const block = batch.pop();
+    pools[sizeClass].give(batch);
+    return block;
+  }
+  List& list = mine.lists[sizeClass];
+  if (list.first == nullptr) {
+    list = takeOrCarve(sizeClass);
+  }
+  return list.pop();
+}
+
+void giveBlock(Block* block) noexcept {
+  std::uint32_t const sizeClass = block->sizeClass;
+  Cache& mine = cache;
+  if (!isLive(mine)) {
+    List one;
+    one.push(block);
+    pools[sizeClass].give(one);
+    return;
+  }
+  List& list = mine.lists[sizeClass];
+  list.push(block);
+  // A thread that only frees what others took must not keep it all.
+  std::uint32_t const most = 2 * batchSize(sizeClass);
+  if (list.count == most) {
+    List batch;
+    while (batch.count < most / 2) {
+      batch.push(list.pop());
+    }
+    pools[sizeClass].give(batch);
+  }
+}
+
+}  // namespace
+
+void* slabAllocOrStdMalloc(std::size_t size) {
+  if (size <= kClasses * kStep) {
+    return takeBlock(static_cast<std::uint32_t>(size == 0 ? 0 : (size - 1) / kStep))->storage();
+  }
+  void* const storage = size > PTRDIFF_MAX - sizeof(Block) ? nullptr : std::malloc(sizeof(Block) + size);
+  if (storage == nullptr) {
+    throw std::bad_alloc();
+  }
+  return (::new (storage) Block{kHeap, 0, nullptr})->storage();
+}
+
+void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept {
+  if (pointer == nullptr) {
+    return;
+  }
+  Block* const block = Block::of(pointer);
+  if (block->sizeClass == kHeap) {
+    std::free(block);
+  } else {
+    giveBlock(block);
+  }
+}
+
+}  // namespace KvSlab
+
+#endif

@@ -1,0 +1,75 @@
+#include "Velko/Assert.h"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <functional>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "model/Runtime.h"
+#include "model/Velko/Handle.h"
+#include "model/Velko/Sink.h"
+
+namespace Model {
+namespace {
+
+// Never destroyed: assertions may fail in the destructors of statics.
+Sink<Assertion>& assertionSink() {
+  static auto& sink = *new Sink<Assertion>;
+  return sink;
+}
+
+void print(Assertion const& assertion) {
+  fmt::memory_buffer line;
+  fmt::format_to(std::back_inserter(line), "{}{}assertion failed: {}{}{} ({}:{} {})\n", assertion.handle,
+                 assertion.handle.empty() ? "" : ": ", assertion.condition, assertion.text.empty() ? "" : ": ",
+                 assertion.text, assertion.file, assertion.line, assertion.function);
+  writeToStderr({line.data(), line.size()});
+}
+
+[[noreturn]] void fail(Assertion assertion, fmt::string_view format, fmt::format_args args) noexcept {
+  fmt::memory_buffer text;
+  try {
+    fmt::vformat_to(std::back_inserter(text), format, args);
+    assertion.text = {text.data(), text.size()};
+  } catch (...) {
+    // The place and the condition still tell what broke.
+  }
+  try {
+    if (!assertionSink().call(assertion)) {
+      print(assertion);
+    }
+  } catch (...) {
+    writeToStderr("assertion failed, and so did its report\n");
+  }
+  std::abort();
+}
+
+}  // namespace
+
+void setAssertionSink(std::function<void(Assertion const&)> sink) { assertionSink().set(std::move(sink)); }
+
+}  // namespace Model
+
+namespace Velko::Impl {
+
+void vfmassert(char const* condition, char const* file, char const* function, int line, fmt::string_view format,
+               fmt::format_args args) noexcept {
+  Model::fail({.handle = {}, .condition = condition, .file = file, .function = function, .line = line, .text = {}},
+              format, args);
+}
+
+void vfmassert(Platform::DebugHandler const& handle, char const* condition, char const* file, char const* function,
+               int line, fmt::string_view format, fmt::format_args args) noexcept {
+  Model::fail({.handle = Model::nameOf(handle),
+               .condition = condition,
+               .file = file,
+               .function = function,
+               .line = line,
+               .text = {}},
+              format, args);
+}
+
+}  // namespace Velko::Impl

@@ -1,0 +1,79 @@
+#include "Velko/Trace.h"
+
+#include <fmt/format.h>
+
+#include <functional>
+#include <iterator>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "model/Runtime.h"
+#include "model/Velko/Handle.h"
+#include "model/Velko/Sink.h"
+
+namespace Model {
+namespace {
+
+// Neither is ever destroyed: code may trace from the destructors of its own statics.
+
+Sink<Trace>& traceSink() {
+  static auto& sink = *new Sink<Trace>;
+  return sink;
+}
+
+Handle& handleOf(std::string_view name) {
+  static auto& mutex = *new std::mutex;
+  static auto& handles = *new std::map<std::string, Handle, std::less<>>;
+  std::lock_guard const lock(mutex);
+  auto found = handles.find(name);
+  if (found == handles.end()) {
+    found = handles.try_emplace(std::string(name), name).first;
+  }
+  return found->second;
+}
+
+void print(Trace const& trace) {
+  fmt::memory_buffer line;
+  fmt::format_to(std::back_inserter(line), "{}/{} {}:{} {}{}{}: {}\n", trace.handle, trace.level, trace.file,
+                 trace.line, trace.className, trace.className.empty() ? "" : "::", trace.function, trace.text);
+  writeToStderr({line.data(), line.size()});
+}
+
+}  // namespace
+
+void enableTraces(std::string_view handle, bool on) { handleOf(handle).enable(on); }
+
+void setTraceSink(std::function<void(Trace const&)> sink) { traceSink().set(std::move(sink)); }
+
+}  // namespace Model
+
+namespace Velko {
+
+Platform::DebugHandler* Platform::_getRawDebugHandler(String const& name, bool /*mode*/) {
+  return &Model::handleOf(name.view());
+}
+
+void Impl::vfmtrace(Platform::DebugHandler const& handle, unsigned short level, char const* file, char const* function,
+                    int line, char const* className, fmt::string_view format, fmt::format_args args) noexcept {
+  try {
+    fmt::memory_buffer text;
+    fmt::vformat_to(std::back_inserter(text), format, args);
+    Model::Trace const trace{.handle = Model::nameOf(handle),
+                             .level = level,
+                             .file = file,
+                             .function = function,
+                             .line = line,
+                             .className = className == nullptr ? "" : className,
+                             .text = {text.data(), text.size()}};
+    if (!Model::traceSink().call(trace)) {
+      Model::print(trace);
+    }
+  } catch (...) {
+    // A trace that cannot be made is lost: it must not change what the program does.
+  }
+}
+
+}  // namespace Velko

@@ -1,0 +1,588 @@
+// How types are built. Every function checks first and changes after, so that a refusal leaves everything as it was.
+#include <absl/container/flat_hash_set.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Zyn/Zyn.h"
+#include "model/Schema.h"
+#include "model/Zyn/Tables.h"
+
+namespace Model {
+namespace {
+
+template <typename... Args>
+[[noreturn]] void refuse(fmt::format_string<Args const&...> format, Args const&... args) {
+  std::string text;
+  // What an exception says ends at the first NUL byte, so show those that a name brought along.
+  for (char const byte : fmt::format(format, args...)) {
+    byte == '\0' ? text.append("\\0") : text.append(1, byte);
+  }
+  throw SchemaError(text);
+}
+
+/** `what` says what is named, as in "an attribute of 'Network::Route'". */
+void checkName(std::string_view what, std::string_view name) {
+  if (name.empty()) {
+    refuse("the name of {} is empty; write at least one character", what);
+  }
+  if (name.contains('\0')) {
+    refuse("the name '{}' of {} holds a NUL byte; leave it out", name, what);
+  }
+}
+
+/** For what stands to the left or right of a separator. */
+void checkQualifiedName(std::string_view what, std::string_view name) {
+  checkName(what, name);
+  if (name.find_first_of(".:") != std::string_view::npos) {
+    refuse("the name '{}' of {} holds '.' or ':', which stand between module and type; leave them out", name, what);
+  }
+}
+
+std::uint8_t startMarks(Kind kind) {
+  constexpr std::uint8_t kScalar = bit(Mark::Value) | bit(Mark::ScalarKind);
+  switch (kind) {
+    case Kind::Entity:
+      return 0;
+    case Kind::Enum:
+      return bit(Mark::Value) | bit(Mark::Enum);
+    case Kind::Union:
+      return kScalar | bit(Mark::Union);
+    case Kind::IpAddress:
+    case Kind::IpPrefix:
+    case Kind::MacAddress:
+      return kScalar | bit(Mark::GnmiString);
+    case Kind::Wrapper:
+    case Kind::Value:
+      return bit(Mark::Value);
+    default:
+      return kScalar;
+  }
+}
+
+Zyn::ZynType addType(Module& ofModule, std::string_view name, Kind kind) {
+  auto& module = static_cast<ModuleTables&>(ofModule);
+  auto const index = static_cast<std::uint32_t>(module.types.size());
+  TypeRow& row = module.types.emplace_back();
+  row.name = fmt::format("{}::{}", module.name, name);
+  row.shortNameAt = module.name.size() + 2;
+  row.kind = kind;
+  row.marks = startMarks(kind);
+  module.typesByName.emplace(std::string_view(row.name).substr(row.shortNameAt), index);
+  return {&module, index};
+}
+
+void checkNewType(Module const& module, std::string_view name) {
+  checkQualifiedName(fmt::format("a type of module '{}'", module.name()), name);
+  if (!module.find(name).empty()) {
+    refuse("module '{}' already has a type '{}'; choose another name", module.name(), name);
+  }
+}
+
+// Builders come from modules only, and those are not const; the handle is, as it is for those who query.
+ModuleTables& mutableModule(Zyn::ZynType type) { return const_cast<ModuleTables&>(tablesOf(*type.module())); }
+TypeRow& mutableRow(Zyn::ZynType type) { return mutableModule(type).types[type.index()]; }
+
+AttrRow& attrOf(Zyn::ZynType type, std::uint32_t slot) { return mutableModule(type).attrs[rowOf(type).attrs[slot]]; }
+
+/** The slot of an attribute that must exist. */
+std::uint32_t slotOf(Zyn::ZynType type, std::string_view name) {
+  Zyn::ZynAttr const attr = type.attr(name);
+  if (attr.empty()) {
+    refuse("'{}' has no attribute '{}'; name one that it has", type.name(), name);
+  }
+  return rowOf(attr).slot;
+}
+
+void checkIsValueType(Zyn::ZynType type, std::string_view what) {
+  if (rowOf(type).kind != Kind::Value) {
+    refuse("'{}' is of kind {}; only a value type has {}", type.name(), kindName(rowOf(type).kind), what);
+  }
+}
+
+/**
+ * Refuses an attribute of `inner` for `owner` if `owner` can be reached from there. Types that hold one another without
+ * end could be neither made nor printed.
+ */
+void checkNotReachable(Zyn::ZynType owner, std::string_view name, Zyn::ZynType inner) {
+  if (owner != inner && !rowOf(owner).isUsed) {
+    return;
+  }
+  struct Step {
+    Zyn::ZynType type;
+    std::string_view attr;
+    std::size_t from;
+  };
+  std::vector<Step> steps = {{owner, "", 0}, {inner, name, 0}};
+  absl::flat_hash_set<TypeRow const*> seen;
+  for (std::size_t at = 1; at < steps.size(); ++at) {
+    Zyn::ZynType const type = steps[at].type;
+    if (type == owner) {
+      std::vector<std::string> way;
+      for (std::size_t step = at; step != 0; step = steps[step].from) {
+        way.push_back(fmt::format("{}.{}", steps[steps[step].from].type.name(), steps[step].attr));
+      }
+      std::ranges::reverse(way);
+      refuse("'{}' would contain itself by {}; leave one of these attributes out", owner.name(),
+             fmt::format("{}", fmt::join(way, ", ")));
+    }
+    if (!seen.insert(&rowOf(type)).second) {
+      continue;
+    }
+    for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+      steps.push_back({(*attr).attrType(), (*attr).name(), at});
+    }
+  }
+}
+
+void checkNewAttr(Zyn::ZynType owner, std::string_view name, Zyn::ZynType type) {
+  checkName(fmt::format("an attribute of '{}'", owner.name()), name);
+  if (!owner.attr(name).empty()) {
+    refuse("'{}' already has an attribute '{}'; choose another name", owner.name(), name);
+  }
+  if (type.empty()) {
+    refuse("the attribute '{}' of '{}' has no type; give it one", name, owner.name());
+  }
+}
+
+void checkNewCollection(Zyn::ZynType owner, std::string_view name, Zyn::ZynType entries) {
+  if (Kind const kind = rowOf(owner).kind; kind != Kind::Entity) {
+    refuse("'{}' is of kind {}; only an entity has collections", owner.name(), kindName(kind));
+  }
+  checkNewAttr(owner, name, entries);
+}
+
+/** Fills in name and slot. */
+void addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
+  ModuleTables& module = mutableModule(owner);
+  TypeRow& row = mutableRow(owner);
+  auto const index = static_cast<std::uint32_t>(module.attrs.size());
+  attr.name = name;
+  attr.slot = static_cast<std::uint32_t>(row.attrs.size());
+  if (Kind const kind = rowOf(attr.type).kind; kind == Kind::Union || kind == Kind::Value) {
+    mutableRow(attr.type).isUsed = true;  // never a core type: those are shared by all schemas
+  }
+  AttrRow const& added = module.attrs.emplace_back(std::move(attr));
+  row.attrs.push_back(index);
+  row.attrsByName.emplace(added.name, index);
+}
+
+void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {
+  TypeRow& row = mutableRow(type);
+  for (std::uint32_t slot = 0; slot < row.attrs.size(); ++slot) {
+    attrOf(type, slot).isArgument = false;
+  }
+  row.argNames.clear();
+  row.argSlots.assign(slots.begin(), slots.end());
+  for (std::uint32_t const slot : slots) {
+    AttrRow& attr = attrOf(type, slot);
+    attr.isArgument = true;
+    row.argNames.push_back(attr.name.c_str());
+  }
+}
+
+// What is read from text or from a message is built from its constructor arguments: each must be there to be read.
+
+void checkArgsInPattern(Zyn::ZynType type, std::span<std::uint32_t const> args, Pattern const& pattern) {
+  for (std::uint32_t const slot : args) {
+    if (std::ranges::find(pattern.slots, slot) == pattern.slots.end()) {
+      refuse("the gNMI pattern '{}' of '{}' leaves out the constructor argument '{}'; name each of them", pattern.whole,
+             type.name(), attrOf(type, slot).name);
+    }
+  }
+}
+
+void checkArgHasNumber(Zyn::ZynType type, std::uint32_t slot, std::uint32_t number) {
+  if (number == 0) {
+    refuse("the constructor argument '{}' of '{}' has no s4 number; give it one", attrOf(type, slot).name, type.name());
+  }
+}
+
+Pattern parsePattern(Zyn::ZynType type, std::string_view text) {
+  auto const refusePattern = [&](std::string_view why) {
+    refuse("the gNMI pattern '{}' of '{}' {}", text, type.name(), why);
+  };
+  Pattern pattern{.whole = std::string(text), .texts = {}, .slots = {}};
+  absl::flat_hash_set<std::uint32_t> seen;
+  std::string_view rest = text;
+  while (true) {
+    std::size_t const brace = std::min(rest.find_first_of("{}"), rest.size());
+    pattern.texts.emplace_back(rest.substr(0, brace));
+    if (brace == rest.size()) {
+      break;
+    }
+    rest.remove_prefix(brace + 1);
+    std::size_t const close = rest.find('}');
+    if (text[text.size() - rest.size() - 1] == '}' || close == std::string_view::npos) {
+      refusePattern("has a brace without its partner; write attributes as {name}");
+    }
+    std::uint32_t const slot = slotOf(type, rest.substr(0, close));
+    rest.remove_prefix(close + 1);
+    if (!seen.insert(slot).second) {
+      refusePattern(fmt::format("names '{}' twice; name it once", attrOf(type, slot).name));
+    }
+    if (!pattern.slots.empty() && pattern.texts.back().empty()) {
+      refusePattern(fmt::format("has nothing between '{}' and '{}'; write a text by which to tell where one ends",
+                                attrOf(type, pattern.slots.back()).name, attrOf(type, slot).name));
+    }
+    pattern.slots.push_back(slot);
+  }
+  if (pattern.slots.empty()) {
+    refusePattern("names no attribute; write attributes as {name}");
+  }
+  return pattern;
+}
+
+bool isFieldNumber(std::uint32_t number) {
+  return number >= 1 && number <= 536870911 && (number < 19000 || number > 19999);
+}
+
+}  // namespace
+
+ModuleTables const& coreModule() {
+  // A static of the function, so that other statics may use it before main starts; never destroyed, for those that use
+  // it after main has ended.
+  static ModuleTables const& core = [] -> ModuleTables const& {
+    auto& module = *new ModuleTables("Zyn");
+    for (unsigned kind = 0; isScalar(static_cast<Kind>(kind)); ++kind) {
+      addType(module, kindName(static_cast<Kind>(kind)), static_cast<Kind>(kind));
+    }
+    return module;
+  }();
+  return core;
+}
+
+Zyn::ZynType core(Kind kind) {
+  return isScalar(kind) ? Zyn::ZynType(&coreModule(), static_cast<std::uint32_t>(kind)) : Zyn::ZynType();
+}
+
+TypeBuilder& TypeBuilder::attr(std::string_view name, Zyn::ZynType type) {
+  Kind const kind = rowOf(type_).kind;
+  if (kind != Kind::Union && kind != Kind::Value && kind != Kind::Entity) {
+    refuse("'{}' is of kind {}; only a union, a value type or an entity takes attributes", type_.name(),
+           kindName(kind));
+  }
+  checkNewAttr(type_, name, type);
+  if (kind != Kind::Entity) {
+    if (rowOf(type).kind == Kind::Entity) {
+      refuse("the attribute '{}' of '{}' is of the entity type '{}'; only an entity has such attributes", name,
+             type_.name(), type.name());
+    }
+    checkNotReachable(type_, name, type);
+  }
+  addAttr(type_, name, {.type = type});
+  return *this;
+}
+
+TypeBuilder& TypeBuilder::keyed(std::string_view name, Zyn::ZynType entries, std::optional<std::string_view> by,
+                                Zyn::ZynType keyType) {
+  checkNewCollection(type_, name, entries);
+  if (Kind const kind = rowOf(entries).kind; kind != Kind::Entity && kind != Kind::Value) {
+    refuse("the entries '{}' of '{}.{}' are of kind {}; keyed entries are of an entity or a value type", entries.name(),
+           type_.name(), name, kindName(kind));
+  }
+  if (by && by->contains('\0')) {
+    refuse("the key name '{}' of '{}.{}' holds a NUL byte; leave it out", *by, type_.name(), name);
+  }
+  if (by && keyType.empty()) {
+    if (Zyn::ZynAttr const attr = entries.attr(*by); !attr.empty() && rowOf(attr).shape == Shape::Plain) {
+      keyType = attr.attrType();
+    }
+  }
+  if (!keyType.empty() && rowOf(keyType).kind == Kind::Entity) {
+    refuse("the key type '{}' of '{}.{}' is an entity; a key is a value", keyType.name(), type_.name(), name);
+  }
+  AttrRow attr{.type = entries, .shape = Shape::Keyed, .keyType = keyType};
+  if (by) {
+    attr.keyName = *by;
+  }
+  addAttr(type_, name, std::move(attr));
+  return *this;
+}
+
+TypeBuilder& TypeBuilder::list(std::string_view name, Zyn::ZynType entries) {
+  checkNewCollection(type_, name, entries);
+  addAttr(type_, name, {.type = entries, .shape = Shape::List});
+  return *this;
+}
+
+TypeBuilder& TypeBuilder::args(std::span<std::string_view const> names) {
+  checkIsValueType(type_, "constructor arguments");
+  std::vector<std::uint32_t> slots;
+  absl::flat_hash_set<std::uint32_t> seen;
+  for (std::string_view const name : names) {
+    std::uint32_t const slot = slotOf(type_, name);
+    if (!seen.insert(slot).second) {
+      refuse("the constructor argument '{}' of '{}' is named twice; name it once", name, type_.name());
+    }
+    slots.push_back(slot);
+  }
+  TypeRow const& row = rowOf(type_);
+  if (row.pattern) {
+    checkArgsInPattern(type_, slots, *row.pattern);
+  }
+  if (row.hasS4Numbers) {
+    for (std::uint32_t const slot : slots) {
+      checkArgHasNumber(type_, slot, attrOf(type_, slot).s4Number);
+    }
+  }
+  setArgs(type_, slots);
+  return *this;
+}
+
+TypeBuilder& TypeBuilder::args(std::initializer_list<std::string_view> names) { return args(std::span(names)); }
+
+TypeBuilder& TypeBuilder::gnmi(std::string_view pattern) {
+  checkIsValueType(type_, "a gNMI pattern");
+  Pattern parsed = parsePattern(type_, pattern);
+  checkArgsInPattern(type_, rowOf(type_).argSlots, parsed);
+  mutableRow(type_).pattern = std::move(parsed);
+  return mark(Mark::GnmiString).mark(Mark::ScalarKind);
+}
+
+TypeBuilder& TypeBuilder::s4(std::span<std::pair<std::string_view, std::uint32_t> const> numbers) {
+  checkIsValueType(type_, "s4 numbers");
+  TypeRow& row = mutableRow(type_);
+  std::vector<std::uint32_t> bySlot(row.attrs.size(), 0);
+  absl::flat_hash_map<std::uint32_t, std::string_view> taken;
+  for (auto const& [name, number] : numbers) {
+    std::uint32_t const slot = slotOf(type_, name);
+    if (!isFieldNumber(number)) {
+      refuse(
+          "the s4 number {} of '{}.{}' is no field number; choose one from 1 to 536870911, but none from 19000 to "
+          "19999",
+          number, type_.name(), name);
+    }
+    if (bySlot[slot] != 0) {
+      refuse("'{}.{}' has two s4 numbers, {} and {}; give it one", type_.name(), name, bySlot[slot], number);
+    }
+    if (auto const [other, isNew] = taken.emplace(number, name); !isNew) {
+      refuse("'{}.{}' and '{}.{}' have the same s4 number {}; choose another one", type_.name(), other->second,
+             type_.name(), name, number);
+    }
+    bySlot[slot] = number;
+  }
+  for (std::uint32_t const slot : row.argSlots) {
+    checkArgHasNumber(type_, slot, bySlot[slot]);
+  }
+  for (std::uint32_t slot = 0; slot < bySlot.size(); ++slot) {
+    attrOf(type_, slot).s4Number = bySlot[slot];
+  }
+  row.hasS4Numbers = true;
+  return mark(Mark::S4);
+}
+
+TypeBuilder& TypeBuilder::s4(std::initializer_list<std::pair<std::string_view, std::uint32_t>> numbers) {
+  return s4(std::span(numbers));
+}
+
+TypeBuilder& TypeBuilder::mark(Mark mark, bool on) {
+  TypeRow& row = mutableRow(type_);
+  row.marks = static_cast<std::uint8_t>(on ? row.marks | bit(mark) : row.marks & ~bit(mark));
+  return *this;
+}
+
+TypeBuilder& TypeBuilder::valAttr(std::string_view name) {
+  AttrRow const& attr = attrOf(type_, slotOf(type_, name));
+  if (attr.shape != Shape::Plain) {
+    refuse("'{}.{}' is a collection; the value attribute holds one value", type_.name(), name);
+  }
+  if (rowOf(attr.type).kind == Kind::Entity) {
+    refuse("'{}.{}' is of the entity type '{}'; the value attribute holds a value", type_.name(), name,
+           attr.type.name());
+  }
+  mutableRow(type_).valAttr = rowOf(type_).attrs[attr.slot];
+  return *this;
+}
+
+std::string_view Module::name() const noexcept { return tablesOf(*this).name; }
+
+TypeBuilder Module::enumeration(std::string_view name, std::span<Enumerator const> enumerators) {
+  checkNewType(*this, name);
+  std::string const fullName = fmt::format("{}::{}", this->name(), name);
+  absl::flat_hash_map<std::string_view, std::uint32_t> byName;
+  absl::flat_hash_map<std::int32_t, std::uint32_t> byNumber;
+  for (std::uint32_t i = 0; i < enumerators.size(); ++i) {
+    Enumerator const& enumerator = enumerators[i];
+    checkName(fmt::format("an enumerator of '{}'", fullName), enumerator.name);
+    if (!byName.emplace(enumerator.name, i).second) {
+      refuse("'{}' already has an enumerator '{}'; choose another name", fullName, enumerator.name);
+    }
+    if (auto const [other, isNew] = byNumber.emplace(enumerator.number, i); !isNew) {
+      refuse("the enumerators '{}' and '{}' of '{}' have the same number {}; choose another one",
+             enumerators[other->second].name, enumerator.name, fullName, enumerator.number);
+    }
+  }
+  if (enumerators.empty()) {
+    refuse("the enumeration '{}' has no enumerators; give it at least one", fullName);
+  }
+  Zyn::ZynType const type = addType(*this, name, Kind::Enum);
+  TypeRow& row = mutableRow(type);
+  row.enumerators.assign(enumerators.begin(), enumerators.end());
+  row.enumeratorsByNumber = std::move(byNumber);
+  for (std::uint32_t i = 0; i < row.enumerators.size(); ++i) {
+    row.enumeratorsByName.emplace(row.enumerators[i].name, i);
+  }
+  return TypeBuilder(type);
+}
+
+TypeBuilder Module::enumeration(std::string_view name, std::initializer_list<Enumerator> enumerators) {
+  return enumeration(name, std::span(enumerators));
+}
+
+TypeBuilder Module::wrapper(std::string_view name, Zyn::ZynType inner) {
+  checkNewType(*this, name);
+  // What is wrapped exists before its wrapper, so it cannot lead back to it.
+  if (inner.empty()) {
+    refuse("the wrapper '{}::{}' has no inner type; give it one", this->name(), name);
+  }
+  if (rowOf(inner).kind == Kind::Entity) {
+    refuse("the wrapper '{}::{}' is of the entity type '{}'; wrap a value", this->name(), name, inner.name());
+  }
+  Zyn::ZynType const type = addType(*this, name, Kind::Wrapper);
+  addAttr(type, "value", {.type = inner});
+  setArgs(type, std::array{std::uint32_t{0}});
+  return TypeBuilder(type).valAttr("value");
+}
+
+TypeBuilder Module::unionOf(std::string_view name, std::initializer_list<Attribute> alternatives) {
+  checkNewType(*this, name);
+  auto& module = static_cast<ModuleTables&>(*this);
+  TypeBuilder builder(addType(*this, name, Kind::Union));
+  try {
+    for (Attribute const& alternative : alternatives) {
+      builder.attr(alternative.name, alternative.type);
+    }
+  } catch (...) {
+    // Nobody has seen the type yet: it goes as a whole. Rows of its attributes may stay: nothing leads to them.
+    module.typesByName.erase(name);
+    module.types.pop_back();
+    throw;
+  }
+  return builder;
+}
+
+TypeBuilder Module::value(std::string_view name) {
+  checkNewType(*this, name);
+  return TypeBuilder(addType(*this, name, Kind::Value));
+}
+
+TypeBuilder Module::entity(std::string_view name) {
+  checkNewType(*this, name);
+  return TypeBuilder(addType(*this, name, Kind::Entity));
+}
+
+TypeBuilder Module::scalar(std::string_view name, Kind kind) {
+  checkNewType(*this, name);
+  if (!isScalar(kind)) {
+    refuse("the scalar '{}::{}' cannot be of kind {}; its kind is one from {} to {}", this->name(), name,
+           kindName(kind), kindName(Kind::Bool), kindName(Kind::MacAddress));
+  }
+  return TypeBuilder(addType(*this, name, kind));
+}
+
+TypeBuilder Module::extend(Zyn::ZynType type) {
+  if (type.module() != this) {
+    refuse("'{}' is no type of module '{}'; only its own types can be extended", type.name(), name());
+  }
+  return TypeBuilder(type);
+}
+
+std::vector<Zyn::ZynType> Module::types() const {
+  std::vector<Zyn::ZynType> all;
+  for (std::uint32_t i = 0; i < tablesOf(*this).types.size(); ++i) {
+    all.emplace_back(this, i);
+  }
+  return all;
+}
+
+Zyn::ZynType Module::find(std::string_view name) const noexcept {
+  auto const& types = tablesOf(*this).typesByName;
+  auto const found = types.find(name);
+  return found == types.end() ? Zyn::ZynType() : Zyn::ZynType(this, found->second);
+}
+
+struct Schema::Impl {
+  std::vector<std::unique_ptr<ModuleTables>> modules;
+
+  ModuleTables* find(std::string_view name) const noexcept {
+    auto const found =
+        std::ranges::find(modules, name, [](auto const& module) { return std::string_view(module->name); });
+    return found == modules.end() ? nullptr : found->get();
+  }
+};
+
+Schema::Schema() : impl_(std::make_unique<Impl>()) {}
+Schema::Schema(Schema&&) noexcept = default;
+Schema& Schema::operator=(Schema&&) noexcept = default;
+Schema::~Schema() = default;
+
+Module& Schema::module(std::string_view name) {
+  checkQualifiedName("a module", name);
+  if (name == coreModule().name) {
+    refuse("'{}' is the module of the core types; choose another name", name);
+  }
+  if (impl_->find(name) != nullptr) {
+    refuse("the schema already has a module '{}'; choose another name", name);
+  }
+  return *impl_->modules.emplace_back(std::make_unique<ModuleTables>(name));
+}
+
+Module* Schema::findModule(std::string_view name) const noexcept { return impl_->find(name); }
+
+std::vector<Module const*> Schema::modules() const {
+  std::vector<Module const*> all;
+  for (auto const& module : impl_->modules) {
+    all.push_back(module.get());
+  }
+  return all;
+}
+
+Zyn::ZynType Schema::find(std::string_view name) const {
+  std::size_t const separator = name.find_first_of(".:");
+  if (separator != std::string_view::npos) {
+    std::string_view const moduleName = name.substr(0, separator);
+    std::string_view const rest = name.substr(separator);
+    std::string_view const typeName = rest.substr(rest.starts_with("::") ? 2 : 1);
+    if (rest.starts_with(':') && !rest.starts_with("::")) {
+      return {};
+    }
+    Module const* const module = moduleName == coreModule().name ? &coreModule() : impl_->find(moduleName);
+    return module == nullptr ? Zyn::ZynType() : module->find(typeName);
+  }
+  Zyn::ZynType only = coreModule().find(name);
+  for (auto const& module : impl_->modules) {
+    Zyn::ZynType const found = module->find(name);
+    if (!found.empty() && !only.empty()) {
+      return {};
+    }
+    only = only.empty() ? found : only;
+  }
+  return only;
+}
+
+std::vector<std::string> Schema::names() const {
+  std::vector<std::string> all;
+  auto const add = [&](ModuleTables const& module) {
+    std::ranges::transform(module.types, std::back_inserter(all), &TypeRow::name);
+  };
+  add(coreModule());
+  for (auto const& module : impl_->modules) {
+    add(*module);
+  }
+  return all;
+}
+
+}  // namespace Model

@@ -1,0 +1,67 @@
+// Values as JSON.
+#include <charconv>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "model/Value.h"
+#include "model/Zyn/Tables.h"
+#include "model/Zyn/Values.h"
+
+namespace Model {
+namespace {
+
+nlohmann::ordered_json scalarJson(Scalar const& value) {
+  std::string text;
+  printScalar(value, TextForm::Gnmi, text);
+  switch (value.kind) {
+    case Kind::Bool:
+      return value.number() != 0;
+    case Kind::S8:
+    case Kind::S16:
+    case Kind::S32:
+      return static_cast<std::int64_t>(value.number());
+    case Kind::U8:
+    case Kind::U16:
+    case Kind::U32:
+      return value.number();
+    case Kind::Seconds:
+      if (auto const nanoseconds = static_cast<std::int64_t>(value.number()); nanoseconds % 1'000'000'000 == 0) {
+        return nanoseconds / 1'000'000'000;
+      }
+      [[fallthrough]];
+    case Kind::Float:
+    case Kind::Double: {
+      // From the text, so that a Float shows no digits that only a double has.
+      double number = 0;
+      std::from_chars(text.data(), text.data() + text.size(), number);
+      return number;
+    }
+    default:
+      return text;
+  }
+}
+
+}  // namespace
+
+nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
+  Held const& held = heldIn(value);
+  if (!isComposed(held.kind)) {
+    return scalarJson(static_cast<Scalar const&>(held));
+  }
+  auto const slots = static_cast<Composed const&>(held).slots();
+  if (held.kind == Kind::Wrapper) {
+    return slots[0] ? toJson(*slots[0]) : nlohmann::ordered_json();
+  }
+  auto json = nlohmann::ordered_json::object();
+  for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
+    if (slots[slot]) {
+      // Names are unique: no need to look for each among those before it.
+      json.get_ref<nlohmann::ordered_json::object_t&>().push_back(
+          {attrRow(held.type, slot).name, toJson(*slots[slot])});
+    }
+  }
+  return json;
+}
+
+}  // namespace Model

@@ -1,0 +1,194 @@
+// Values from text, and back to text.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Velko/Exception.h"
+#include "Zyn/Zyn.h"
+#include "model/Value.h"
+#include "model/Zyn/Tables.h"
+#include "model/Zyn/Values.h"
+
+namespace Model {
+namespace {
+
+/**
+ * Cuts the text at the first occurrence of each separator, left to right, and calls `use(slot, piece)` for the pieces
+ * until one answers false. Whether all were cut and used.
+ */
+template <typename Use>
+bool cut(Pattern const& pattern, std::string_view text, Use&& use) {
+  if (!text.starts_with(pattern.texts.front())) {
+    return false;
+  }
+  text.remove_prefix(pattern.texts.front().size());
+  for (std::size_t i = 0; i < pattern.slots.size(); ++i) {
+    std::string_view const separator = pattern.texts[i + 1];
+    // Only the last one may be empty: then the last piece is the rest.
+    std::size_t const at = separator.empty() ? text.size() : text.find(separator);
+    if (at == std::string_view::npos || !use(pattern.slots[i], text.substr(0, at))) {
+      return false;
+    }
+    text.remove_prefix(at + separator.size());
+  }
+  return text.empty();
+}
+
+NewValue readPattern(Zyn::ZynType type, Pattern const& pattern, std::string_view text) {
+  Velko::Ptr<Composed> const value = Composed::make(type);
+  bool const fits = cut(pattern, text, [&](std::uint32_t slot, std::string_view piece) {
+    ValuePtr& held = value->slots()[slot];
+    held = readText(attrRow(type, slot).type, piece, TextForm::Gnmi);
+    return held != nullptr;
+  });
+  return fits ? value : nullptr;
+}
+
+NewValue readComposed(Zyn::ZynType type, std::uint32_t slot, std::string_view text, TextForm form) {
+  ValuePtr part = readText(attrRow(type, slot).type, text, form);
+  if (!part) {
+    return nullptr;
+  }
+  Velko::Ptr<Composed> const value = Composed::make(type);
+  value->slots()[slot] = std::move(part);
+  return value;
+}
+
+NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
+  auto const count = static_cast<std::uint32_t>(rowOf(type).attrs.size());
+  for (std::uint32_t slot = 0; slot < count; ++slot) {
+    if (NewValue value = readComposed(type, slot, text, form)) {
+      return value;
+    }
+  }
+  return nullptr;
+}
+
+/** "; high takes a decimal number ..." for the first piece of a pattern that does not fit. */
+std::string badPiece(Zyn::ZynType type, std::string_view text) {
+  while (rowOf(type).kind == Kind::Wrapper) {
+    type = attrRow(type, 0).type;
+  }
+  std::string bad;
+  if (TypeRow const& row = rowOf(type); row.kind == Kind::Value && row.pattern) {
+    cut(*row.pattern, text, [&](std::uint32_t slot, std::string_view piece) {
+      AttrRow const& attr = attrRow(type, slot);
+      bool const fits = readText(attr.type, piece, TextForm::Gnmi) != nullptr;
+      if (!fits) {
+        bad = fmt::format("; {} takes {}", attr.name, textFits(attr.type, TextForm::Gnmi));
+      }
+      return fits;
+    });
+  }
+  return bad;
+}
+
+NewValue fromText(Zyn::ZynType type, std::string_view text, TextForm form) {
+  if (type.empty()) {
+    throw Velko::Exception(Velko::String("An empty type has no values"));
+  }
+  if (NewValue value = readText(type, text, form)) {
+    return value;
+  }
+  throw Velko::Exception(Velko::String(
+      fmt::format("{}: {} does not fit: {}{}", type.name(), quoted(text), textFits(type, form), badPiece(type, text))));
+}
+
+void printTo(Zyn::GenericIf const& value, std::string& out) {
+  Held const& held = heldIn(value);
+  if (!isComposed(held.kind)) {
+    printScalar(static_cast<Scalar const&>(held), TextForm::Literal, out);
+    return;
+  }
+  auto const slots = static_cast<Composed const&>(held).slots();
+  out += held.type.name();
+  out += '(';
+  bool isFirst = true;
+  for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
+    if (!slots[slot]) {
+      continue;
+    }
+    out += isFirst ? "" : ", ";
+    isFirst = false;
+    if (held.kind != Kind::Wrapper) {
+      out += attrRow(held.type, slot).name;
+      out += '=';
+    }
+    printTo(*slots[slot], out);
+  }
+  out += ')';
+}
+
+}  // namespace
+
+NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
+  TypeRow const& row = rowOf(type);
+  switch (row.kind) {
+    case Kind::Wrapper:
+      return readComposed(type, 0, text, form);
+    case Kind::Union:
+      return readUnion(type, text, form);
+    case Kind::Value:
+      return row.pattern ? readPattern(type, *row.pattern, text) : nullptr;
+    case Kind::Entity:
+      return nullptr;
+    default:
+      break;
+  }
+  Content content;
+  return readScalar(row, text, form, content) ? Scalar::make(type, content) : nullptr;
+}
+
+std::string quoted(std::string_view text) {
+  constexpr std::size_t kShown = 64;
+  return fmt::format("'{}'{}", text.substr(0, kShown), text.size() > kShown ? "..." : "");
+}
+
+std::string textFits(Zyn::ZynType type, TextForm form) {
+  TypeRow const& row = rowOf(type);
+  switch (row.kind) {
+    case Kind::Wrapper:
+      return textFits(attrRow(type, 0).type, form);
+    case Kind::Union: {
+      constexpr std::uint32_t kShown = 8;
+      auto const count = static_cast<std::uint32_t>(row.attrs.size());
+      std::string names = count == 0 ? "nothing, as it has no alternatives" : "a ";
+      for (std::uint32_t slot = 0; slot < std::min(count, kShown); ++slot) {
+        names += fmt::format("{}{}", slot == 0 ? "" : " or ", attrRow(type, slot).type.name());
+      }
+      return names + (count > kShown ? " or ..." : "");
+    }
+    case Kind::Value:
+      return row.pattern ? row.pattern->whole : "it is built from its attributes, not from text";
+    case Kind::Entity:
+      return "an entity has no values";
+    default:
+      return scalarFits(row, form);
+  }
+}
+
+std::string print(Zyn::GenericIf const& value) {
+  std::string out;
+  printTo(value, out);
+  return out;
+}
+
+}  // namespace Model
+
+namespace Zyn {
+
+Velko::Ptr<GenericIf> ZynType::genericIf(Velko::String const& text, bool /*mode*/) const {
+  return Model::fromText(*this, text.view(), Model::TextForm::Literal);
+}
+
+Velko::Ptr<GenericIf> ZynType::genericIfFromGnmiString(Velko::String const& text, bool /*mode*/) const {
+  return Model::fromText(*this, text.view(), Model::TextForm::Gnmi);
+}
+
+}  // namespace Zyn

@@ -1,0 +1,366 @@
+// Value objects: made from nothing and from arguments, changed, read, compared.
+#include <absl/hash/hash.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <bit>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "KvSlab/Slab.h"
+#include "Velko/Exception.h"
+#include "Zyn/Zyn.h"
+#include "model/Value.h"
+#include "model/Zyn/Tables.h"
+#include "model/Zyn/Values.h"
+
+namespace Zyn {
+
+GenericIf::~GenericIf() = default;
+
+}  // namespace Zyn
+
+namespace Model {
+
+// What stands behind an object is as aligned as the object itself.
+static_assert(sizeof(Composed) % alignof(ValuePtr) == 0);
+
+void Held::operator delete(void* storage) noexcept { KvSlab::slabFreeOrStdFree(storage, typeid(Held)); }
+
+NewValue Scalar::make(Zyn::ZynType type, Content const& content) {
+  bool const hasBytes = holdsBytes(rowOf(type).kind);
+  std::size_t const size = hasBytes ? content.text.size() : 0;
+  auto* const value = ::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar) + size))
+      Scalar(type, hasBytes ? std::uint64_t{size} : content.number);
+  std::copy_n(content.text.data(), size, reinterpret_cast<char*>(value + 1));
+  return NewValue(value);
+}
+
+Composed::Composed(Zyn::ZynType ofType, std::size_t count) noexcept : Held(ofType), count_(count) {
+  std::uninitialized_value_construct_n(slots().data(), count_);
+}
+
+Composed::~Composed() { std::ranges::destroy(slots()); }
+
+Velko::Ptr<Composed> Composed::make(Zyn::ZynType type) {
+  std::size_t const count = rowOf(type).attrs.size();
+  return Velko::Ptr<Composed>(::new (KvSlab::slabAllocOrStdMalloc(sizeof(Composed) + count * sizeof(ValuePtr)))
+                                  Composed(type, count));
+}
+
+namespace {
+
+template <typename... Args>
+[[noreturn]] void refuse(fmt::format_string<Args const&...> format, Args const&... args) {
+  throw Velko::Exception(Velko::String(fmt::format(format, args...)));
+}
+
+std::string_view foundType(Zyn::GenericIf const* value) { return value == nullptr ? "null" : typeOf(*value).name(); }
+
+/** Refuses what is no value of the attribute in `slot`. */
+void checkFits(Zyn::ZynType owner, std::uint32_t slot, ValuePtr const& value) {
+  AttrRow const& attr = attrRow(owner, slot);
+  if (!value || typeOf(*value) != attr.type) {
+    refuse("{}.{}: expected {}, found {}", owner.name(), attr.name, attr.type.name(), foundType(value.get()));
+  }
+}
+
+/** The slots that constructor arguments go to; refuses types that are not built from arguments. */
+std::span<std::uint32_t const> argSlots(TypeRow const& row, std::uint32_t& ofValAttr, Zyn::ZynModule const& module) {
+  if (!isComposed(row.kind)) {
+    refuse("{}: it is not built from arguments", row.name);
+  }
+  if (row.argSlots.empty() && row.valAttr) {
+    ofValAttr = tablesOf(module).attrs[*row.valAttr].slot;
+    return {&ofValAttr, 1};
+  }
+  if (row.argSlots.empty() && row.kind == Kind::Union) {
+    refuse("{}: it is built by setting an alternative, not from arguments", row.name);
+  }
+  return row.argSlots;
+}
+
+NewValue fromArgs(Zyn::ZynType type, Zyn::GenericIfArgs const& args) {
+  std::uint32_t ofValAttr = 0;
+  auto const slots = argSlots(rowOf(type), ofValAttr, *type.module());
+  if (slots.size() != args.size()) {
+    std::string wanted;
+    for (std::uint32_t const slot : slots) {
+      AttrRow const& attr = attrRow(type, slot);
+      wanted += fmt::format("{}{} {}", wanted.empty() ? "" : ", ", attr.name, attr.type.name());
+    }
+    refuse("{}: expected arguments ({}), found {} of them", type.name(), wanted, args.size());
+  }
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    checkFits(type, slots[i], args[i]);
+  }
+  Velko::Ptr<Composed> const value = Composed::make(type);
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    value->slots()[slots[i]] = args[i];
+  }
+  return value;
+}
+
+NewValue initial(Zyn::ZynType type) {
+  Kind const kind = rowOf(type).kind;
+  if (isComposed(kind)) {
+    return Composed::make(type);
+  }
+  if (kind == Kind::Entity) {
+    refuse("{}: an entity has no values", type.name());
+  }
+  Content content;
+  defaultScalar(kind, content);
+  return Scalar::make(type, content);
+}
+
+double asDouble(Scalar const& value) { return std::bit_cast<double>(value.number()); }
+
+std::strong_ordering compareScalars(Scalar const& a, Scalar const& b) noexcept {
+  switch (a.kind) {
+    case Kind::Bool:
+    case Kind::U8:
+    case Kind::U16:
+    case Kind::U32:
+    case Kind::U64:
+      return a.number() <=> b.number();
+    case Kind::Float:
+    case Kind::Double:
+      return std::strong_order(asDouble(a), asDouble(b));
+    case Kind::IpAddress:
+    case Kind::IpPrefix:
+      if (a.text().size() != b.text().size()) {
+        return a.text().size() <=> b.text().size();
+      }
+      [[fallthrough]];
+    case Kind::String:
+    case Kind::Bytes:
+    case Kind::MacAddress:
+      return a.text() <=> b.text();
+    case Kind::Enum: {
+      auto const& enumerators = rowOf(a.type).enumerators;
+      return enumerators[static_cast<std::size_t>(a.number())].number <=>
+             enumerators[static_cast<std::size_t>(b.number())].number;
+    }
+    default:
+      return static_cast<std::int64_t>(a.number()) <=> static_cast<std::int64_t>(b.number());
+  }
+}
+
+/** By name, so that the order is the same in every process, then by what makes types differ. */
+std::strong_ordering compareTypes(Zyn::ZynType a, Zyn::ZynType b) noexcept {
+  if (a == b) {
+    return std::strong_ordering::equal;
+  }
+  if (auto const order = std::string_view(a.name()) <=> std::string_view(b.name()); order != 0) {
+    return order;
+  }
+  if (auto const order = std::compare_three_way()(a.module(), b.module()); order != 0) {
+    return order;
+  }
+  return a.index() <=> b.index();
+}
+
+/** What wrappers hold in the end. */
+Scalar const& scalarIn(Zyn::GenericIf const& value, std::string_view wanted) {
+  Held const* held = &heldIn(value);
+  while (held->kind == Kind::Wrapper) {
+    ValuePtr const& inner = static_cast<Composed const*>(held)->slots()[0];
+    if (!inner) {
+      refuse("{}: it holds nothing, and no {}", typeOf(value).name(), wanted);
+    }
+    held = &heldIn(*inner);
+  }
+  if (isComposed(held->kind)) {
+    refuse("{}: it holds attributes, and no {}", typeOf(value).name(), wanted);
+  }
+  return static_cast<Scalar const&>(*held);
+}
+
+[[noreturn]] void refuseAs(Zyn::GenericIf const& value, std::string_view wanted) {
+  refuse("{}: {} is no {}", typeOf(value).name(), print(value), wanted);
+}
+
+/** Whether the scalar is a number at all; `isNegative` tells how to read `number`. */
+bool readInteger(Scalar const& value, std::uint64_t& number, bool& isNegative) {
+  number = value.number();
+  if (value.kind == Kind::Enum) {
+    number = static_cast<std::uint64_t>(
+        std::int64_t{rowOf(value.type).enumerators[static_cast<std::size_t>(number)].number});
+  } else if (!isSigned(value.kind) && !isUnsigned(value.kind) && value.kind != Kind::Seconds &&
+             value.kind != Kind::Time) {
+    return false;
+  }
+  isNegative = !isUnsigned(value.kind) && static_cast<std::int64_t>(number) < 0;
+  return true;
+}
+
+}  // namespace
+
+Zyn::ZynType typeOf(Zyn::GenericIf const& value) noexcept { return heldIn(value).type; }
+
+std::strong_ordering compare(Zyn::GenericIf const& a, Zyn::GenericIf const& b) noexcept {
+  Held const& left = heldIn(a);
+  Held const& right = heldIn(b);
+  if (auto const order = compareTypes(left.type, right.type); order != 0) {
+    return order;
+  }
+  if (!isComposed(left.kind)) {
+    return compareScalars(static_cast<Scalar const&>(left), static_cast<Scalar const&>(right));
+  }
+  auto const leftSlots = static_cast<Composed const&>(left).slots();
+  auto const rightSlots = static_cast<Composed const&>(right).slots();
+  return std::lexicographical_compare_three_way(
+      leftSlots.begin(), leftSlots.end(), rightSlots.begin(), rightSlots.end(),
+      [](ValuePtr const& x, ValuePtr const& y) { return x && y ? compare(*x, *y) : bool(x) <=> bool(y); });
+}
+
+bool equal(Zyn::GenericIf const& a, Zyn::GenericIf const& b) noexcept { return compare(a, b) == 0; }
+
+std::size_t hash(Zyn::GenericIf const& value) noexcept {
+  Held const& held = heldIn(value);
+  std::size_t state = absl::HashOf(held.type.module(), held.type.index());
+  if (!isComposed(held.kind)) {
+    auto const& scalar = static_cast<Scalar const&>(held);
+    return absl::HashOf(state, scalar.number(), holdsBytes(held.kind) ? scalar.text() : std::string_view());
+  }
+  for (ValuePtr const& slot : static_cast<Composed const&>(held).slots()) {
+    state = absl::HashOf(state, slot ? hash(*slot) : 0);
+  }
+  return state;
+}
+
+ValuePtr attribute(Zyn::GenericIf const& value, std::string_view name) {
+  Zyn::ZynAttr const attr = typeOf(value).attr(name);
+  if (attr.empty()) {
+    refuse("{}: it has no attribute {}", typeOf(value).name(), quoted(name));
+  }
+  return attribute(value, attr);
+}
+
+ValuePtr attribute(Zyn::GenericIf const& value, Zyn::ZynAttr attr) noexcept {
+  Held const& held = heldIn(value);
+  if (!isComposed(held.kind) || attr.module() != held.type.module()) {
+    return nullptr;
+  }
+  auto const slots = static_cast<Composed const&>(held).slots();
+  std::uint32_t const slot = rowOf(attr).slot;
+  return slot < slots.size() && rowOf(held.type).attrs[slot] == attr.index() ? slots[slot] : nullptr;
+}
+
+template <>
+bool as<bool>(Zyn::GenericIf const& value) {
+  constexpr std::string_view kWanted = "boolean";
+  Scalar const& scalar = scalarIn(value, kWanted);
+  if (scalar.kind != Kind::Bool) {
+    refuseAs(value, kWanted);
+  }
+  return scalar.number() != 0;
+}
+
+template <>
+std::int64_t as<std::int64_t>(Zyn::GenericIf const& value) {
+  constexpr std::string_view kWanted = "signed 64-bit number";
+  std::uint64_t number = 0;
+  bool isNegative = false;
+  if (!readInteger(scalarIn(value, kWanted), number, isNegative) ||
+      (!isNegative && !std::in_range<std::int64_t>(number))) {
+    refuseAs(value, kWanted);
+  }
+  return static_cast<std::int64_t>(number);
+}
+
+template <>
+std::uint64_t as<std::uint64_t>(Zyn::GenericIf const& value) {
+  constexpr std::string_view kWanted = "unsigned 64-bit number";
+  std::uint64_t number = 0;
+  bool isNegative = false;
+  if (!readInteger(scalarIn(value, kWanted), number, isNegative) || isNegative) {
+    refuseAs(value, kWanted);
+  }
+  return number;
+}
+
+template <>
+double as<double>(Zyn::GenericIf const& value) {
+  constexpr std::string_view kWanted = "floating-point number";
+  Scalar const& scalar = scalarIn(value, kWanted);
+  if (scalar.kind != Kind::Float && scalar.kind != Kind::Double) {
+    refuseAs(value, kWanted);
+  }
+  return asDouble(scalar);
+}
+
+template <>
+std::string as<std::string>(Zyn::GenericIf const& value) {
+  Scalar const& scalar = scalarIn(value, "text");
+  if (scalar.kind == Kind::Bytes) {
+    return std::string(scalar.text());
+  }
+  std::string text;
+  printScalar(scalar, TextForm::Gnmi, text);
+  return text;
+}
+
+}  // namespace Model
+
+namespace Zyn {
+
+using Model::attrRow;
+using Model::Composed;
+using Model::foundType;
+using Model::refuse;
+
+Velko::Ptr<GenericIf> ZynType::genericIf(void const* data, bool /*mode*/) const {
+  if (empty()) {
+    refuse("An empty type has no values");
+  }
+  if (data != nullptr) {
+    refuse("{}: a default value is made from null data only", name());
+  }
+  return Model::initial(*this);
+}
+
+Velko::Ptr<GenericIf> ZynType::genericIf(GenericIfArgs const& args, bool /*mode*/) const {
+  if (empty()) {
+    refuse("An empty type has no values");
+  }
+  return Model::fromArgs(*this, args);
+}
+
+void ZynAttr::genericIfSet(Velko::Ptr<GenericIf> const& object, Velko::Ptr<GenericIf const> const& key,
+                           Velko::Ptr<GenericIf const> const& value) const {
+  if (empty()) {
+    refuse("An empty attribute cannot be set");
+  }
+  ZynType const owner(module(), this->owner());
+  std::uint32_t const slot = Model::rowOf(*this).slot;
+  ZynType const found = object ? Model::typeOf(*object) : ZynType();
+  auto const isOwned = [&] {
+    auto const& attrs = Model::rowOf(found).attrs;
+    return found.module() == module() && slot < attrs.size() && attrs[slot] == index();
+  };
+  if (!object || !isOwned()) {
+    refuse("{}.{}: expected an object of {}, found {}", owner.name(), name(), owner.name(), foundType(object.get()));
+  }
+  if (key) {
+    refuse("{}.{}: expected no key, found {}", found.name(), name(), foundType(key.get()));
+  }
+  Model::checkFits(found, slot, value);
+  auto const slots = static_cast<Composed&>(*object).slots();
+  if (Model::rowOf(found).kind == Model::Kind::Union) {
+    std::ranges::fill(slots, nullptr);
+  }
+  slots[slot] = value;
+}
+
+}  // namespace Zyn

@@ -1,0 +1,134 @@
+// Value objects from the inside: scalars, and values composed of others. Only model/ looks in here.
+//
+// Each object is one block of the slab: what it holds stands right behind it, a scalar's bytes or a composed value's
+// slots. A scalar never changes; a composed value is changed by `Zyn::ZynAttr::genericIfSet` alone.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "Zyn/Zyn.h"
+#include "model/Value.h"
+#include "model/Zyn/Tables.h"
+
+namespace Model {
+
+using NewValue = Velko::Ptr<Zyn::GenericIf>;
+
+constexpr bool isComposed(Kind kind) { return kind == Kind::Wrapper || kind == Kind::Union || kind == Kind::Value; }
+
+inline AttrRow const& attrRow(Zyn::ZynType type, std::uint32_t slot) {
+  return tablesOf(*type.module()).attrs[rowOf(type).attrs[slot]];
+}
+
+/** What every value object is. */
+class Held : public Zyn::GenericIf {
+ public:
+  static void operator delete(void* storage) noexcept;
+
+  Kind const kind;
+  Zyn::ZynType const type;
+
+ protected:
+  explicit Held(Zyn::ZynType ofType) noexcept : kind(rowOf(ofType).kind), type(ofType) {}
+};
+
+inline Held const& heldIn(Zyn::GenericIf const& value) { return static_cast<Held const&>(value); }
+
+/**
+ * What a scalar holds, while it is being read:
+ *
+ *   Bool, integers   the number, sign-extended where it is signed
+ *   Float, Double    the bits of a double; a Float is rounded to a float
+ *   Seconds, Time    nanoseconds, signed
+ *   Enum             the enumerator's position
+ *   String, Bytes    the bytes, in `text`
+ *   addresses        4, 16 or 6 bytes in `text`, most significant first; behind those of a prefix one for its length
+ *
+ * `text` points into what was read, or into one of the buffers here: so it cannot be copied.
+ */
+struct Content {
+  Content() = default;
+  Content(Content const&) = delete;
+  Content& operator=(Content const&) = delete;
+
+  std::uint64_t number = 0;
+  std::string_view text;
+  std::array<char, 17> small;
+  std::string large;
+};
+
+/** A value of a scalar kind, or an enumerator. */
+class Scalar final : public Held {
+ public:
+  static NewValue make(Zyn::ZynType type, Content const& content);
+
+  /** What `Content::number` is; for kinds that hold bytes, their count. */
+  std::uint64_t number() const noexcept { return number_; }
+  /** Only for kinds that hold bytes. */
+  std::string_view text() const noexcept {
+    return {reinterpret_cast<char const*>(this + 1), static_cast<std::size_t>(number_)};
+  }
+
+ private:
+  Scalar(Zyn::ZynType ofType, std::uint64_t number) noexcept : Held(ofType), number_(number) {}
+
+  std::uint64_t const number_;
+};
+
+/** A wrapper, a union or a value type: one slot for each attribute, null while it is not set. */
+class Composed final : public Held {
+ public:
+  static Velko::Ptr<Composed> make(Zyn::ZynType type);
+  ~Composed() override;
+
+  std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), count_}; }
+  std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), count_}; }
+
+ private:
+  Composed(Zyn::ZynType ofType, std::size_t count) noexcept;
+
+  std::size_t const count_;
+};
+
+// Scalars (Scalars.cpp).
+
+constexpr bool holdsBytes(Kind kind) {
+  return kind == Kind::String || kind == Kind::Bytes || (kind >= Kind::IpAddress && kind <= Kind::MacAddress);
+}
+constexpr bool isSigned(Kind kind) { return kind >= Kind::S8 && kind <= Kind::S64; }
+constexpr bool isUnsigned(Kind kind) { return kind >= Kind::U8 && kind <= Kind::U64; }
+
+/** The numbers that an integer kind holds; for every other kind those of 64 bits. */
+struct Range {
+  std::int64_t min;
+  std::uint64_t max;
+};
+Range rangeOf(Kind kind) noexcept;
+
+/** `Gnmi` is the literal without quotes. */
+enum class TextForm : std::uint8_t { Literal, Gnmi };
+
+/** False when the text is no scalar of the type. */
+bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Content& content);
+/** Appends the literal, or its form without quotes. */
+void printScalar(Scalar const& value, TextForm form, std::string& out);
+/** What `readScalar` takes, to end a message with. */
+std::string scalarFits(TypeRow const& row, TextForm form);
+/** The default value of a scalar kind. */
+void defaultScalar(Kind kind, Content& content);
+
+// Text (Text.cpp).
+
+/** Null when the text is no value of the type. */
+NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form);
+/** "'70000'", cut where it is long. */
+std::string quoted(std::string_view text);
+/** "a Network::VlanId is ..." without its beginning: what `readText` takes, to end a message with. */
+std::string textFits(Zyn::ZynType type, TextForm form);
+
+}  // namespace Model

@@ -1,0 +1,691 @@
+// What can be built, what cannot, and what types answer when asked.
+#include "model/Schema.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "model/Zyn/Tables.h"
+
+namespace {
+
+using Model::core;
+using Model::Kind;
+using Model::Mark;
+using namespace std::string_view_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// A static that is initialised before main starts may use the core types.
+Zyn::ZynType const beforeMain = core(Kind::U32);
+
+std::string describe(Zyn::ZynType type) {
+  std::string text = std::string(Model::kindName(Model::kindOf(type))) + ":";
+  constexpr std::pair<Mark, char const*> kMarks[] = {
+      {Mark::Value, " value"},     {Mark::Enum, " enum"},   {Mark::S4, " s4"},
+      {Mark::GnmiString, " gnmi"}, {Mark::Union, " union"}, {Mark::ScalarKind, " scalar"},
+  };
+  for (auto const& [mark, name] : kMarks) {
+    text += Model::hasMark(type, mark) ? name : "";
+  }
+  return text;
+}
+
+/** The same, by the queries of the type system. */
+std::string asked(Zyn::ZynType type) {
+  std::string text = std::string(Model::kindName(Model::kindOf(type))) + ":";
+  text += type.isValue() ? " value" : "";
+  text += type.isEnumType() ? " enum" : "";
+  text += type.hasS4Encoding() ? " s4" : "";
+  text += type.hasGnmiStringForm() ? " gnmi" : "";
+  text += type.isUnionType() ? " union" : "";
+  text += type.isScalarKind() ? " scalar" : "";
+  return text;
+}
+
+std::vector<std::string> attrNames(Zyn::ZynType type) {
+  std::vector<std::string> names;
+  for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+    names.emplace_back((*attr).name());
+  }
+  return names;
+}
+
+std::vector<std::string> argNames(Zyn::ZynType type) {
+  std::vector<std::string> names;
+  for (auto arg = type.module()->argNameQIterator(type.argListIndex()); arg; ++arg) {
+    names.emplace_back(*arg);
+  }
+  return names;
+}
+
+/** Everything that a refused change could have changed. */
+std::string snapshot(Model::Schema const& schema) {
+  std::string text;
+  for (Model::Module const* const module : schema.modules()) {
+    for (Zyn::ZynType const type : module->types()) {
+      text += std::string(type.name()) + " " + describe(type) + " " + std::string(Model::gnmiPattern(type)) + " (";
+      for (std::string const& arg : argNames(type)) {
+        text += arg + ",";
+      }
+      text += ") val=" + std::string(type.valAttr().name());
+      for (Model::Enumerator const& enumerator : Model::enumerators(type)) {
+        text += " " + enumerator.name + "=" + std::to_string(enumerator.number);
+      }
+      for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+        text += std::string(" ") + (*attr).name() + ":" + (*attr).attrType().name() + "#" +
+                std::to_string(Model::s4Number(type, *attr));
+      }
+      text += "\n";
+    }
+  }
+  return text;
+}
+
+TEST(CoreTypes, EachScalarKindHasOne) {
+  struct Row {
+    Kind kind;
+    char const* name;
+    char const* marks;
+  };
+  constexpr Row kRows[] = {
+      {Kind::Bool, "Zyn::Bool", "Bool: value scalar"},
+      {Kind::S8, "Zyn::S8", "S8: value scalar"},
+      {Kind::S16, "Zyn::S16", "S16: value scalar"},
+      {Kind::S32, "Zyn::S32", "S32: value scalar"},
+      {Kind::S64, "Zyn::S64", "S64: value scalar"},
+      {Kind::U8, "Zyn::U8", "U8: value scalar"},
+      {Kind::U16, "Zyn::U16", "U16: value scalar"},
+      {Kind::U32, "Zyn::U32", "U32: value scalar"},
+      {Kind::U64, "Zyn::U64", "U64: value scalar"},
+      {Kind::Float, "Zyn::Float", "Float: value scalar"},
+      {Kind::Double, "Zyn::Double", "Double: value scalar"},
+      {Kind::String, "Zyn::String", "String: value scalar"},
+      {Kind::Bytes, "Zyn::Bytes", "Bytes: value scalar"},
+      {Kind::Seconds, "Zyn::Seconds", "Seconds: value scalar"},
+      {Kind::Time, "Zyn::Time", "Time: value scalar"},
+      {Kind::IpAddress, "Zyn::IpAddress", "IpAddress: value gnmi scalar"},
+      {Kind::IpPrefix, "Zyn::IpPrefix", "IpPrefix: value gnmi scalar"},
+      {Kind::MacAddress, "Zyn::MacAddress", "MacAddress: value gnmi scalar"},
+  };
+  std::vector<std::string> names;
+  for (Row const& row : kRows) {
+    Zyn::ZynType const type = core(row.kind);
+    EXPECT_STREQ(type.name(), row.name);
+    EXPECT_EQ(describe(type), row.marks);
+    EXPECT_EQ(asked(type), row.marks);
+    EXPECT_EQ(type.module(), &Velko::_Velko_FundamentalTypes_Module());
+    EXPECT_EQ(type.isFundamentalString(), row.kind == Kind::String) << row.name;
+    EXPECT_THAT(argNames(type), IsEmpty());
+    EXPECT_TRUE(type.valAttr().empty());
+    names.emplace_back(row.name);
+  }
+  EXPECT_EQ(Model::Schema().names(), names);
+  EXPECT_EQ(beforeMain, core(Kind::U32));
+}
+
+TEST(CoreTypes, KindsThatAreNoScalarsHaveNone) {
+  for (Kind const kind : {Kind::Enum, Kind::Wrapper, Kind::Union, Kind::Value, Kind::Entity}) {
+    EXPECT_TRUE(core(kind).empty()) << Model::kindName(kind);
+  }
+}
+
+TEST(Kinds, StartWithTheirMarks) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  EXPECT_EQ(asked(m.enumeration("E", {{"on", 1}})), "Enum: value enum");
+  EXPECT_EQ(asked(m.wrapper("W", core(Kind::U8))), "Wrapper: value");
+  EXPECT_EQ(asked(m.unionOf("U")), "Union: value union scalar");
+  EXPECT_EQ(asked(m.value("V")), "Value: value");
+  EXPECT_EQ(asked(m.entity("N")), "Entity:");
+  EXPECT_EQ(asked(m.scalar("S", Kind::String)), "String: value scalar");
+  EXPECT_EQ(asked(m.scalar("A", Kind::IpAddress)), "IpAddress: value gnmi scalar");
+  EXPECT_EQ(asked(m.value("P").attr("a", core(Kind::U8)).gnmi("{a}")), "Value: value gnmi scalar");
+  EXPECT_EQ(asked(m.value("Q").attr("a", core(Kind::U8)).s4({{"a", 1}})), "Value: value s4");
+}
+
+TEST(Kinds, AnyMarkCanBeSetAndClearedWhateverTheKind) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const types[] = {
+      m.enumeration("E", {{"on", 1}}), m.wrapper("W", core(Kind::U8)), m.unionOf("U"), m.value("V"), m.entity("N"),
+      m.scalar("S", Kind::U8)};
+  for (Zyn::ZynType const type : types) {
+    for (Mark const mark : {Mark::Value, Mark::Enum, Mark::S4, Mark::GnmiString, Mark::Union, Mark::ScalarKind}) {
+      m.extend(type).mark(mark);
+    }
+    EXPECT_TRUE(asked(type).ends_with(": value enum s4 gnmi union scalar")) << asked(type);
+    for (Mark const mark : {Mark::Value, Mark::Enum, Mark::S4, Mark::GnmiString, Mark::Union, Mark::ScalarKind}) {
+      m.extend(type).mark(mark, false);
+    }
+    EXPECT_TRUE(asked(type).ends_with(":")) << asked(type);
+  }
+}
+
+TEST(Types, AScalarOfOnesOwnIsNotTheCoreType) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  // Fill the module, so that the own type stands where the core module has its string.
+  for (char name = 'a'; name < 'a' + static_cast<int>(Kind::String); ++name) {
+    m.value(std::string(1, name));
+  }
+  Zyn::ZynType const own = m.scalar("String", Kind::String);
+  ASSERT_EQ(own.index(), core(Kind::String).index());
+  EXPECT_FALSE(own.isFundamentalString());
+  EXPECT_STREQ(own.name(), "M::String");
+  EXPECT_NE(own, core(Kind::String));
+}
+
+TEST(Types, KeepWhatTheyWereBuiltFrom) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const protocol = m.enumeration("Protocol", {{"connected", 1}, {"bgp", -9}});
+  ASSERT_EQ(Model::enumerators(protocol).size(), 2U);
+  EXPECT_EQ(Model::enumerators(protocol)[1].name, "bgp");
+  EXPECT_EQ(Model::enumerators(protocol)[1].number, -9);
+
+  Zyn::ZynType const vlan = m.wrapper("Vlan", core(Kind::U16));
+  EXPECT_STREQ(vlan.valAttr().name(), "value");
+  EXPECT_EQ(vlan.valAttr().attrType(), core(Kind::U16));
+  EXPECT_THAT(attrNames(vlan), ElementsAre("value"));
+  EXPECT_THAT(argNames(vlan), ElementsAre("value"));
+
+  Zyn::ZynType const port = m.unionOf("Port", {{"number", core(Kind::U32)}, {"name", core(Kind::String)}});
+  m.extend(port).attr("vlan", vlan);
+  EXPECT_THAT(attrNames(port), ElementsAre("number", "name", "vlan"));
+  EXPECT_THAT(argNames(port), IsEmpty());
+
+  Zyn::ZynType const key = m.value("Key")
+                               .attr("z", core(Kind::U8))
+                               .attr("a", protocol)
+                               .attr("m", port)
+                               .args({"m", "z"})
+                               .s4({{"z", 1}, {"m", 536870911}});
+  EXPECT_THAT(attrNames(key), ElementsAre("z", "a", "m"));
+  EXPECT_THAT(argNames(key), ElementsAre("m", "z"));
+  EXPECT_TRUE(key.valAttr().empty());
+  EXPECT_EQ(Model::shortName(key), "Key");
+  EXPECT_EQ(Model::s4Number(key, key.attr("m")), 536870911U);
+  EXPECT_EQ(Model::s4Number(key, key.attr("a")), 0U);
+  EXPECT_EQ(Model::s4Number(port, key.attr("z")), 0U) << "z is no part of Port";
+  EXPECT_EQ(Model::gnmiPattern(key), "");
+
+  m.extend(key).gnmi("<{m}>{z}.").args({"z"}).s4({{"z", 2}});
+  EXPECT_EQ(Model::gnmiPattern(key), "<{m}>{z}.");
+  EXPECT_THAT(argNames(key), ElementsAre("z")) << "new arguments replace the former";
+  EXPECT_TRUE(Model::rowOf(key.attr("z")).isArgument);
+  EXPECT_FALSE(Model::rowOf(key.attr("m")).isArgument);
+  EXPECT_EQ(Model::s4Number(key, key.attr("m")), 0U) << "new numbers replace the former";
+  EXPECT_THAT(argNames(m.extend(key).args({})), IsEmpty());
+
+  EXPECT_STREQ(static_cast<Zyn::ZynType>(m.extend(key).valAttr("a")).valAttr().name(), "a");
+  EXPECT_THAT(m.types(), ElementsAre(protocol, vlan, port, key));
+}
+
+TEST(Types, FieldNumbersLeaveOutWhatProtobufReserves) {
+  struct Row {
+    std::uint32_t number;
+    bool accepted;
+  };
+  constexpr Row kRows[] = {{0, false},           {1, true},           {18999, true},     {19000, false},
+                           {19999, false},       {20000, true},       {536870911, true}, {536870912, false},
+                           {0x7fffffffU, false}, {0xffffffffU, false}};
+  for (Row const& row : kRows) {
+    Model::Schema schema;
+    Model::TypeBuilder type = schema.module("M").value("V").attr("a", core(Kind::U8));
+    if (row.accepted) {
+      EXPECT_NO_THROW(type.s4({{"a", row.number}})) << row.number;
+    } else {
+      EXPECT_THROW(type.s4({{"a", row.number}}), Model::SchemaError) << row.number;
+    }
+  }
+}
+
+TEST(Collections, SayHowTheyAreKeyed) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const key = m.value("Key").attr("a", core(Kind::U8));
+  Zyn::ZynType const route = m.entity("Route").attr("key", key).attr("up", core(Kind::Bool));
+  m.extend(route).attr("parent", route);
+  Zyn::ZynType const vrf = m.entity("Vrf")
+                               .keyed("byKey", route, "key")
+                               .keyed("given", route, "key", core(Kind::U8))
+                               .keyed("elsewhere", route, "id", core(Kind::U8))
+                               .keyed("unnamed", route, std::nullopt, core(Kind::U8))
+                               .keyed("empty", route, "")
+                               .keyed("open", route, "id")
+                               .keyed("bare", route, std::nullopt)
+                               .keyed("ofValues", key, "a")
+                               .list("events", route)
+                               .list("numbers", core(Kind::U8));
+  m.extend(route).list("children", route);
+  struct Row {
+    char const* attr;
+    Zyn::ZynType entries;
+    bool keyed;
+    std::optional<std::string> keyName;
+    Zyn::ZynType keyType;
+    bool list = false;
+  };
+  Row const rows[] = {
+      {"byKey", route, true, "key", key},
+      {"given", route, true, "key", core(Kind::U8)},
+      {"elsewhere", route, true, "id", core(Kind::U8)},
+      {"unnamed", route, true, std::nullopt, core(Kind::U8)},
+      {"empty", route, true, "", {}},
+      {"open", route, true, "id", {}},
+      {"bare", route, true, std::nullopt, {}},
+      {"ofValues", key, true, "a", core(Kind::U8)},
+      {"events", route, false, std::nullopt, {}, true},
+      {"numbers", core(Kind::U8), false, std::nullopt, {}, true},
+  };
+  for (Row const& row : rows) {
+    SCOPED_TRACE(row.attr);
+    Zyn::ZynAttr const attr = vrf.attr(row.attr);
+    ASSERT_FALSE(attr.empty());
+    EXPECT_EQ(attr.attrType(), row.entries);
+    EXPECT_EQ(attr.isKeyed(), row.keyed);
+    EXPECT_EQ(Model::isList(attr), row.list);
+    EXPECT_EQ(attr.internalKeyName() == nullptr, !row.keyName);
+    if (row.keyName && attr.internalKeyName() != nullptr) {
+      EXPECT_EQ(attr.internalKeyName(), *row.keyName);
+    }
+    EXPECT_EQ(attr.keyType(), row.keyType);
+  }
+  Zyn::ZynAttr const plain = route.attr("up");
+  EXPECT_FALSE(plain.isKeyed());
+  EXPECT_FALSE(Model::isList(plain));
+  EXPECT_EQ(plain.internalKeyName(), nullptr);
+  EXPECT_TRUE(plain.keyType().empty());
+  // A collection is no attribute that holds a key.
+  Zyn::ZynType const odd = m.entity("Odd").keyed("odd", vrf, "events");
+  EXPECT_TRUE(odd.attr("odd").keyType().empty());
+}
+
+TEST(Attributes, AreFoundByExactlyTheirName) {
+  Model::Schema schema;
+  Zyn::ZynType const type = schema.module("M")
+                                .value("V")
+                                .attr("name", core(Kind::U8))
+                                .attr("name2", core(Kind::U16))
+                                .attr("_", core(Kind::S8));
+  EXPECT_EQ(type.attr("name").attrType(), core(Kind::U8));
+  EXPECT_EQ(type.attr("name2"sv.substr(0, 4)).attrType(), core(Kind::U8)) << "a view that no NUL follows";
+  EXPECT_EQ(type.attr("_").attrType(), core(Kind::S8));
+  for (std::string_view const missing : {""sv, "nam"sv, "Name"sv, "name "sv, "name\0"sv, "name\0two"sv, "name3"sv}) {
+    EXPECT_TRUE(type.attr(missing).empty()) << missing;
+  }
+  EXPECT_TRUE(type.attr("nothing").empty());
+}
+
+TEST(Attributes, AreOneHandleHoweverFound) {
+  Model::Schema schema;
+  Zyn::ZynType const type = schema.module("M").value("V").attr("a", core(Kind::U8)).attr("b", core(Kind::U8));
+  EXPECT_EQ(*Zyn::AttributeQIterator(type), type.attr("a"));
+  EXPECT_NE(type.attr("a"), type.attr("b"));
+  EXPECT_EQ(type.attr("b").owner(), type.index());
+  EXPECT_EQ(type.attr("b").module(), type.module());
+}
+
+TEST(EmptyHandles, AnswerAsForNone) {
+  Zyn::ZynType const type;
+  EXPECT_STREQ(type.name(), "");
+  EXPECT_FALSE(type.isValue() || type.isEnumType() || type.hasS4Encoding() || type.hasGnmiStringForm() ||
+               type.isUnionType() || type.isScalarKind() || type.isFundamentalString());
+  EXPECT_TRUE(type.valAttr().empty());
+  EXPECT_EQ(type.argListIndex(), 0U);
+  EXPECT_TRUE(type.attr("a").empty());
+  EXPECT_TRUE(type.attr("a"sv).empty());
+  EXPECT_FALSE(Zyn::AttributeQIterator(type));
+  EXPECT_TRUE((*Zyn::AttributeQIterator(type)).empty());
+  EXPECT_FALSE(Zyn::AttributeQIterator(core(Kind::U8))) << "no attributes";
+
+  Zyn::ZynAttr const attr;
+  EXPECT_STREQ(attr.name(), "");
+  EXPECT_TRUE(attr.attrType().empty());
+  EXPECT_FALSE(attr.isKeyed());
+  EXPECT_EQ(attr.internalKeyName(), nullptr);
+  EXPECT_TRUE(attr.keyType().empty());
+
+  EXPECT_FALSE(Velko::_Velko_FundamentalTypes_Module().argNameQIterator(0xffffffffU)) << "no such type";
+}
+
+TEST(Schema, FindsTypesByEveryFormOfTheirName) {
+  Model::Schema schema;
+  Model::Module& a = schema.module("A");
+  Model::Module& b = schema.module("B");
+  Zyn::ZynType const one = a.value("One");
+  Zyn::ZynType const two = a.value("Two");
+  Zyn::ZynType const two2 = b.value("Two");
+  Zyn::ZynType const u8 = b.value("U8");
+  struct Row {
+    std::string_view name;
+    Zyn::ZynType type;
+  };
+  Row const rows[] = {
+      {"One", one},
+      {"A::One", one},
+      {"A.One", one},
+      {"A::Two", two},
+      {"B.Two", two2},
+      {"Two", {}},  // which?
+      {"Zyn::U8", core(Kind::U8)},
+      {"Zyn.U8", core(Kind::U8)},
+      {"B::U8", u8},
+      {"U8", {}},  // which?
+      {"U16", core(Kind::U16)},
+      {"", {}},
+      {"A", {}},
+      {"A.", {}},
+      {"A::", {}},
+      {"A:One", {}},
+      {"A:::One", {}},
+      {".One", {}},
+      {"::One", {}},
+      {"C::One", {}},
+      {"B::One", {}},
+      {"A::One::", {}},
+      {"A.One.x", {}},
+      {"one", {}},
+      {"One\0"sv, {}},
+      {"A::One!"sv.substr(0, 6), one},
+  };
+  for (Row const& row : rows) {
+    EXPECT_EQ(schema.find(row.name), row.type) << row.name;
+  }
+  EXPECT_THAT(schema.modules(), ElementsAre(&a, &b));
+  EXPECT_EQ(schema.findModule("B"), &b);
+  EXPECT_EQ(schema.findModule("Zyn"), nullptr);
+  EXPECT_EQ(a.name(), "A");
+  EXPECT_EQ(a.find("One"), one);
+  EXPECT_TRUE(a.find("U8").empty());
+  std::vector<std::string> const names = schema.names();
+  EXPECT_EQ(std::vector(names.begin() + 18, names.end()),
+            (std::vector<std::string>{"A::One", "A::Two", "B::Two", "B::U8"}));
+
+  Model::Schema moved = std::move(schema);
+  EXPECT_EQ(moved.find("One"), one) << "handles stay what they are when the schema moves";
+  EXPECT_STREQ(one.name(), "A::One");
+}
+
+TEST(Schema, NamesStayWhereTheyAreWhileTypesAreAdded) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const first = m.value("V0").attr("a", core(Kind::U8)).args({"a"});
+  char const* const name = first.name();
+  char const* const attr = first.attr("a").name();
+  char const* const arg = *first.module()->argNameQIterator(first.argListIndex());
+  for (int i = 1; i < 1000; ++i) {
+    m.value("V" + std::to_string(i)).attr("a", core(Kind::U8)).attr("b", core(Kind::U8)).args({"b"});
+    m.extend(first).attr("a" + std::to_string(i), core(Kind::U8));
+  }
+  EXPECT_EQ(first.name(), name);
+  EXPECT_EQ(first.attr("a").name(), attr);
+  EXPECT_STREQ(arg, "a");
+  EXPECT_EQ(attrNames(first).size(), 1000U);
+  EXPECT_EQ(first.attr("a999").attrType(), core(Kind::U8));
+}
+
+TEST(Schema, BuiltTypesCanBeAskedByThreads) {
+  Model::Schema schema;
+  Zyn::ZynType const type = schema.module("M").value("V").attr("a", core(Kind::U8)).args({"a"});
+  auto const ask = [&] {
+    EXPECT_FALSE(type.attr("a").empty());
+    EXPECT_THAT(argNames(type), ElementsAre("a"));
+    EXPECT_EQ(schema.find("V"), type);
+  };
+  std::jthread const one(ask);
+  std::jthread const two(ask);
+}
+
+/** Does what is refused, in a module `M` that holds what `refusals` prepares. */
+struct Refusal {
+  char const* what;
+  std::function<void(Model::Schema&, Model::Module&)> act;
+};
+
+void PrintTo(Refusal const& refusal, std::ostream* out) { *out << refusal.what; }
+
+class Refused : public testing::TestWithParam<Refusal> {};
+
+TEST_P(Refused, WithAMessageAndWithoutAChange) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const key = m.value("Key").attr("a", core(Kind::U8)).attr("b", core(Kind::U8)).attr("c", core(Kind::U8));
+  m.extend(key).args({"a"}).gnmi("{a}-{b}").s4({{"a", 1}, {"b", 2}});
+  m.value("Inner").attr("key", key);
+  m.enumeration("Enum", {{"on", 1}});
+  m.wrapper("Wrapper", key);
+  m.unionOf("Union", {{"n", core(Kind::U8)}});
+  Zyn::ZynType const entity = m.entity("Entity").attr("key", key);
+  m.extend(entity).attr("parent", entity).list("list", entity);
+  std::string const before = snapshot(schema);
+  try {
+    GetParam().act(schema, m);
+    ADD_FAILURE() << "accepted";
+  } catch (Model::SchemaError const& error) {
+    EXPECT_STREQ(error.what(), GetParam().what);
+  }
+  EXPECT_EQ(snapshot(schema), before);
+  EXPECT_EQ(schema.modules().size(), 1U);
+}
+
+using Model::Module;
+using Model::Schema;
+
+Model::TypeBuilder at(Module& m, std::string_view name) { return m.extend(m.find(name)); }
+
+Refusal const kRefusals[] = {
+    // Modules
+    {"the name of a module is empty; write at least one character", [](Schema& s, Module&) { s.module(""); }},
+    {"the name 'a\\0b' of a module holds a NUL byte; leave it out", [](Schema& s, Module&) { s.module("a\0b"sv); }},
+    {"the name 'a.b' of a module holds '.' or ':', which stand between module and type; leave them out",
+     [](Schema& s, Module&) { s.module("a.b"); }},
+    {"the name 'a:' of a module holds '.' or ':', which stand between module and type; leave them out",
+     [](Schema& s, Module&) { s.module("a:"); }},
+    {"'Zyn' is the module of the core types; choose another name", [](Schema& s, Module&) { s.module("Zyn"); }},
+    {"the schema already has a module 'M'; choose another name", [](Schema& s, Module&) { s.module("M"); }},
+
+    // Names of types
+    {"the name of a type of module 'M' is empty; write at least one character",
+     [](Schema&, Module& m) { m.value(""); }},
+    {"the name '\\0' of a type of module 'M' holds a NUL byte; leave it out",
+     [](Schema&, Module& m) { m.entity("\0"sv); }},
+    {"the name 'a::b' of a type of module 'M' holds '.' or ':', which stand between module and type; leave them out",
+     [](Schema&, Module& m) { m.unionOf("a::b"); }},
+    {"module 'M' already has a type 'Key'; choose another name", [](Schema&, Module& m) { m.value("Key"); }},
+    {"module 'M' already has a type 'Key'; choose another name", [](Schema&, Module& m) { m.entity("Key"); }},
+    {"module 'M' already has a type 'Key'; choose another name", [](Schema&, Module& m) { m.unionOf("Key"); }},
+    {"module 'M' already has a type 'Key'; choose another name", [](Schema&, Module& m) { m.scalar("Key", Kind::U8); }},
+    {"module 'M' already has a type 'Key'; choose another name",
+     [](Schema&, Module& m) { m.wrapper("Key", core(Kind::U8)); }},
+    {"module 'M' already has a type 'Key'; choose another name",
+     [](Schema&, Module& m) { m.enumeration("Key", {{"on", 1}}); }},
+
+    // Enumerations, wrappers, unions, scalars
+    {"the enumeration 'M::E' has no enumerators; give it at least one",
+     [](Schema&, Module& m) { m.enumeration("E", {}); }},
+    {"the name of an enumerator of 'M::E' is empty; write at least one character",
+     [](Schema&, Module& m) { m.enumeration("E", {{"", 1}}); }},
+    {"the name 'o\\0n' of an enumerator of 'M::E' holds a NUL byte; leave it out",
+     [](Schema&, Module& m) { m.enumeration("E", {{std::string("o\0n", 3), 1}}); }},
+    {"'M::E' already has an enumerator 'on'; choose another name",
+     [](Schema&, Module& m) { m.enumeration("E", {{"on", 1}, {"on", 2}}); }},
+    {"the enumerators 'on' and 'off' of 'M::E' have the same number 1; choose another one",
+     [](Schema&, Module& m) { m.enumeration("E", {{"on", 1}, {"x", 2}, {"off", 1}}); }},
+    {"the wrapper 'M::W' has no inner type; give it one", [](Schema&, Module& m) { m.wrapper("W", {}); }},
+    {"the wrapper 'M::W' is of the entity type 'M::Entity'; wrap a value",
+     [](Schema&, Module& m) { m.wrapper("W", m.find("Entity")); }},
+    {"'M::U' already has an attribute 'a'; choose another name",
+     [](Schema&, Module& m) { m.unionOf("U", {{"a", core(Kind::U8)}, {"a", core(Kind::U16)}}); }},
+    {"the attribute 'b' of 'M::U' has no type; give it one",
+     [](Schema&, Module& m) { m.unionOf("U", {{"a", m.find("Key")}, {"b", {}}}); }},
+    {"the scalar 'M::S' cannot be of kind Enum; its kind is one from Bool to MacAddress",
+     [](Schema&, Module& m) { m.scalar("S", Kind::Enum); }},
+    {"'Zyn::U8' is no type of module 'M'; only its own types can be extended",
+     [](Schema&, Module& m) { m.extend(core(Kind::U8)); }},
+    {"'' is no type of module 'M'; only its own types can be extended", [](Schema&, Module& m) { m.extend({}); }},
+
+    // Attributes
+    {"the name of an attribute of 'M::Key' is empty; write at least one character",
+     [](Schema&, Module& m) { at(m, "Key").attr("", core(Kind::U8)); }},
+    {"the name 'a\\0' of an attribute of 'M::Key' holds a NUL byte; leave it out",
+     [](Schema&, Module& m) { at(m, "Key").attr("a\0"sv, core(Kind::U8)); }},
+    {"'M::Key' already has an attribute 'a'; choose another name",
+     [](Schema&, Module& m) { at(m, "Key").attr("a", core(Kind::U8)); }},
+    {"the attribute 'x' of 'M::Key' has no type; give it one", [](Schema&, Module& m) { at(m, "Key").attr("x", {}); }},
+    {"'M::Enum' is of kind Enum; only a union, a value type or an entity takes attributes",
+     [](Schema&, Module& m) { at(m, "Enum").attr("x", core(Kind::U8)); }},
+    {"'M::Wrapper' is of kind Wrapper; only a union, a value type or an entity takes attributes",
+     [](Schema&, Module& m) { at(m, "Wrapper").attr("x", core(Kind::U8)); }},
+    {"the attribute 'x' of 'M::Key' is of the entity type 'M::Entity'; only an entity has such attributes",
+     [](Schema&, Module& m) { at(m, "Key").attr("x", m.find("Entity")); }},
+    {"the attribute 'x' of 'M::Union' is of the entity type 'M::Entity'; only an entity has such attributes",
+     [](Schema&, Module& m) { at(m, "Union").attr("x", m.find("Entity")); }},
+    {"'M::Key' would contain itself by M::Key.x; leave one of these attributes out",
+     [](Schema&, Module& m) { at(m, "Key").attr("x", m.find("Key")); }},
+    {"'M::Key' would contain itself by M::Key.x, M::Inner.key; leave one of these attributes out",
+     [](Schema&, Module& m) { at(m, "Key").attr("x", m.find("Inner")); }},
+    {"'M::Key' would contain itself by M::Key.x, M::Wrapper.value; leave one of these attributes out",
+     [](Schema&, Module& m) { at(m, "Key").attr("x", m.find("Wrapper")); }},
+    {"'M::Union' would contain itself by M::Union.u; leave one of these attributes out",
+     [](Schema&, Module& m) { at(m, "Union").attr("u", m.find("Union")); }},
+
+    // Collections
+    {"'M::Key' is of kind Value; only an entity has collections",
+     [](Schema&, Module& m) { at(m, "Key").keyed("x", m.find("Entity"), "key"); }},
+    {"'M::Union' is of kind Union; only an entity has collections",
+     [](Schema&, Module& m) { at(m, "Union").list("x", m.find("Entity")); }},
+    {"'M::Entity' already has an attribute 'key'; choose another name",
+     [](Schema&, Module& m) { at(m, "Entity").list("key", m.find("Entity")); }},
+    {"the attribute 'x' of 'M::Entity' has no type; give it one",
+     [](Schema&, Module& m) { at(m, "Entity").list("x", {}); }},
+    {"the attribute 'x' of 'M::Entity' has no type; give it one",
+     [](Schema&, Module& m) { at(m, "Entity").keyed("x", {}, "key"); }},
+    {"the entries 'Zyn::U8' of 'M::Entity.x' are of kind U8; keyed entries are of an entity or a value type",
+     [](Schema&, Module& m) { at(m, "Entity").keyed("x", core(Kind::U8), "key"); }},
+    {"the key name 'k\\0' of 'M::Entity.x' holds a NUL byte; leave it out",
+     [](Schema&, Module& m) { at(m, "Entity").keyed("x", m.find("Entity"), "k\0"sv); }},
+    {"the key type 'M::Entity' of 'M::Entity.x' is an entity; a key is a value",
+     [](Schema&, Module& m) { at(m, "Entity").keyed("x", m.find("Entity"), "parent"); }},
+    {"the key type 'M::Entity' of 'M::Entity.x' is an entity; a key is a value",
+     [](Schema&, Module& m) { at(m, "Entity").keyed("x", m.find("Entity"), "key", m.find("Entity")); }},
+
+    // Constructor arguments
+    {"'M::Key' has no attribute 'z'; name one that it has", [](Schema&, Module& m) { at(m, "Key").args({"a", "z"}); }},
+    {"'M::Key' has no attribute 'a\\0'; name one that it has",
+     [](Schema&, Module& m) { at(m, "Key").args({"a\0"sv}); }},
+    {"the constructor argument 'b' of 'M::Key' is named twice; name it once",
+     [](Schema&, Module& m) { at(m, "Key").args({"b", "a", "b"}); }},
+    {"the gNMI pattern '{a}-{b}' of 'M::Key' leaves out the constructor argument 'c'; name each of them",
+     [](Schema&, Module& m) { at(m, "Key").args({"b", "c"}); }},
+    {"the constructor argument 'x' of 'M::V' has no s4 number; give it one",
+     [](Schema&, Module& m) {
+       // The type itself is a change: it goes again with its schema.
+       Schema other;
+       other.module("M").value("V").attr("x", core(Kind::U8)).s4({}).args({"x"});
+       static_cast<void>(m);
+     }},
+    {"'M::Wrapper' is of kind Wrapper; only a value type has constructor arguments",
+     [](Schema&, Module& m) { at(m, "Wrapper").args({}); }},
+    {"'M::Entity' is of kind Entity; only a value type has constructor arguments",
+     [](Schema&, Module& m) { at(m, "Entity").args({"key"}); }},
+
+    // gNMI patterns
+    {"'M::Union' is of kind Union; only a value type has a gNMI pattern",
+     [](Schema&, Module& m) { at(m, "Union").gnmi("{n}"); }},
+    {"the gNMI pattern '' of 'M::Key' names no attribute; write attributes as {name}",
+     [](Schema&, Module& m) { at(m, "Key").gnmi(""); }},
+    {"the gNMI pattern 'a-b' of 'M::Key' names no attribute; write attributes as {name}",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("a-b"); }},
+    {"the gNMI pattern '{a' of 'M::Key' has a brace without its partner; write attributes as {name}",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("{a"); }},
+    {"the gNMI pattern '{' of 'M::Key' has a brace without its partner; write attributes as {name}",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("{"); }},
+    {"the gNMI pattern 'a}' of 'M::Key' has a brace without its partner; write attributes as {name}",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("a}"); }},
+    {"the gNMI pattern '{a}}b}' of 'M::Key' has a brace without its partner; write attributes as {name}",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("{a}}b}"); }},
+    {"'M::Key' has no attribute '{a'; name one that it has", [](Schema&, Module& m) { at(m, "Key").gnmi("{{a}}"); }},
+    {"'M::Key' has no attribute ''; name one that it has", [](Schema&, Module& m) { at(m, "Key").gnmi("{}"); }},
+    {"the gNMI pattern '{a}-{a}' of 'M::Key' names 'a' twice; name it once",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("{a}-{a}"); }},
+    {"the gNMI pattern '{a}{b}' of 'M::Key' has nothing between 'a' and 'b'; write a text by which to tell where one "
+     "ends",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("{a}{b}"); }},
+    {"the gNMI pattern '{b}-{c}' of 'M::Key' leaves out the constructor argument 'a'; name each of them",
+     [](Schema&, Module& m) { at(m, "Key").gnmi("{b}-{c}"); }},
+
+    // Field numbers
+    {"'M::Entity' is of kind Entity; only a value type has s4 numbers",
+     [](Schema&, Module& m) { at(m, "Entity").s4({{"key", 1}}); }},
+    {"'M::Key' has no attribute 'z'; name one that it has", [](Schema&, Module& m) { at(m, "Key").s4({{"z", 1}}); }},
+    {"the s4 number 19000 of 'M::Key.a' is no field number; choose one from 1 to 536870911, but none from 19000 to "
+     "19999",
+     [](Schema&, Module& m) { at(m, "Key").s4({{"a", 19000}}); }},
+    {"'M::Key.a' has two s4 numbers, 1 and 2; give it one",
+     [](Schema&, Module& m) { at(m, "Key").s4({{"a", 1}, {"a", 2}}); }},
+    {"'M::Key.a' and 'M::Key.b' have the same s4 number 7; choose another one",
+     [](Schema&, Module& m) { at(m, "Key").s4({{"a", 7}, {"b", 7}}); }},
+    {"the constructor argument 'a' of 'M::Key' has no s4 number; give it one",
+     [](Schema&, Module& m) { at(m, "Key").s4({{"b", 1}}); }},
+
+    // The value attribute
+    {"'M::Key' has no attribute 'z'; name one that it has", [](Schema&, Module& m) { at(m, "Key").valAttr("z"); }},
+    {"'M::Enum' has no attribute 'on'; name one that it has", [](Schema&, Module& m) { at(m, "Enum").valAttr("on"); }},
+    {"'M::Entity.list' is a collection; the value attribute holds one value",
+     [](Schema&, Module& m) { at(m, "Entity").valAttr("list"); }},
+    {"'M::Entity.parent' is of the entity type 'M::Entity'; the value attribute holds a value",
+     [](Schema&, Module& m) { at(m, "Entity").valAttr("parent"); }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Schema, Refused, testing::ValuesIn(kRefusals));
+
+TEST(Cycles, DiamondsAndEntitiesAreNone) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const leaf = m.value("Leaf").attr("a", core(Kind::U8));
+  Zyn::ZynType const left = m.value("Left").attr("leaf", leaf);
+  Zyn::ZynType const right = m.wrapper("Right", leaf);
+  EXPECT_NO_THROW(m.value("Top").attr("left", left).attr("right", right).attr("leaf", leaf));
+  Zyn::ZynType const entity = m.entity("Entity");
+  EXPECT_NO_THROW(m.extend(entity).attr("self", entity).keyed("all", entity, std::nullopt));
+}
+
+TEST(Cycles, AreFoundAtTheEndOfALongChainAndAcrossModules) {
+  Model::Schema schema;
+  Model::Module& a = schema.module("A");
+  Model::Module& b = schema.module("B");
+  Zyn::ZynType const first = a.value("V0");
+  Zyn::ZynType last = first;
+  for (int i = 1; i < 10000; ++i) {
+    last = (i % 2 == 0 ? a : b).value("V" + std::to_string(i)).attr("next", last).attr("again", last);
+  }
+  EXPECT_THROW(a.extend(first).attr("next", last), Model::SchemaError);
+  EXPECT_THAT(attrNames(first), IsEmpty());
+  EXPECT_NO_THROW(b.extend(last).attr("first", first));
+}
+
+TEST(Unions, ThatFailedCanBeBuiltAgain) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const before = m.value("V").attr("a", core(Kind::U8));
+  EXPECT_THROW(m.unionOf("U", {{"a", core(Kind::U8)}, {"", core(Kind::U8)}}), Model::SchemaError);
+  EXPECT_TRUE(m.find("U").empty());
+  Zyn::ZynType const type = m.unionOf("U", {{"x", core(Kind::U16)}});
+  EXPECT_THAT(attrNames(type), ElementsAre("x"));
+  EXPECT_EQ(type.attr("x").attrType(), core(Kind::U16));
+  EXPECT_EQ(before.attr("a").attrType(), core(Kind::U8));
+}
+
+}  // namespace
