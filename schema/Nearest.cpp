@@ -1,0 +1,104 @@
+#include "schema/Nearest.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Yaml {
+namespace {
+
+constexpr std::size_t kLongest = 64;
+constexpr std::size_t kMostNames = 10000;
+constexpr std::size_t kMostAnswers = 3;
+
+// What differences cost. Any number of differences in the qualifier is less than one in the name itself.
+constexpr std::size_t kEdit = 32;
+constexpr std::size_t kCase = 1;
+constexpr std::size_t kNoQualifier = 1;
+
+char lower(char byte) { return 'A' <= byte && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte; }
+
+std::size_t distance(std::string_view a, std::string_view b) {
+  std::array<std::size_t, kLongest + 1> row;
+  for (std::size_t j = 0; j <= b.size(); ++j) {
+    row[j] = j * kEdit;
+  }
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::size_t diagonal = std::exchange(row[0], i * kEdit);
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      std::size_t const swap = a[i - 1] == b[j - 1] ? 0 : lower(a[i - 1]) == lower(b[j - 1]) ? kCase : kEdit;
+      std::size_t const cost = std::min({diagonal + swap, row[j] + kEdit, row[j - 1] + kEdit});
+      diagonal = std::exchange(row[j], cost);
+    }
+  }
+  return row[b.size()];
+}
+
+struct Name {
+  std::string_view qualifier;
+  std::string_view rest;
+};
+
+Name split(std::string_view name) {
+  std::size_t const at = name.find_last_of(".:");
+  return at == std::string_view::npos ? Name{"", name} : Name{name.substr(0, at), name.substr(at + 1)};
+}
+
+std::size_t qualifierCost(std::string_view a, std::string_view b) {
+  if (a.empty() || b.empty()) {
+    return a.empty() && b.empty() ? 0 : kNoQualifier;
+  }
+  while (a.ends_with(':')) {
+    a.remove_suffix(1);
+  }
+  while (b.ends_with(':')) {
+    b.remove_suffix(1);
+  }
+  return std::min(distance(a, b) / 8, kEdit - 1);
+}
+
+}  // namespace
+
+std::vector<std::string> nearest(std::string_view name, std::span<std::string const> names) {
+  if (name.size() > kLongest) {
+    return {};
+  }
+  auto const [qualifier, rest] = split(name);
+  std::size_t const limit = std::max<std::size_t>(rest.size() / 3, 1) * kEdit + kEdit - 1;
+  std::vector<std::pair<std::size_t, std::size_t>> near;  // cost and position: sorted, equals keep their order
+  for (std::size_t at = 0; at < std::min(names.size(), kMostNames); ++at) {
+    std::string_view const candidate = names[at];
+    if (candidate.size() > kLongest) {
+      continue;
+    }
+    auto const [otherQualifier, otherRest] = split(candidate);
+    std::size_t const cost = distance(rest, otherRest) + qualifierCost(qualifier, otherQualifier);
+    // A name that has no byte in common is not near, however short it is.
+    if (cost <= limit && cost < std::max(rest.size(), otherRest.size()) * kEdit) {
+      near.emplace_back(cost, at);
+    }
+  }
+  std::ranges::sort(near);
+  std::vector<std::string> answers;
+  for (auto const& [cost, at] : std::span(near).first(std::min(near.size(), kMostAnswers))) {
+    answers.push_back(names[at]);
+  }
+  return answers;
+}
+
+std::string didYouMean(std::string_view name, std::span<std::string const> names) {
+  std::string text;
+  for (std::string const& near : nearest(name, names)) {
+    text += text.empty() ? "; did you mean '" : ", '";
+    text += near;
+    text += '\'';
+  }
+  return text.empty() ? text : text + '?';
+}
+
+}  // namespace Yaml
