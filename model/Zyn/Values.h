@@ -128,7 +128,7 @@ void defaultScalar(Kind kind, Content& content);
 NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form);
 /** "'70000'", cut where it is long. */
 std::string quoted(std::string_view text);
-/** "a Network::VlanId is ..." without its beginning: what `readText` takes, to end a message with. */
+/** What `readText` takes, to end a message with: "a decimal number from 0 to 65535". */
 std::string textFits(Zyn::ZynType type, TextForm form);
 
 }  // namespace Model

@@ -1,0 +1,455 @@
+// Values from text and back: literals and the gNMI string form, kind by kind.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/Network.h"
+
+namespace ModelTest {
+namespace {
+
+using namespace std::string_literals;
+
+struct Accepted {
+  Kind kind;
+  std::string text;
+  std::string prints;
+  std::string json;
+};
+
+std::vector<Accepted> const kAccepted = {
+    {Kind::Bool, "true", "true", "true"},
+    {Kind::Bool, "false", "false", "false"},
+    {Kind::S8, "-128", "-128", "-128"},
+    {Kind::S8, "127", "127", "127"},
+    {Kind::S8, "-0", "0", "0"},
+    {Kind::S16, "-32768", "-32768", "-32768"},
+    {Kind::S16, "32767", "32767", "32767"},
+    {Kind::S32, "-2147483648", "-2147483648", "-2147483648"},
+    {Kind::S32, "2147483647", "2147483647", "2147483647"},
+    {Kind::S64, "-9223372036854775808", "-9223372036854775808", R"("-9223372036854775808")"},
+    {Kind::S64, "9223372036854775807", "9223372036854775807", R"("9223372036854775807")"},
+    {Kind::U8, "0", "0", "0"},
+    {Kind::U8, "255", "255", "255"},
+    {Kind::U8, "010", "10", "10"},
+    {Kind::U16, "65535", "65535", "65535"},
+    {Kind::U32, "4294967295", "4294967295", "4294967295"},
+    {Kind::U64, "18446744073709551615", "18446744073709551615", R"("18446744073709551615")"},
+    {Kind::U64, "0", "0", R"("0")"},
+    {Kind::Float, "0.1", "0.1", "0.1"},
+    {Kind::Float, "-0", "-0", "-0.0"},
+    {Kind::Float, "3.4028234663852886e+38", "3.4028235e+38", "3.4028235e+38"},
+    {Kind::Float, "1e-45", "1e-45", "1e-45"},
+    {Kind::Double, "0.1", "0.1", "0.1"},
+    {Kind::Double, "15E-1", "1.5", "1.5"},
+    {Kind::Double, "-2", "-2", "-2.0"},
+    {Kind::Double, "0e5", "0", "0.0"},
+    {Kind::Double, "1.7976931348623157e308", "1.7976931348623157e+308", "1.7976931348623157e+308"},
+    {Kind::Double, "5e-324", "5e-324", "5e-324"},
+    {Kind::String, R"("red")", R"("red")", R"("red")"},
+    {Kind::String, R"("")", R"("")", R"("")"},
+    {Kind::String, R"("a"b\n")", R"("a"b\n")", R"("a\"b\\n")"},
+    {Kind::String, R"(""")", R"(""")", R"("\"")"},
+    {Kind::String, "\"a\0b\nc{}\""s, "\"a\0b\nc{}\""s, R"("a\u0000b\nc{}")"},
+    {Kind::Bytes, "", "", R"("")"},
+    {Kind::Bytes, "AA==", "AA==", R"("AA==")"},
+    {Kind::Bytes, "+/8=", "+/8=", R"("+/8=")"},
+    {Kind::Bytes, "AAEC", "AAEC", R"("AAEC")"},
+    {Kind::Seconds, "0", "0", "0"},
+    {Kind::Seconds, "-0", "0", "0"},
+    {Kind::Seconds, "007.500", "7.5", "7.5"},
+    {Kind::Seconds, "-0.000000001", "-0.000000001", "-1e-09"},
+    {Kind::Seconds, "9223372036.854775807", "9223372036.854775807", "9223372036.854776"},
+    {Kind::Seconds, "-9223372036.854775808", "-9223372036.854775808", "-9223372036.854776"},
+    {Kind::Seconds, "-60", "-60", "-60"},
+    {Kind::Time, "1970-01-01T00:00:00Z", "1970-01-01T00:00:00Z", R"("1970-01-01T00:00:00Z")"},
+    {Kind::Time, "2024-02-29t12:34:56.500z", "2024-02-29T12:34:56.5Z", R"("2024-02-29T12:34:56.5Z")"},
+    {Kind::Time, "2024-03-01T00:30:00+01:30", "2024-02-29T23:00:00Z", R"("2024-02-29T23:00:00Z")"},
+    {Kind::Time, "1999-12-31T23:59:59-23:59", "2000-01-01T23:58:59Z", R"("2000-01-01T23:58:59Z")"},
+    {Kind::Time, "1969-12-31T23:59:59.999999999Z", "1969-12-31T23:59:59.999999999Z",
+     R"("1969-12-31T23:59:59.999999999Z")"},
+    {Kind::Time, "1677-09-21T00:12:43.145224192Z", "1677-09-21T00:12:43.145224192Z",
+     R"("1677-09-21T00:12:43.145224192Z")"},
+    {Kind::Time, "2262-04-11T23:47:16.854775807Z", "2262-04-11T23:47:16.854775807Z",
+     R"("2262-04-11T23:47:16.854775807Z")"},
+    {Kind::IpAddress, "192.0.2.1", "192.0.2.1", R"("192.0.2.1")"},
+    {Kind::IpAddress, "2001:DB8:0:0::1", "2001:db8::1", R"("2001:db8::1")"},
+    {Kind::IpAddress, "::ffff:192.0.2.1", "::ffff:192.0.2.1", R"("::ffff:192.0.2.1")"},
+    {Kind::IpAddress, "0000:0000:0000:0000:0000:ffff:192.168.100.228", "::ffff:192.168.100.228",
+     R"("::ffff:192.168.100.228")"},
+    {Kind::IpPrefix, "10.1.2.3/8", "10.0.0.0/8", R"("10.0.0.0/8")"},
+    {Kind::IpPrefix, "10.255.255.255/9", "10.128.0.0/9", R"("10.128.0.0/9")"},
+    {Kind::IpPrefix, "10.1.2.3/0", "0.0.0.0/0", R"("0.0.0.0/0")"},
+    {Kind::IpPrefix, "10.1.2.3/32", "10.1.2.3/32", R"("10.1.2.3/32")"},
+    {Kind::IpPrefix, "2001:db8:ffff::1/33", "2001:db8:8000::/33", R"("2001:db8:8000::/33")"},
+    {Kind::IpPrefix, "::1/128", "::1/128", R"("::1/128")"},
+    {Kind::MacAddress, "02:00:5E:10:00:fF", "02:00:5e:10:00:ff", R"("02:00:5e:10:00:ff")"},
+};
+
+TEST(Literal, PrintsInOneForm) {
+  for (Accepted const& row : kAccepted) {
+    Zyn::ZynType const type = Model::core(row.kind);
+    SCOPED_TRACE(std::string(type.name()) + " " + row.text);
+    Value const value = literal(type, row.text);
+    EXPECT_EQ(Model::print(*value), row.prints);
+    EXPECT_EQ(Model::toJson(*value).dump(), row.json);
+    EXPECT_EQ(Model::typeOf(*value), type);
+    Value const again = literal(type, row.prints);
+    EXPECT_TRUE(Model::equal(*value, *again));
+    EXPECT_EQ(Model::hash(*value), Model::hash(*again));
+  }
+}
+
+TEST(GnmiString, IsTheLiteralWithoutQuotes) {
+  for (Accepted const& row : kAccepted) {
+    Zyn::ZynType const type = Model::core(row.kind);
+    SCOPED_TRACE(std::string(type.name()) + " " + row.text);
+    bool const isString = row.kind == Kind::String;
+    Value const value = gnmi(type, isString ? std::string_view(row.text).substr(1, row.text.size() - 2) : row.text);
+    EXPECT_EQ(Model::print(*value), row.prints);
+  }
+}
+
+struct Refused {
+  Kind kind;
+  std::string text;
+  std::string fits;
+};
+
+std::string const kFloat = "a finite decimal number, not too small to be told from 0";
+std::string const kSeconds =
+    "seconds as a decimal number like -1.5, from -9223372036.854775808 to 9223372036.854775807, with at most 9 digits "
+    "after the point";
+std::string const kTime =
+    "a time like 2024-02-29T12:34:56.5Z or 2024-02-29T12:34:56+01:00, from 1677-09-21T00:12:43.145224192Z to "
+    "2262-04-11T23:47:16.854775807Z, with at most 9 digits after the point";
+std::string const kBytes = "base64, padded with '='";
+std::string const kAddress = "an IPv4 or IPv6 address";
+std::string const kPrefix = "a prefix like 10.0.0.0/8 or 2001:db8::/32";
+std::string const kMac = "an address like 02:00:5e:10:00:ff";
+std::string const kS8 = "a decimal number from -128 to 127";
+std::string const kU8 = "a decimal number from 0 to 255";
+std::string const kString = "a text in double quotes";
+
+std::vector<Refused> const kRefused = {
+    {Kind::Bool, "", "true or false"},
+    {Kind::Bool, "True", "true or false"},
+    {Kind::Bool, "1", "true or false"},
+    {Kind::Bool, "true ", "true or false"},
+    {Kind::Bool, "true\0"s, "true or false"},
+    {Kind::S8, "-129", kS8},
+    {Kind::S8, "128", kS8},
+    {Kind::S8, "", kS8},
+    {Kind::S8, "-", kS8},
+    {Kind::S8, "--1", kS8},
+    {Kind::S8, "+1", kS8},
+    {Kind::S8, " 1", kS8},
+    {Kind::S8, "1 ", kS8},
+    {Kind::S8, "1\0"s, kS8},
+    {Kind::S8, "0x1", kS8},
+    {Kind::S8, "1.0", kS8},
+    {Kind::S16, "-32769", "a decimal number from -32768 to 32767"},
+    {Kind::S16, "32768", "a decimal number from -32768 to 32767"},
+    {Kind::S32, "-2147483649", "a decimal number from -2147483648 to 2147483647"},
+    {Kind::S32, "2147483648", "a decimal number from -2147483648 to 2147483647"},
+    {Kind::S64, "-9223372036854775809", "a decimal number from -9223372036854775808 to 9223372036854775807"},
+    {Kind::S64, "9223372036854775808", "a decimal number from -9223372036854775808 to 9223372036854775807"},
+    {Kind::U8, "256", kU8},
+    {Kind::U8, "-1", kU8},
+    {Kind::U8, "-0", kU8},
+    {Kind::U8, "+0", kU8},
+    {Kind::U16, "65536", "a decimal number from 0 to 65535"},
+    {Kind::U32, "4294967296", "a decimal number from 0 to 4294967295"},
+    {Kind::U64, "18446744073709551616", "a decimal number from 0 to 18446744073709551615"},
+    {Kind::Float, "3.5e38", kFloat},
+    {Kind::Float, "1e-46", kFloat},
+    {Kind::Float, "nan", kFloat},
+    {Kind::Double, "inf", kFloat},
+    {Kind::Double, "-infinity", kFloat},
+    {Kind::Double, "nan(1)", kFloat},
+    {Kind::Double, "1e309", kFloat},
+    {Kind::Double, "-1e-400", kFloat},
+    {Kind::Double, "0x1p3", kFloat},
+    {Kind::Double, "1,5", kFloat},
+    {Kind::Double, "+1", kFloat},
+    {Kind::Double, "", kFloat},
+    {Kind::Double, ".", kFloat},
+    {Kind::Double, "1e", kFloat},
+    {Kind::String, "red", kString},
+    {Kind::String, "", kString},
+    {Kind::String, "\"", kString},
+    {Kind::String, "\"red", kString},
+    {Kind::String, "red\"", kString},
+    {Kind::String, "'red'", kString},
+    {Kind::Bytes, "AA", kBytes},
+    {Kind::Bytes, "AA=", kBytes},
+    {Kind::Bytes, "A", kBytes},
+    {Kind::Bytes, "AB==", kBytes},
+    {Kind::Bytes, "AA==AA==", kBytes},
+    {Kind::Bytes, "AA ==", kBytes},
+    {Kind::Bytes, "AAEC\n", kBytes},
+    {Kind::Bytes, "-_8=", kBytes},
+    {Kind::Bytes, "AA..", kBytes},
+    {Kind::Seconds, "", kSeconds},
+    {Kind::Seconds, "-", kSeconds},
+    {Kind::Seconds, ".5", kSeconds},
+    {Kind::Seconds, "1.", kSeconds},
+    {Kind::Seconds, "1.0000000000", kSeconds},
+    {Kind::Seconds, "1.-5", kSeconds},
+    {Kind::Seconds, "1.5s", kSeconds},
+    {Kind::Seconds, "+1", kSeconds},
+    {Kind::Seconds, "--1", kSeconds},
+    {Kind::Seconds, "1e3", kSeconds},
+    {Kind::Seconds, "9223372036.854775808", kSeconds},
+    {Kind::Seconds, "-9223372036.854775809", kSeconds},
+    {Kind::Seconds, "9223372037", kSeconds},
+    {Kind::Seconds, "18446744073709551616", kSeconds},
+    {Kind::Time, "", kTime},
+    {Kind::Time, "now", kTime},
+    {Kind::Time, "infinite-past", kTime},
+    {Kind::Time, "2024-02-29", kTime},
+    {Kind::Time, "2024-02-29T12:34:56", kTime},
+    {Kind::Time, "2024-02-29 12:34:56Z", kTime},
+    {Kind::Time, " 2024-02-29T12:34:56Z", kTime},
+    {Kind::Time, "2024-02-29T12:34:56Z ", kTime},
+    {Kind::Time, "2023-02-29T12:34:56Z", kTime},
+    {Kind::Time, "2024-04-31T12:34:56Z", kTime},
+    {Kind::Time, "2024-00-01T12:34:56Z", kTime},
+    {Kind::Time, "2024-13-01T12:34:56Z", kTime},
+    {Kind::Time, "2024-01-00T12:34:56Z", kTime},
+    {Kind::Time, "2024-02-29T24:00:00Z", kTime},
+    {Kind::Time, "2024-02-29T12:60:00Z", kTime},
+    {Kind::Time, "2016-12-31T23:59:60Z", kTime},
+    {Kind::Time, "2024-02-29T12:34:56.Z", kTime},
+    {Kind::Time, "2024-02-29T12:34:56.1234567890Z", kTime},
+    {Kind::Time, "2024-02-29T12:34:56+24:00", kTime},
+    {Kind::Time, "2024-02-29T12:34:56+01:60", kTime},
+    {Kind::Time, "2024-02-29T12:34:56+0100", kTime},
+    {Kind::Time, "2024-02-29T12:34:56ZZ", kTime},
+    {Kind::Time, "24-02-29T12:34:56Z", kTime},
+    {Kind::Time, "1677-09-21T00:12:43.145224191Z", kTime},
+    {Kind::Time, "2262-04-11T23:47:16.854775808Z", kTime},
+    {Kind::Time, "0000-01-01T00:00:00Z", kTime},
+    {Kind::Time, "9999-12-31T23:59:59Z", kTime},
+    {Kind::IpAddress, "", kAddress},
+    {Kind::IpAddress, "192.0.2", kAddress},
+    {Kind::IpAddress, "192.0.2.256", kAddress},
+    {Kind::IpAddress, "192.0.2.01", kAddress},
+    {Kind::IpAddress, "192.0.2.1 ", kAddress},
+    {Kind::IpAddress, "192.0.2.1\0"s, kAddress},
+    {Kind::IpAddress, "192.0.2.1/32", kAddress},
+    {Kind::IpAddress, "1::2::3", kAddress},
+    {Kind::IpAddress, "fe80::1%lo", kAddress},
+    {Kind::IpAddress, "0000:0000:0000:0000:0000:ffff:192.168.100.2280", kAddress},
+    {Kind::IpPrefix, "10.0.0.0", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0/", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0/33", kPrefix},
+    {Kind::IpPrefix, "::/129", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0/08", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0/+8", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0/-8", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0/8/8", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0/18446744073709551624", kPrefix},
+    {Kind::IpPrefix, "/8", kPrefix},
+    {Kind::IpPrefix, "10.0.0.0\0/8"s, kPrefix},
+    {Kind::MacAddress, "02:00:5e:10:00", kMac},
+    {Kind::MacAddress, "02:00:5e:10:00:ff:00", kMac},
+    {Kind::MacAddress, "02-00-5e-10-00-ff", kMac},
+    {Kind::MacAddress, "2:00:5e:10:00:0ff", kMac},
+    {Kind::MacAddress, "02:00:5e:10:00:fg", kMac},
+    {Kind::MacAddress, "02:00:5e:10:00:-f", kMac},
+    {Kind::MacAddress, "02005e1000ff", kMac},
+};
+
+TEST(Literal, RefusesWhatIsNoValue) {
+  for (Refused const& row : kRefused) {
+    Zyn::ZynType const type = Model::core(row.kind);
+    EXPECT_EQ(errorOf([&] { literal(type, row.text); }),
+              std::string(type.name()) + ": '" + row.text + "' does not fit: " + row.fits);
+  }
+}
+
+TEST(GnmiString, RefusesWhatIsNoValue) {
+  for (Refused const& row : kRefused) {
+    if (row.kind != Kind::String) {
+      Zyn::ZynType const type = Model::core(row.kind);
+      EXPECT_EQ(errorOf([&] { gnmi(type, row.text); }),
+                std::string(type.name()) + ": '" + row.text + "' does not fit: " + row.fits);
+    }
+  }
+}
+
+TEST(GnmiString, OfAStringIsAnyText) {
+  for (std::string const& text : {""s, "red"s, "\""s, "\"red\""s, "a\0\n\xFF{}"s, std::string(65536, '"')}) {
+    Value const value = gnmi(Model::core(Kind::String), text);
+    EXPECT_EQ(Model::as<std::string>(*value), text);
+    EXPECT_EQ(Model::print(*value), "\"" + text + "\"");
+  }
+}
+
+TEST(Literal, LongHostileTextIsRefusedWithItsBeginning) {
+  std::string const begin = "a\0'{}\xFF\n"s;
+  for (Kind kind = Kind::Bool; kind <= Kind::MacAddress; kind = static_cast<Kind>(static_cast<int>(kind) + 1)) {
+    std::string const error = errorOf([&] { literal(Model::core(kind), begin + std::string(65536, '1')); });
+    std::string const wanted = std::string(Model::core(kind).name()) + ": '" + begin +
+                               std::string(64 - begin.size(), '1') + "'... does not fit: ";
+    EXPECT_EQ(error.substr(0, wanted.size()), wanted);
+  }
+}
+
+TEST(Literal, TextIsCutAfter64Bytes) {
+  Zyn::ZynType const type = Model::core(Kind::Bool);
+  std::string const full(64, 'x');
+  EXPECT_EQ(errorOf([&] { literal(type, full); }), "Zyn::Bool: '" + full + "' does not fit: true or false");
+  EXPECT_EQ(errorOf([&] { literal(type, full + 'x'); }), "Zyn::Bool: '" + full + "'... does not fit: true or false");
+}
+
+TEST(Literal, ManyDigitsAreReadInLinearTime) {
+  std::string const zeros(1'000'000, '0');
+  EXPECT_EQ(Model::print(*literal(Model::core(Kind::U8), zeros + "7")), "7");
+  EXPECT_EQ(Model::print(*literal(Model::core(Kind::Double), "1." + zeros + "1")), "1");
+  EXPECT_EQ(Model::print(*literal(Model::core(Kind::Seconds), zeros + "7.5")), "7.5");
+}
+
+TEST(Enumeration, LiteralIsANameInSingleQuotes) {
+  Network const network;
+  for (std::string const name : {"connected", "bgp", "it's"}) {
+    EXPECT_EQ(Model::print(*literal(network.protocol, "'" + name + "'")), "'" + name + "'");
+    EXPECT_EQ(Model::print(*gnmi(network.protocol, name)), "'" + name + "'");
+    EXPECT_EQ(Model::toJson(*gnmi(network.protocol, name)).dump(), "\"" + name + "\"");
+  }
+  for (std::string const text : {"bgp", "'BGP'", "'bgp", "bgp'", "\"bgp\"", "'", "''", "", "9"}) {
+    EXPECT_EQ(errorOf([&] { literal(network.protocol, text); }),
+              "Network::Protocol: '" + text + "' does not fit: 'connected', 'bgp', 'it's'");
+  }
+  EXPECT_EQ(errorOf([&] { gnmi(network.protocol, "'bgp'"); }),
+            "Network::Protocol: ''bgp'' does not fit: connected, bgp, it's");
+}
+
+TEST(Enumeration, MessageNamesEightOfMany) {
+  Network network;
+  Model::Module& module = network.module;
+  Zyn::ZynType const eight =
+      module.enumeration("Eight", {{"a", 0}, {"b", 1}, {"c", 2}, {"d", 3}, {"e", 4}, {"f", 5}, {"g", 6}, {"h", 7}});
+  Zyn::ZynType const nine = module.enumeration(
+      "Nine", {{"a", 0}, {"b", 1}, {"c", 2}, {"d", 3}, {"e", 4}, {"f", 5}, {"g", 6}, {"h", 7}, {"i", 8}});
+  EXPECT_EQ(errorOf([&] { gnmi(eight, "x"); }), "Network::Eight: 'x' does not fit: a, b, c, d, e, f, g, h");
+  EXPECT_EQ(errorOf([&] { gnmi(nine, "x"); }), "Network::Nine: 'x' does not fit: a, b, c, d, e, f, g, h, ...");
+}
+
+TEST(Wrapper, ReadsTheTextOfWhatItWraps) {
+  Network network;
+  Value const value = literal(network.vlanId, "7");
+  EXPECT_EQ(Model::print(*value), "Network::VlanId(7)");
+  EXPECT_EQ(Model::toJson(*value).dump(), "7");
+  EXPECT_EQ(errorOf([&] { literal(network.vlanId, "70000"); }),
+            "Network::VlanId: '70000' does not fit: a decimal number from 0 to 65535");
+  Zyn::ZynType const name = network.module.wrapper("Name", Model::core(Kind::String));
+  Zyn::ZynType const alias = network.module.wrapper("Alias", name);
+  EXPECT_EQ(Model::print(*literal(alias, R"("x")")), R"(Network::Alias(Network::Name("x")))");
+  EXPECT_EQ(Model::print(*gnmi(alias, "x")), R"(Network::Alias(Network::Name("x")))");
+  EXPECT_EQ(errorOf([&] { literal(alias, "x"); }), "Network::Alias: 'x' does not fit: a text in double quotes");
+}
+
+TEST(Union, TakesTheFirstAlternativeThatReads) {
+  Network const network;
+  EXPECT_EQ(Model::print(*gnmi(network.portName, "7")), "Network::PortName(number=7)");
+  EXPECT_EQ(Model::print(*gnmi(network.portName, "x7")), R"(Network::PortName(name="x7"))");
+  EXPECT_EQ(Model::print(*literal(network.portName, "\"7\"")), R"(Network::PortName(name="7"))");
+  EXPECT_EQ(Model::toJson(*gnmi(network.portName, "7")).dump(), R"({"number":7})");
+  EXPECT_EQ(Model::print(*gnmi(network.anyPort, "bgp")), "Network::AnyPort(protocol='bgp')");
+  EXPECT_EQ(Model::print(*gnmi(network.anyPort, "1-2")), "Network::AnyPort(range=Network::PortRange(low=1, high=2))");
+  EXPECT_EQ(Model::print(*gnmi(network.anyPort, "1-x")), R"(Network::AnyPort(port=Network::PortName(name="1-x")))");
+  EXPECT_EQ(errorOf([&] { literal(network.portName, "x"); }),
+            "Network::PortName: 'x' does not fit: a Zyn::U32 or Zyn::String");
+}
+
+TEST(Union, WithoutAlternativesTakesNothing) {
+  Network network;
+  Zyn::ZynType const type = network.module.unionOf("None");
+  EXPECT_EQ(errorOf([&] { gnmi(type, "x"); }), "Network::None: 'x' does not fit: nothing, as it has no alternatives");
+}
+
+TEST(Pattern, CutsAtTheFirstOfEachSeparator) {
+  Network const network;
+  struct Row {
+    Zyn::ZynType type;
+    std::string text;
+    std::string prints;
+  };
+  std::vector<Row> const rows = {
+      {network.portRange, "1-2", "Network::PortRange(low=1, high=2)"},
+      {network.portRange, "00-65535", "Network::PortRange(low=0, high=65535)"},
+      {network.rangeBox, "1-2", "Network::RangeBox(Network::PortRange(low=1, high=2))"},
+      {network.endpoint, "<a>:1-2/bgp!",
+       R"(Network::Endpoint(host="a", ports=Network::RangeBox(Network::PortRange(low=1, high=2)), protocol='bgp'))"},
+      {network.endpoint, "<\0<>:1-2/bgp!"s,
+       "Network::Endpoint(host=\"\0<\", ports=Network::RangeBox(Network::PortRange(low=1, high=2)), "
+       "protocol='bgp')"s},
+  };
+  for (Row const& row : rows) {
+    EXPECT_EQ(Model::print(*gnmi(row.type, row.text)), row.prints);
+    EXPECT_EQ(Model::print(*literal(row.type, row.text)), row.prints);
+  }
+  EXPECT_EQ(Model::toJson(*gnmi(network.endpoint, rows[3].text)).dump(),
+            R"({"host":"a","ports":{"low":1,"high":2},"protocol":"bgp"})");
+}
+
+TEST(Pattern, NamesThePieceThatDoesNotFit) {
+  Network const network;
+  std::string const number = "a decimal number from 0 to 65535";
+  struct Row {
+    Zyn::ZynType type;
+    std::string text;
+    std::string fits;
+  };
+  std::vector<Row> const rows = {
+      {network.portRange, "", "{low}-{high}"},
+      {network.portRange, "1", "{low}-{high}"},
+      {network.portRange, "-", "{low}-{high}; low takes " + number},
+      {network.portRange, "1-", "{low}-{high}; high takes " + number},
+      {network.portRange, "1-65536", "{low}-{high}; high takes " + number},
+      {network.portRange, "1--2", "{low}-{high}; high takes " + number},
+      {network.rangeBox, "x-2", "{low}-{high}; low takes " + number},
+      {network.endpoint, "a>:1-2/bgp!", "<{host}>:{ports}/{protocol}!"},
+      {network.endpoint, "<a>:1-2/bgp", "<{host}>:{ports}/{protocol}!"},
+      {network.endpoint, "<a>:1-2/bgp!!", "<{host}>:{ports}/{protocol}!"},
+      {network.endpoint, "<a>:>:1-2/bgp!", "<{host}>:{ports}/{protocol}!; ports takes {low}-{high}"},
+      {network.endpoint, "<a>:1-2/x!", "<{host}>:{ports}/{protocol}!; protocol takes connected, bgp, it's"},
+  };
+  for (Row const& row : rows) {
+    EXPECT_EQ(errorOf([&] { gnmi(row.type, row.text); }),
+              std::string(row.type.name()) + ": '" + row.text + "' does not fit: " + row.fits);
+  }
+}
+
+TEST(Text, TypesThatAreNotReadFromTextSaySo) {
+  Network const network;
+  EXPECT_EQ(errorOf([&] { literal(network.routeKey, "x"); }),
+            "Network::RouteKey: 'x' does not fit: it is built from its attributes, not from text");
+  EXPECT_EQ(errorOf([&] { gnmi(network.routeKey, ""); }),
+            "Network::RouteKey: '' does not fit: it is built from its attributes, not from text");
+  EXPECT_EQ(errorOf([&] { gnmi(network.vrf, "x"); }), "Network::Vrf: 'x' does not fit: an entity has no values");
+  EXPECT_EQ(errorOf([&] { literal({}, "x"); }), "An empty type has no values");
+  EXPECT_EQ(errorOf([&] { gnmi({}, "x"); }), "An empty type has no values");
+}
+
+TEST(Text, MarksDoNotChangeWhatIsRead) {
+  Network network;
+  Zyn::ZynType const odd = network.module.scalar("Odd", Kind::U8)
+                               .mark(Model::Mark::Enum)
+                               .mark(Model::Mark::GnmiString)
+                               .mark(Model::Mark::Union)
+                               .mark(Model::Mark::Value, false);
+  EXPECT_EQ(Model::print(*literal(odd, "7")), "7");
+  EXPECT_EQ(Model::print(*gnmi(odd, "7")), "7");
+  EXPECT_EQ(errorOf([&] { literal(odd, "'7'"); }), "Network::Odd: ''7'' does not fit: a decimal number from 0 to 255");
+}
+
+}  // namespace
+}  // namespace ModelTest

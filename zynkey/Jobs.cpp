@@ -1,0 +1,181 @@
+#include "Jobs.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <type_traits>
+
+#include "Names.h"
+
+namespace ZynKey {
+namespace {
+
+using Drovan::ZynKeyDecoder;
+using Node = ZynKeyDecoder::KeyElemNode;
+
+Outcome instantiated(Node& root) {
+  if (auto done = root.instantiate(); !done) {
+    return std::unexpected(std::move(done).error());
+  }
+  return Model::ValuePtr(root.value);
+}
+
+Outcome decode(Request const& request, ShowTree const& showTree) {
+  ZynKeyDecoder const decoder(request.collection, request.s4);
+  Node root(request.collection.keyType(), request.s4);
+  for (auto const& [path, value] : request.keys) {
+    if (auto done = decoder.processKeyPath(root, path, value); !done) {
+      return std::unexpected(std::move(done).error());
+    }
+  }
+  if (showTree) {
+    showTree(root);
+  }
+  return instantiated(root);
+}
+
+Outcome scalar(Request const& request) {
+  auto const& [name, value] = request.keys.front();
+  Zyn::ZynType const type = request.type.empty() ? request.collection.keyType() : request.type;
+  auto decoded = ZynKeyDecoder(request.collection, request.s4).decodeScalarKey(type, name, value);
+  if (!decoded) {
+    return std::unexpected(std::move(decoded).error());
+  }
+  auto const* const single = std::get_if<ZynKeyDecoder::Single>(&*decoded);
+  return single == nullptr ? Answer(All()) : Answer(Model::ValuePtr(single->value));
+}
+
+Outcome filter(Request const& request) {
+  ZynKeyDecoder const decoder(request.collection, request.s4);
+  ZynKeyDecoder::FilterMap map;
+  for (auto const& [path, value] : request.keys) {
+    if (auto done = decoder.updateFilter(map, path, value); !done) {
+      return std::unexpected(std::move(done).error());
+    }
+  }
+  Filter sorted;
+  for (auto const& [attr, value] : map) {
+    sorted.emplace_back(attr.name(), value);
+  }
+  std::ranges::sort(sorted, {}, &Filter::value_type::first);
+  return sorted;
+}
+
+void draw(Node const& node, std::string const& margin, std::string& text) {
+  text += node.type.name();
+  if (node.value) {
+    text += " = " + Model::print(*node.value);
+  }
+  text += '\n';
+  std::size_t left = node.children.size();
+  for (Zyn::AttributeQIterator attr(node.type); attr; ++attr) {
+    if (auto const child = node.children.find(*attr); child != node.children.end()) {
+      --left;
+      text += margin + (left == 0 ? "`-- " : "|-- ") + (*attr).name() + ": ";
+      draw(child->second, margin + (left == 0 ? "    " : "|   "), text);
+    }
+  }
+}
+
+std::string line(nlohmann::ordered_json const& json) {
+  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+// How each answer looks, as text and as JSON.
+
+std::string text(Model::ValuePtr const& key) { return Model::print(*key) + '\n'; }
+std::string text(All) { return "*\n"; }
+std::string text(Filter const& filter) {
+  std::string lines;
+  for (auto const& [attr, value] : filter) {
+    lines += attr + " = " + Model::print(*value) + '\n';
+  }
+  return lines;
+}
+std::string text(Elements const& elements) {
+  std::string lines;
+  for (std::string const& element : elements) {
+    lines += '"' + element + "\"\n";
+  }
+  return lines;
+}
+
+nlohmann::ordered_json json(Model::ValuePtr const& key) {
+  return {{"type", Model::typeOf(*key).name()}, {"key", Model::toJson(*key)}};
+}
+nlohmann::ordered_json json(All) { return {{"all", true}}; }
+nlohmann::ordered_json json(Filter const& filter) {
+  auto values = nlohmann::ordered_json::object();
+  for (auto const& [attr, value] : filter) {
+    values[attr] = Model::toJson(*value);
+  }
+  return {{"filter", std::move(values)}};
+}
+nlohmann::ordered_json json(Elements const& elements) { return {{"elements", elements}}; }
+
+}  // namespace
+
+std::optional<std::string> flawOf(Request const& request, Model::Schema const& schema) {
+  if (request.op == Op::Scalar && request.keys.size() != 1) {
+    return "a scalar key takes one name and value; " + std::to_string(request.keys.size()) + " are given";
+  }
+  bool const needsKeyType = request.op == Op::Decode || (request.op == Op::Scalar && request.type.empty());
+  if (!needsKeyType || !request.collection.keyType().empty()) {
+    return {};
+  }
+  Zyn::ZynType const owner(request.collection.module(), request.collection.owner());
+  std::string flaw =
+      "'" + nameOf(schema, owner) + "." + request.collection.name() + "' has no keys; collections that have:";
+  std::string_view gap = " ";
+  for (std::string const& name : collectionNames(schema, true)) {
+    flaw.append(gap).append(name);
+    gap = ", ";
+  }
+  return flaw;
+}
+
+Outcome run(Request const& request, ShowTree const& showTree) {
+  switch (request.op) {
+    case Op::Decode:
+      return decode(request, showTree);
+    case Op::Scalar:
+      return scalar(request);
+    case Op::Filter:
+      return filter(request);
+    case Op::Split:
+      break;
+  }
+  auto const elements = ZynKeyDecoder::splitPath(request.path);
+  return Elements(elements.begin(), elements.end());
+}
+
+Outcome build(Zyn::ZynType type, Keys const& keys) {
+  Node root(type, false);
+  for (auto const& [path, value] : keys) {
+    auto const elements = ZynKeyDecoder::splitPath(path);
+    auto const begin = path.empty() ? elements.end() : elements.begin();
+    if (auto done = root.insertPathSuffix(begin, elements.end(), Velko::String(value)); !done) {
+      return std::unexpected(std::move(done).error());
+    }
+  }
+  return instantiated(root);
+}
+
+std::string toText(Answer const& answer) {
+  return std::visit([](auto const& held) { return text(held); }, answer);
+}
+
+std::string toJsonLine(Outcome const& outcome) {
+  return outcome ? line(std::visit([](auto const& held) { return json(held); }, *outcome))
+                 : errorLine(outcome.error().view());
+}
+
+std::string errorLine(std::string_view error) { return line({{"error", error}}); }
+
+std::string drawTree(Node const& root) {
+  std::string text;
+  draw(root, "", text);
+  return text;
+}
+
+}  // namespace ZynKey

@@ -1,0 +1,70 @@
+// The decoder's jobs as requests and answers: the same for a command line and for a line of a batch.
+//
+// Threads: a request and its answer belong to one thread; any number of them run at once. Errors of the decoder are
+// part of the answer, byte for byte as the decoder made them.
+#pragma once
+
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Drovan/ZynKeyDecoder.h"
+#include "model/Schema.h"
+#include "model/Value.h"
+
+namespace ZynKey {
+
+enum class Op : std::uint8_t { Decode, Scalar, Filter, Split };
+
+/** Paths, or one name, and the texts of their values. */
+using Keys = std::vector<std::pair<std::string, std::string>>;
+
+struct Request {
+  Op op = Op::Decode;
+  Zyn::ZynAttr collection;
+  /** Scalar: what the text is decoded into; empty for the collection's key type. */
+  Zyn::ZynType type;
+  bool s4 = false;
+  Keys keys;
+  /** Split only. */
+  std::string path;
+};
+
+/** Every key there is. */
+struct All {};
+/** Sorted by attribute name. */
+using Filter = std::vector<std::pair<std::string, Model::ValuePtr>>;
+using Elements = std::vector<std::string>;
+
+using Answer = std::variant<Model::ValuePtr, All, Filter, Elements>;
+/** An answer, or the error text that came with the key. */
+using Outcome = std::expected<Answer, Velko::String>;
+
+/** Is shown the tree of a key before it is instantiated. */
+using ShowTree = std::function<void(Drovan::ZynKeyDecoder::KeyElemNode const&)>;
+
+/** What is wrong with a request that cannot be run, such as a collection without keys; nothing when it can. */
+std::optional<std::string> flawOf(Request const& request, Model::Schema const& schema);
+
+/** Runs a request without a flaw. */
+Outcome run(Request const& request, ShowTree const& showTree = {});
+
+/** A value of `type` from its paths; the empty path stands for the value as a whole. */
+Outcome build(Zyn::ZynType type, Keys const& keys);
+
+/** Lines, each with its end. */
+std::string toText(Answer const& answer);
+/** One JSON object in one line, with its end; bytes that are not UTF-8 become U+FFFD. */
+std::string toJsonLine(Outcome const& outcome);
+std::string errorLine(std::string_view error);
+
+/** The tree, children in declaration order, leaves with their values. */
+std::string drawTree(Drovan::ZynKeyDecoder::KeyElemNode const& root);
+
+}  // namespace ZynKey

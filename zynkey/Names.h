@@ -1,0 +1,45 @@
+// Types and collections by the names that a person writes.
+//
+//   accepted   "RouteKey", "Network::RouteKey", "Network.RouteKey"    a type; the module where several have the name
+//              "Vrf.route", "Network.Vrf.route"                       a collection: a type's attribute
+//   refused    "RuoteKey"      unknown type 'RuoteKey'; did you mean 'RouteKey'?
+//              "Vrf"           unknown collection 'Vrf'; ...
+//
+// Not checked: that the attribute is a collection. The decoder has its own answer for those that are none.
+#pragma once
+
+#include <expected>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/Schema.h"
+
+namespace ZynKey {
+
+/**
+ * Looks names up and remembers those that exist. One thread at a time; the schema outlives it. An error is a readable
+ * text with the nearest names that exist.
+ */
+class Names {
+ public:
+  explicit Names(Model::Schema const& schema) : schema_(schema) {}
+
+  std::expected<Zyn::ZynType, std::string> type(std::string_view name);
+  std::expected<Zyn::ZynAttr, std::string> collection(std::string_view name);
+
+ private:
+  Model::Schema const& schema_;
+  std::map<std::string, Zyn::ZynType, std::less<>> types_;
+  std::map<std::string, Zyn::ZynAttr, std::less<>> collections_;
+};
+
+/** The shortest name under which the schema finds the type. */
+std::string nameOf(Model::Schema const& schema, Zyn::ZynType type);
+
+/** "Type.attribute" of each collection of the schema, in declaration order. */
+std::vector<std::string> collectionNames(Model::Schema const& schema, bool keyedOnly);
+
+}  // namespace ZynKey

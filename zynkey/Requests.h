@@ -1,0 +1,25 @@
+// Requests as JSON text: one object, read without building a document, so that neither depth nor size can hurt.
+//
+//   accepted   {"op": "decode", "collection": "Vrf.route", "s4": false, "keys": [["key__vrf", "red"]]}
+//              {"op": "scalar", "collection": "Device.vlan", "type": "U16", "keys": [["id", "7"]]}
+//              {"op": "filter", "collection": "Vrf.route", "keys": [["vrf", "red"], ["tag", "*"]]}
+//              {"op": "split", "path": "a__b"}
+//   refused    what is no JSON (invalid UTF-8 included), no object, or longer than one value; a field that is unknown,
+//              missing, written twice, of the wrong shape, or not one of the operation; an unknown collection or type
+//
+// "s4" and "type" may be left out. Fields come in any order.
+#pragma once
+
+#include <expected>
+#include <string>
+#include <string_view>
+
+#include "Jobs.h"
+#include "Names.h"
+
+namespace ZynKey {
+
+/** A request that names what exists, or what is wrong with it; `flawOf` may still find one. */
+std::expected<Request, std::string> readRequest(std::string_view json, Names& names);
+
+}  // namespace ZynKey

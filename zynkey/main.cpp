@@ -1,0 +1,412 @@
+// The command `zynkey`: the decoder's jobs, and a look at schemas, for a person and for scripts.
+//
+// Exit status: 0 done; 1 a key did not decode, its error text the last line of stderr; 2 wrong usage, a bad schema, or
+// files that cannot be read or written.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Batch.h"
+#include "Describe.h"
+#include "ExampleSchema.h"
+#include "Jobs.h"
+#include "Names.h"
+#include "Output.h"
+#include "Trouble.h"
+#include "model/Runtime.h"
+#include "schema/Nearest.h"
+#include "schema/Yaml.h"
+
+namespace ZynKey {
+namespace {
+
+enum Status : int { done = 0, notDecoded = 1, wrongUsage = 2 };
+
+/** Every problem of a schema is a line of its own. */
+class BadSchema : public std::exception {
+ public:
+  explicit BadSchema(std::vector<Yaml::Problem> const& problems) {
+    for (Yaml::Problem const& problem : problems) {
+      lines_ += problem.text() + '\n';
+    }
+  }
+  char const* what() const noexcept override { return lines_.c_str(); }
+
+ private:
+  std::string lines_;
+};
+
+struct Options {
+  std::string schema;
+  std::string collection;
+  std::string type;
+  std::string file;
+  std::string path;
+  std::vector<std::string> keys;
+  unsigned jobs = 1;
+  bool s4 = false;
+  bool trace = false;
+  bool tree = false;
+  bool json = false;
+  bool proto = false;
+};
+
+// The argument parser takes a list in an argument of the form "[a,b]" apart. Nothing that it sees may have that form:
+// arguments that begin like one get a byte more, which is taken off again.
+constexpr char guardByte = '=';
+std::string guarded(std::string_view argument) {
+  return std::string(argument) + (argument.starts_with('[') ? std::string(1, guardByte) : "");
+}
+std::string unguarded(std::string const& argument) {
+  return argument.starts_with('[') ? argument.substr(0, argument.size() - 1) : argument;
+}
+
+Model::Schema loaded(Yaml::Loaded schema) {
+  if (!schema) {
+    throw BadSchema(schema.error());
+  }
+  return *std::move(schema);
+}
+
+Model::Schema schemaOf(Options const& options) {
+  return loaded(options.schema.empty() ? Yaml::loadText(exampleSchema, "examples/network.yaml")
+                                       : Yaml::loadFile(options.schema));
+}
+
+template <typename T>
+T orTrouble(std::expected<T, std::string> found) {
+  if (!found) {
+    throw Trouble(found.error());
+  }
+  return *std::move(found);
+}
+
+/** Cuts each argument at its first '='. */
+Keys keysOf(std::vector<std::string> const& arguments, std::string_view form) {
+  Keys keys;
+  for (std::string const& argument : arguments) {
+    std::size_t const cut = argument.find('=');
+    if (cut == std::string::npos) {
+      throw Trouble(inQuotes(argument) + " has no '='; expected " + std::string(form));
+    }
+    keys.emplace_back(argument.substr(0, cut), argument.substr(cut + 1));
+  }
+  return keys;
+}
+
+/** By `Op`. */
+constexpr std::array<std::string_view, 3> keyForms = {
+    "PATH=VALUE, such as 'key__vrf=red'", "NAME=VALUE, such as 'name=eth0'", "PATH=VALUE, such as 'vrf=red'"};
+
+Status report(Outcome const& outcome, bool json) {
+  if (json) {
+    writeOut(toJsonLine(outcome));
+  } else if (outcome) {
+    writeOut(toText(*outcome));
+  }
+  if (outcome) {
+    return done;
+  }
+  flushOut();
+  writeError(outcome.error().view());
+  writeError("\n");
+  return notDecoded;
+}
+
+// ---- the subcommands
+
+/** decode, scalar, filter. */
+Status decodeKeys(Op op, Options const& options) {
+  Model::Schema const schema = schemaOf(options);
+  Names names(schema);
+  Request const request{
+      .op = op,
+      .collection = orTrouble(names.collection(options.collection)),
+      .type = options.type.empty() ? Zyn::ZynType() : orTrouble(names.type(options.type)),
+      .s4 = options.s4,
+      .keys = keysOf(options.keys, keyForms[static_cast<std::size_t>(op)]),
+      .path = {},
+  };
+  if (auto const flaw = flawOf(request, schema)) {
+    throw Trouble(*flaw);
+  }
+  Model::enableTraces("ZynKeyDecoder", options.trace);
+  ShowTree showTree;
+  if (options.tree) {
+    showTree = [](auto const& root) { writeError(drawTree(root)); };
+  }
+  return report(run(request, showTree), options.json);
+}
+
+Status split(Options const& options) {
+  Request request;
+  request.op = Op::Split;
+  request.path = options.path;
+  return report(run(request), options.json);
+}
+
+Status types(Options const& options) {
+  Model::Schema const schema = schemaOf(options);
+  if (options.proto) {
+    writeOut(Model::protoFile(schema));
+  } else if (options.type.empty()) {
+    writeOut(describe(schema));
+  } else {
+    writeOut(describe(orTrouble(Names(schema).type(options.type))));
+  }
+  return done;
+}
+
+Status s4(Options const& options) {
+  Model::Schema const schema = schemaOf(options);
+  Zyn::ZynType const type = orTrouble(Names(schema).type(options.type));
+  if (!type.hasS4Encoding()) {
+    std::string others;
+    for (std::string const& name : schema.names()) {
+      others += schema.find(name).hasS4Encoding() ? " " + name : "";
+    }
+    throw Trouble(inQuotes(type.name()) +
+                  " has no s4 encoding; types that have:" + (others.empty() ? " none" : others));
+  }
+  Outcome const built = build(type, keysOf(options.keys, "PATH=VALUE, such as 'vrf=red', or '=VALUE' for a scalar"));
+  if (!built) {
+    return report(built, false);
+  }
+  try {
+    writeOut(Model::s4Text(*std::get<Model::ValuePtr>(*built)) + '\n');
+  } catch (Velko::Exception const& exception) {
+    return report(std::unexpected(exception.what()), false);
+  }
+  return done;
+}
+
+Status check(Options const& options) {
+  writeOut(summary(loaded(Yaml::loadFile(options.file))));
+  return done;
+}
+
+Status batch(Options const& options) {
+  Model::Schema const schema = schemaOf(options);
+  int input = STDIN_FILENO;
+  if (!options.file.empty()) {
+    input = ::open(options.file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (input < 0) {
+      throw Trouble("cannot open " + inQuotes(options.file) + ": " + std::strerror(errno));
+    }
+  }
+  Counts const counts = runBatch(input, options.jobs, schema);
+  std::string const summary = std::to_string(counts.requests) + " requests, " +
+                              std::to_string(counts.requests - counts.errors) + " decoded, " +
+                              std::to_string(counts.errors) + " errors\n";
+  writeError(summary);
+  return done;
+}
+
+// ---- the command line
+
+struct Command {
+  CLI::App* app;
+  CLI::Option* keys;
+  std::function<Status()> run;
+};
+
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.set_version_flag("--version", "zynkey " ZYNKEY_VERSION);
+    app_.add_option("--schema", options_.schema,
+                    "Schema file in YAML, named before or after the subcommand; the built-in example unless given")
+        ->type_name("FILE");
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    app_.footer(
+        "Exit status: 0 done, 1 a key did not decode, 2 wrong usage or a bad schema.\n"
+        "A collection is named Type.attribute. PATH=VALUE is cut at its first '='.");
+
+    keyCommand("decode", "Decode a whole key from its paths and print it", "PATH=VALUE", "Paths and their values",
+               Op::Decode,
+               "zynkey decode --collection Vrf.route key__vrf=red key__prefix=10.0.0.0/8 key__protocol=bgp");
+    CLI::App* const scalar =
+        keyCommand("scalar", "Decode a key that is one value and print it, or * for every key", "NAME=VALUE",
+                   "The key's name and its value", Op::Scalar, "zynkey scalar --collection Device.interface name=eth0");
+    scalar->add_option("--type", options_.type, "Decode into this type instead of the key type")->type_name("T");
+    keyCommand("filter", "Decode the attributes of a filter, one 'attribute = value' a line", "PATH=VALUE",
+               "Attributes of the key type and their values; * leaves one out", Op::Filter,
+               "zynkey filter --collection Vrf.route vrf=red protocol=bgp");
+
+    CLI::App* const split = command("split", "Print the elements of a path, one a line", "zynkey split key__vrf",
+                                    [this] { return ZynKey::split(options_); });
+    split->add_option("PATH", options_.path, "The path")->required()->option_text(" ");
+    addJson(split);
+
+    CLI::App* const types = command("types", "Print what the schema holds: all of it, or one type",
+                                    "zynkey types RouteKey", [this] { return ZynKey::types(options_); });
+    CLI::Option* const type = types->add_option("TYPE", options_.type, "The type")->option_text(" ");
+    types->add_flag("--proto", options_.proto, "Print the s4 messages as a .proto file")->excludes(type);
+
+    CLI::App* const s4 =
+        command("s4", "Build a value and print its s4 text",
+                "zynkey s4 RouteKey vrf=red prefix=10.0.0.0/8 protocol=bgp", [this] { return ZynKey::s4(options_); });
+    s4->add_option("TYPE", options_.type, "The type")->required()->option_text(" ");
+    addKeys(s4, "PATH=VALUE", "Paths below the type and their values; =VALUE for a type that is one value");
+
+    CLI::App* const check = command("check", "Load a schema and say what it holds, or every error in it",
+                                    "zynkey check /dev/stdin <<< '{module: Tiny, types: {Id: {wraps: U16}}}'",
+                                    [this] { return ZynKey::check(options_); });
+    check->add_option("FILE", options_.file, "The schema file")->required()->option_text(" ");
+
+    CLI::App* const batch = command("batch", "Answer requests, one JSON object a line, in their order",
+                                    R"(echo '{"op": "split", "path": "key__vrf"}' | zynkey batch)",
+                                    [this] { return ZynKey::batch(options_); });
+    batch->add_option("FILE", options_.file, "The requests; standard input unless given")->option_text(" ");
+    batch->add_option("--jobs", options_.jobs, "Threads that decode")->check(CLI::Range(1, 256))->option_text("N");
+  }
+
+  Status run(int argc, char const* const* argv) {
+    // The parser takes its arguments from the back.
+    std::vector<std::string> arguments;
+    for (int i = argc - 1; i > 0; --i) {
+      arguments.push_back(guarded(argv[i]));
+    }
+    try {
+      app_.parse(std::move(arguments));
+    } catch (CLI::ParseError const& error) {
+      if (error.get_exit_code() == 0) {
+        std::ostringstream text;
+        app_.exit(error, text, text);
+        writeOut(text.str());
+        return done;
+      }
+      throw Trouble(explain(error));
+    }
+    for (Command const& command : commands_) {
+      if (command.app->parsed()) {
+        takeArguments(command);
+        // Only the batch has threads, and only when asked for.
+        Model::setThreadSafe(options_.jobs > 1);
+        return command.run();
+      }
+    }
+    return wrongUsage;
+  }
+
+ private:
+  CLI::App* command(std::string const& name, std::string const& what, std::string const& example,
+                    std::function<Status()> run) {
+    CLI::App* const app = app_.add_subcommand(name, what);
+    app->fallthrough();
+    app->footer("Example:\n  " + example);
+    commands_.push_back({app, nullptr, std::move(run)});
+    return app;
+  }
+
+  CLI::App* keyCommand(std::string const& name, std::string const& what, std::string const& keys,
+                       std::string const& keysHelp, Op op, std::string const& example) {
+    CLI::App* const app = command(name, what, example, [this, op] { return decodeKeys(op, options_); });
+    app->add_option("--collection", options_.collection, "The keyed collection: Type.attribute")
+        ->type_name("C")
+        ->required();
+    app->add_flag("--s4", options_.s4, "Take the s4 text of types that have one");
+    app->add_flag("--trace", options_.trace, "Traces of the decoder on stderr");
+    app->add_flag("--tree", options_.tree, "The tree of the key on stderr, where there is one: for decode");
+    addJson(app);
+    addKeys(app, keys, keysHelp);
+    return app;
+  }
+
+  void addJson(CLI::App* app) { app->add_flag("--json", options_.json, "Print one JSON object"); }
+
+  // What is read is the option's own list: the conversion to a vector takes some texts for a notation.
+  void addKeys(CLI::App* app, std::string const& form, std::string const& help) {
+    commands_.back().keys = app->add_option(form, options_.keys, help)->required()->type_name("")->option_text(" ");
+  }
+
+  void takeArguments(Command const& command) {
+    if (command.keys != nullptr) {
+      options_.keys = command.keys->results();
+    }
+    for (std::string& key : options_.keys) {
+      key = unguarded(key);
+    }
+    for (std::string* text : {&options_.schema, &options_.collection, &options_.type, &options_.file, &options_.path}) {
+      *text = unguarded(*text);
+    }
+  }
+
+  /** What the parser did not like; where it is a name, with the nearest ones. */
+  std::string explain(CLI::ParseError const& error) const {
+    CLI::App const* const chosen = app_.get_subcommands().empty() ? &app_ : app_.get_subcommands().front();
+    std::vector<std::string> const rest = app_.remaining(true);
+    std::string const help = "\nSee: zynkey " + (chosen == &app_ ? "" : chosen->get_name() + " ") + "--help";
+    if (rest.empty()) {
+      return error.what() + help;
+    }
+    std::string const name = unguarded(rest.front());
+    if (name.starts_with('-')) {
+      std::string const bare = name.substr(0, name.find('='));
+      return "unknown option " + inQuotes(bare) + Yaml::didYouMean(bare, optionNames(chosen)) + help;
+    }
+    if (chosen == &app_) {
+      std::vector<std::string> names;
+      for (Command const& command : commands_) {
+        names.push_back(command.app->get_name());
+      }
+      return "unknown subcommand " + inQuotes(name) + Yaml::didYouMean(name, names) + help;
+    }
+    return "unexpected argument " + inQuotes(name) + help;
+  }
+
+  std::vector<std::string> optionNames(CLI::App const* chosen) const {
+    std::vector<std::string> names;
+    for (CLI::App const* app : {&app_, chosen}) {
+      for (CLI::Option const* option : app->get_options()) {
+        for (std::string const& name : option->get_lnames()) {
+          names.push_back("--" + name);
+        }
+      }
+    }
+    std::ranges::sort(names);
+    names.erase(std::ranges::unique(names).begin(), names.end());
+    return names;
+  }
+
+  Options options_;
+  CLI::App app_{"Turn textual collection keys into typed keys", "zynkey"};
+  std::vector<Command> commands_;
+};
+
+int guardedMain(int argc, char const* const* argv) {
+  try {
+    Status const status = CommandLine().run(argc, argv);
+    flushOut();
+    return status;
+  } catch (BadSchema const& bad) {
+    writeError(bad.what());
+  } catch (std::exception const& trouble) {
+    writeError(std::string("zynkey: ") + trouble.what() + '\n');
+  }
+  return wrongUsage;
+}
+
+}  // namespace
+}  // namespace ZynKey
+
+int main(int argc, char** argv) {
+  // A closed pipe is told by the write that fails, not by a signal.
+  std::signal(SIGPIPE, SIG_IGN);
+  return ZynKey::guardedMain(argc, argv);
+}
