@@ -36,6 +36,34 @@ TEST_F(KeyTree, NodesMoveAndNeverCopy) {
   EXPECT_FALSE(from.value);  // NOLINT(bugprone-use-after-move): what is left is promised
 }
 
+TEST_F(KeyTree, AMoveTakesTheWholeSubtree) {
+  KeyElemNode from(place, true);
+  ASSERT_TRUE(insert(from, "row", "1"));
+  Velko::Ptr<Zyn::GenericIf> const row = childOf(from, "row")->value;
+  KeyElemNode to(core(Kind::U8), false);
+  ASSERT_TRUE(to.insertPathSuffix({}, {}, Velko::String("7")));
+  Velko::Ptr<Zyn::GenericIf> const old = to.value;
+  to = std::move(from);
+  EXPECT_EQ(to.type, place);
+  EXPECT_TRUE(to.useS4Encoding);
+  EXPECT_FALSE(to.value);
+  EXPECT_EQ(old->useCount(), 1U);
+  EXPECT_EQ(childOf(to, "row")->value.get(), row.get());
+  EXPECT_EQ(row->useCount(), 2U);  // ours and the node's
+}
+
+TEST_F(KeyTree, AChildMayTakeItsParentsPlace) {
+  Zyn::ZynType const outer = module.value("Outer").attr("place", place).attr("other", core(Kind::U8));
+  KeyElemNode root(outer, false);
+  ASSERT_TRUE(insert(root, "place__row", "1"));
+  ASSERT_TRUE(insert(root, "other", "2"));
+  root = std::move(root.children.find(outer.attr("place"))->second);
+  EXPECT_EQ(root.type, place);
+  ASSERT_NE(childOf(root, "row"), nullptr);
+  EXPECT_EQ(shown(childOf(root, "row")->value), "1");
+  EXPECT_EQ(root.children.size(), 1U);
+}
+
 TEST_F(KeyTree, ArgumentsGoInDeclaredOrderWhateverTheOrderOfPaths) {
   EXPECT_EQ(key(place, {{"row", "1"}, {"seat", "2"}}), "Test::Place(row=1, seat=2)");
   EXPECT_EQ(key(place, {{"seat", "2"}, {"row", "1"}}), "Test::Place(row=1, seat=2)");

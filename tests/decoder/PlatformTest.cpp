@@ -14,6 +14,85 @@ using Platform = DecoderTest;
 
 static_assert(std::is_trivially_copyable_v<Zyn::ZynType> && std::is_trivially_copyable_v<Zyn::ZynAttr>);
 
+// Values are read through a pointer to const, never changed through one.
+static_assert(std::is_convertible_v<Velko::Ptr<Zyn::GenericIf>, Velko::Ptr<Zyn::GenericIf const>>);
+static_assert(!std::is_constructible_v<Velko::Ptr<Zyn::GenericIf>, Velko::Ptr<Zyn::GenericIf const>>);
+static_assert(std::is_nothrow_move_constructible_v<Velko::Ptr<Zyn::GenericIf>> &&
+              std::is_nothrow_copy_constructible_v<Velko::Ptr<Zyn::GenericIf>>);
+static_assert(std::is_copy_constructible_v<Velko::String> && std::is_copy_assignable_v<Velko::String>);
+static_assert(std::is_same_v<KvStd::Expected<int, Velko::String>, std::expected<int, Velko::String>>);
+// A catch of one does not catch the other.
+static_assert(!std::is_base_of_v<Velko::Exception, Velko::Pb::PbReadException> &&
+              !std::is_base_of_v<Velko::Pb::PbReadException, Velko::Exception>);
+
+// Every container under a tag of its own.
+template <typename Container, typename T, typename Tag>
+constexpr bool allocatesUnder = std::is_same_v<typename Container::allocator_type, Velko::Allocator<T, false, Tag>>;
+using Value = Velko::Ptr<Zyn::GenericIf>;
+static_assert(allocatesUnder<ZynKeyDecoder::PathElements, std::string_view, Velko::VectorOf<std::string_view>>);
+static_assert(allocatesUnder<ZynKeyDecoder::FilterMap, std::pair<Zyn::ZynAttr const, Value>,
+                             Velko::AbslFlatHashMapOf<Zyn::ZynAttr, Value>>);
+static_assert(allocatesUnder<KeyElemNode::Children, std::pair<Zyn::ZynAttr const, KeyElemNode>,
+                             Velko::AbslFlatHashMapOfTag<Zyn::ZynAttr, KeyElemNode, KeyElemNode::KeyElemNodeMapType>>);
+using Arg = Velko::Ptr<Zyn::GenericIf const>;
+static_assert(
+    std::is_same_v<Zyn::GenericIfArgs,
+                   boost::container::small_vector<Arg, 8, Velko::Allocator<Arg, false, Velko::SmallVectorOf<Arg>>>>);
+
+TEST_F(Platform, EmptyHandlesAreAlike) {
+  EXPECT_TRUE(Zyn::ZynType().empty());
+  EXPECT_TRUE(Zyn::ZynAttr().empty());
+  EXPECT_EQ(Zyn::ZynAttr(), Zyn::ZynAttr(nullptr, 7, 0));
+  EXPECT_EQ(absl::Hash<Zyn::ZynAttr>()(Zyn::ZynAttr()), absl::Hash<Zyn::ZynAttr>()(Zyn::ZynAttr(nullptr, 7, 0)));
+  EXPECT_EQ(Zyn::ZynType(), Zyn::ZynType());
+}
+
+TEST_F(Platform, AnAttributeIsFoundAlikeByBothKindsOfName) {
+  Zyn::ZynType const type = module.value("T").attr("ab", core(Kind::U8));
+  EXPECT_EQ(type.attr("ab"), type.attr(std::string_view("abc").substr(0, 2)));
+  using namespace std::string_view_literals;
+  for (std::string_view const name : {""sv, "a"sv, "AB"sv, "abc"sv, "ab\0"sv}) {
+    EXPECT_TRUE(type.attr(name).empty()) << name;
+  }
+  EXPECT_TRUE(Zyn::ZynType().attr("ab").empty());
+  EXPECT_TRUE(Zyn::ZynType().attr("ab"sv).empty());
+}
+
+TEST_F(Platform, AttributesAreWalkedAsDeclared) {
+  Zyn::ZynType const type = module.value("T").attr("b", core(Kind::U8)).attr("a", core(Kind::U8)).args({"a"});
+  std::vector<std::string> names;
+  for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+    names.emplace_back((*attr).name());
+  }
+  EXPECT_THAT(names, ElementsAre("b", "a"));
+  EXPECT_FALSE(Zyn::AttributeQIterator(core(Kind::U8)));
+  Zyn::ArgNameQIterator arg = type.module()->argNameQIterator(type.argListIndex());
+  ASSERT_TRUE(arg);
+  EXPECT_STREQ(*arg, "a");
+  EXPECT_FALSE(++arg);
+}
+
+TEST_F(Platform, ScalarKindsAreTheBuiltInOnesThoseInGnmiFormAndUnions) {
+  struct {
+    Zyn::ZynType type;
+    bool scalar;
+  } const rows[] = {
+      {core(Kind::Bool), true},
+      {core(Kind::Time), true},
+      {core(Kind::IpPrefix), true},
+      {module.unionOf("Either", {{"number", core(Kind::U8)}}), true},
+      {module.value("Pattern").attr("a", core(Kind::U8)).gnmi("{a}"), true},
+      {module.value("Plain").attr("a", core(Kind::U8)), false},
+      {module.enumeration("Color", {{"red", 1}}), false},
+      {module.wrapper("Id", core(Kind::U8)), false},
+      {module.entity("Thing"), false},
+      {Zyn::ZynType(), false},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(row.type.isScalarKind(), row.scalar) << row.type.name();
+  }
+}
+
 TEST_F(Platform, AttributesAreEqualWhateverTheirOwner) {
   Zyn::ZynType const type = module.value("T").attr("a", core(Kind::U8)).attr("b", core(Kind::U8));
   Zyn::ZynAttr const a = type.attr("a");

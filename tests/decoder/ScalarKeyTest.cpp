@@ -1,7 +1,9 @@
 // One text to one value, by the kind of the type.
 #include <absl/strings/escaping.h>
+#include <pthread.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "decoder/Fixture.h"
 
@@ -264,6 +266,52 @@ TEST_F(ScalarKey, LongS4TextsDecodeToTheSameBytesAsShortOnes) {
       EXPECT_EQ(scalar(blob, s4.substr(0, 4096) + ' ' + s4.substr(4096), true).substr(0, 5), "error") << size;
     }
   }
+}
+
+/** On a thread with a stack of 256 KiB. */
+void onASmallStack(std::function<void()> run) {
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{1} << 18), 0);
+  pthread_t thread = {};
+  auto const start = [](void* task) -> void* {
+    (*static_cast<std::function<void()>*>(task))();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, start, &run), 0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  ASSERT_EQ(pthread_attr_destroy(&attributes), 0);
+}
+
+TEST_F(ScalarKey, NoTextIsTooLongForTheStack) {
+  // 8 MiB each: a message, no message, a string, and what no alternative reads.
+  Zyn::ZynType const blob = module.value("Blob").attr("data", core(Kind::Bytes)).args({"data"}).s4({{"data", 1}});
+  std::string const text(std::size_t{1} << 23, 'A');
+  Zyn::GenericIfArgs args;
+  args.push_back(core(Kind::Bytes).genericIf(Velko::String(text), false));
+  std::string const message = Model::s4Text(*blob.genericIf(args, false));
+  onASmallStack([&] {
+    EXPECT_EQ(scalar(blob, message, true).size(), std::string("Test::Blob(data=)").size() + text.size());
+    EXPECT_EQ(scalar(blob, text, true).substr(0, 5), "error");
+    EXPECT_EQ(scalar(core(Kind::String), text).size(), text.size() + 2);
+    EXPECT_EQ(scalar(width, text), "error: '" + text + "' doesn't match any alternatives of Union type 'Test::Width'");
+  });
+}
+
+TEST_F(ScalarKey, ATypeThatIsNoneReadsNothing) {
+  for (bool const s4 : {false, true}) {
+    for (std::string_view const text : {"", "x", "CAE="}) {
+      EXPECT_EQ(scalar(Zyn::ZynType(), text, s4).substr(0, 5), "error") << text;
+    }
+  }
+}
+
+TEST_F(ScalarKey, TheCoreStringTypeIsToldByItselfNotByItsName) {
+  // Nothing but the core type is quoted: not a wrapper of it, whose own text is its inner value's, nor a type alike.
+  Zyn::ZynType const alike = module.scalar("String", Kind::String);
+  EXPECT_EQ(scalar(alike, "\"x\""), "\"x\"");
+  EXPECT_EQ(scalar(core(Kind::String), "\"x\""), "\"\"x\"\"");
+  EXPECT_EQ(scalar(label, "\"x\""), "Test::Label(\"\"x\"\")");
 }
 
 TEST_F(ScalarKey, TracesNothingUnlessEnabled) {

@@ -39,6 +39,55 @@ TEST_F(SplitPath, CutsAtTheLeftmostPairOfUnderscores) {
   }
 }
 
+/** One byte at a time, as the rule reads: a pair of underscores ends an element, and no byte belongs to two pairs. */
+std::vector<std::string> slowly(std::string const& path) {
+  std::vector<std::string> elements(1);
+  for (std::size_t at = 0; at < path.size(); ++at) {
+    if (path[at] == '_' && at + 1 < path.size() && path[at + 1] == '_') {
+      elements.emplace_back();
+      ++at;
+    } else {
+      elements.back() += path[at];
+    }
+  }
+  return elements;
+}
+
+TEST_F(SplitPath, EveryShortPathIsCutAsTheRuleReads) {
+  constexpr std::string_view letters("_a\0", 3);
+  constexpr std::size_t longest = 8;
+  std::vector<std::string> paths = {""};
+  for (std::size_t next = 0; next < paths.size(); ++next) {
+    std::string const path = paths[next];
+    // On the heap at its exact length, so that a read past the end shows under a sanitizer.
+    std::vector<char> const bytes(path.begin(), path.end());
+    std::string_view const view(bytes.data(), bytes.size());
+    auto const elements = ZynKeyDecoder::splitPath(view);
+    ASSERT_THAT(elements, testing::ElementsAreArray(slowly(path))) << testing::PrintToString(path);
+    for (std::string_view const element : elements) {
+      ASSERT_TRUE(element.data() >= view.data() && element.data() + element.size() <= view.data() + view.size());
+    }
+    for (std::size_t i = 0; path.size() < longest && i < letters.size(); ++i) {
+      paths.push_back(path + letters[i]);
+    }
+  }
+  EXPECT_EQ(paths.size(), 9841U);  // 3^0 + ... + 3^8
+}
+
+TEST_F(SplitPath, LongPathsTakeOnePass) {
+  // 4 MiB each: separators alone, single underscores alone, no underscore at all.
+  constexpr std::size_t length = std::size_t{1} << 22;
+  EXPECT_EQ(ZynKeyDecoder::splitPath(std::string(length, '_')).size(), length / 2 + 1);
+  EXPECT_EQ(ZynKeyDecoder::splitPath(std::string(length, 'a')).size(), 1U);
+  std::string single;
+  while (single.size() < length) {
+    single += "_a";
+  }
+  EXPECT_EQ(ZynKeyDecoder::splitPath(single).size(), 1U);
+}
+
+TEST_F(SplitPath, AViewOfNothingIsAnEmptyPath) { EXPECT_THAT(ZynKeyDecoder::splitPath({}), ElementsAre("")); }
+
 TEST_F(SplitPath, ElementsAreViewsIntoThePath) {
   std::string const path = "ab__c";
   auto const elements = ZynKeyDecoder::splitPath(path);

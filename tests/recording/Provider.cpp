@@ -49,6 +49,8 @@ struct PlannedFault {
   Fault fault;
 };
 
+// Argument lists have numbers of their own, so that no test passes with a type's index in place of its list's.
+constexpr std::uint32_t firstArgList = 100'000;
 Module const theModule;
 Handle theHandle;
 World* theWorld = nullptr;
@@ -90,6 +92,13 @@ bool write(std::string line) {
   return true;
 }
 
+void slab(std::string line) {
+  std::scoped_lock const lock(mutex());
+  if (theWorld != nullptr) {
+    theWorld->slab.push_back(std::move(line));
+  }
+}
+
 Type const& rowOf(Zyn::ZynTypeBase type) { return types.at(type.index()); }
 Attr const& rowOf(Zyn::ZynAttr attr) { return attrs.at(attr.index()); }
 
@@ -105,7 +114,10 @@ std::string counted(Zyn::GenericIf const* value) {
 }
 
 Velko::Ptr<Zyn::GenericIf> make(std::string line) {
-  return write(std::move(line)) ? nullptr : Velko::Ptr<Zyn::GenericIf>(new Value());
+  if (write(std::move(line))) {
+    return nullptr;
+  }
+  return theWorld != nullptr && theWorld->answer ? theWorld->answer : Velko::Ptr<Zyn::GenericIf>(new Value());
 }
 
 Zyn::ZynAttr find(Zyn::ZynTypeBase type, std::string_view name) {
@@ -143,6 +155,8 @@ Value::~Value() {
 
 }  // namespace
 
+void* (*slabAllocation)(std::size_t) = std::malloc;
+
 std::string nameOf(Zyn::GenericIf const* value) {
   return value == nullptr ? "null" : fmt::format("v{}", static_cast<Value const*>(value)->number);
 }
@@ -160,6 +174,7 @@ World::World() {
 World::~World() {
   theHandle.enable(false);
   theWorld = nullptr;
+  answer = nullptr;
   EXPECT_EQ(values(), 0);
   EXPECT_EQ(elements(), 0);
 }
@@ -230,8 +245,9 @@ using namespace Recording;  // NOLINT(google-build-using-namespace): every defin
 GenericIf::~GenericIf() = default;
 
 ArgNameQIterator ZynModule::argNameQIterator(std::uint32_t index) const noexcept {
-  write(types.at(index).name + ".argNames");
-  return {argNames.at(index).data(), argNames.at(index).size()};
+  std::uint32_t const type = index - firstArgList;
+  write(types.at(type).name + ".argNames");
+  return {argNames.at(type).data(), argNames.at(type).size()};
 }
 
 ZynAttr ZynTypeBase::attr(char const* name) const noexcept {
@@ -262,7 +278,7 @@ ZynAttr ZynType::valAttr() const noexcept {
   return empty() || rowOf(*this).valAttr.empty() ? ZynAttr() : find(*this, rowOf(*this).valAttr);
 }
 
-std::uint32_t ZynType::argListIndex() const noexcept { return index(); }
+std::uint32_t ZynType::argListIndex() const noexcept { return firstArgList + index(); }
 
 Velko::Ptr<GenericIf> ZynType::genericIf(Velko::String const& text, bool mode) const {
   return make(nameOf(*this) + ".genericIf(" + quoted(text.view()) + ", " + flag(mode) + ")");
@@ -288,7 +304,12 @@ Velko::Ptr<GenericIf> ZynType::genericIfFromPbMessage(void* cursor, bool mode) c
   auto const& read = *static_cast<Velko::Pb::ReadCursor const*>(cursor);
   std::string hex;
   for (std::uint64_t at = 0; at < read.length; ++at) {
-    hex += fmt::format("{:02x}", static_cast<unsigned char>(read.data[at]));
+    constexpr std::string_view digits = "0123456789abcdef";
+    auto const byte = static_cast<unsigned char>(read.data[at]);
+    hex += {digits[byte >> 4U], digits[byte & 15U]};
+  }
+  if (theWorld != nullptr) {
+    theWorld->message.assign(read.data, read.length);
   }
   return make(fmt::format("{}.genericIfFromPbMessage({} at {}, {})", nameOf(*this), hex, read.position, flag(mode)));
 }
@@ -432,11 +453,18 @@ Velko::String formatVelkoString(fmt::string_view format, fmt::format_args args) 
 namespace KvSlab {
 
 void* slabAllocOrStdMalloc(std::size_t size) {
-  void* const storage = std::malloc(size == 0 ? 1 : size);
+  if (Recording::theWorld != nullptr && Recording::theWorld->outOfMemory) {
+    throw std::bad_alloc();
+  }
+  Recording::slab(fmt::format("take {}", size));
+  void* const storage = Recording::slabAllocation(size == 0 ? 1 : size);
   return storage != nullptr ? storage : throw std::bad_alloc();
 }
 
-void slabFreeOrStdFree(void* pointer, std::type_info const&) noexcept { std::free(pointer); }
+void slabFreeOrStdFree(void* pointer, std::type_info const& type) noexcept {
+  Recording::slab(fmt::format("give {}", type.name()));
+  std::free(pointer);
+}
 
 }  // namespace KvSlab
 

@@ -74,7 +74,10 @@ class World {
   /** Of the lines, those that hold the text. */
   std::vector<std::string> lines(std::string_view holding) const;
   std::size_t count(std::string_view holding) const { return lines(holding).size(); }
-  void forget() { log.clear(); }
+  void forget() {
+    log.clear();
+    slab.clear();
+  }
 
   /** Elements held under tags now. */
   std::int64_t elements() const;
@@ -83,8 +86,19 @@ class World {
 
   /** The owner that lookups put into attribute handles, in place of the type asked. */
   std::optional<std::uint32_t> owner;
+  /** No container gets memory any more. */
+  bool outOfMemory = false;
+  /** Unless null, what every constructor answers, in place of a new value. */
+  Velko::Ptr<Zyn::GenericIf> answer;
   std::vector<std::string> log;
+  /** "take 16" and "give i": bytes asked of the slab, and the mangled name of what lived there. */
+  std::vector<std::string> slab;
+  /** The bytes that `genericIfFromPbMessage` was last given. */
+  std::string message;
 };
+
+/** Where the slab's storage comes from; null is out of memory. */
+extern void* (*slabAllocation)(std::size_t);
 
 /** Turns traces on or off; a new world starts with them off. */
 void trace(bool on = true);

@@ -1,0 +1,79 @@
+// Values of 64 MiB, and paths of a million elements: decoded or refused by the type's own rules, in linear time and
+// without deep stacks.
+#include "decoder/Fixture.h"
+
+namespace Test {
+namespace {
+
+class Huge : public DecoderTest {
+ protected:
+  static constexpr std::size_t size = std::size_t{64} << 20U;
+};
+
+TEST_F(Huge, StringsAreHeld) {
+  std::string const text(size, '"');
+  KeyElemNode node(core(Kind::String), false);
+  ASSERT_TRUE(node.insertPathSuffix({}, {}, Velko::String(std::string_view(text))));
+  EXPECT_EQ(Model::as<std::string>(*node.value), text);
+}
+
+TEST_F(Huge, BytesAreHeld) {
+  std::string const text(size, 'A');
+  KeyElemNode node(core(Kind::Bytes), false);
+  ASSERT_TRUE(node.insertPathSuffix({}, {}, Velko::String(std::string_view(text))));
+  EXPECT_EQ(Model::as<std::string>(*node.value).size(), size / 4 * 3);
+}
+
+TEST_F(Huge, S4TextsAreDecoded) {
+  Zyn::ZynType const blob = module.value("Blob").attr("data", core(Kind::Bytes)).s4({{"data", 1}});
+  // Unknown fields, one after another, as far as the text goes: skipped.
+  std::string text;
+  while (text.size() < size) {
+    text += "EAEQARAB";  // three times field 2, a varint
+  }
+  EXPECT_EQ(scalar(blob, text, true), "Test::Blob()");
+}
+
+TEST_F(Huge, EverythingElseIsRefusedWithAShortMessage) {
+  Zyn::ZynType const color = module.enumeration("Color", {{"red", 1}});
+  Zyn::ZynType const vlan = module.wrapper("Vlan", core(Kind::U16));
+  Zyn::ZynType const range = module.value("Range")
+                                 .attr("low", core(Kind::U16))
+                                 .attr("high", core(Kind::U16))
+                                 .args({"low", "high"})
+                                 .gnmi("{low}-{high}");
+  Zyn::ZynType const flag = module.value("Flag").attr("on", core(Kind::Bool)).args({"on"});
+  std::vector<Zyn::ZynType> types = {color, vlan, range, flag};
+  for (Kind const kind : {Kind::Bool, Kind::S8, Kind::U64, Kind::Double, Kind::Seconds, Kind::Time, Kind::IpAddress,
+                          Kind::IpPrefix, Kind::MacAddress}) {
+    types.push_back(core(kind));
+  }
+  for (char const letter : {'1', '-', ':', '\0'}) {
+    std::string const text(size, letter);
+    for (Zyn::ZynType const type : types) {
+      std::string const refused = scalar(type, text);
+      EXPECT_EQ(refused.substr(0, 7), "error: ") << type.name() << ' ' << letter;
+      EXPECT_LT(refused.size(), 500U) << type.name() << ' ' << letter;
+    }
+  }
+}
+
+TEST_F(Huge, AUnionsMessageQuotesTheWholeValue) {
+  Zyn::ZynType const either = module.unionOf("Either", {{"number", core(Kind::U8)}, {"mac", core(Kind::MacAddress)}});
+  std::string const text(size, '{');
+  EXPECT_EQ(scalar(either, text), "error: '" + text + "' doesn't match any alternatives of Union type 'Test::Either'");
+}
+
+TEST_F(Huge, PathsAreSplitInLinearTime) {
+  std::string const underscores(size, '_');
+  EXPECT_EQ(ZynKeyDecoder::splitPath(underscores).size(), size / 2 + 1);
+  // Single underscores everywhere: each could begin a separator.
+  std::string text;
+  for (std::size_t i = 0; i < size / 2; ++i) {
+    text += "_a";
+  }
+  EXPECT_EQ(ZynKeyDecoder::splitPath(text).size(), 1U);
+}
+
+}  // namespace
+}  // namespace Test
