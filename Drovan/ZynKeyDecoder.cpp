@@ -7,7 +7,7 @@
 #include <boost/beast/core/detail/base64.hpp>
 #include <cstddef>
 #include <iterator>
-#include <optional>
+#include <type_traits>
 
 #include "Velko/Assert.h"
 #include "Velko/Exception.h"

@@ -247,6 +247,16 @@ TEST_F(ScalarCalls, EveryByteIsADigitOrTheEnd) {
   }
 }
 
+TEST_F(ScalarCalls, TextsOfEveryShortLengthFitTheScratchBuffer) {
+  // Bytes written past its end show under a sanitizer.
+  for (std::size_t length = 0; length <= 130; ++length) {
+    std::string const text(length, '/');
+    world.forget();
+    (void)scalar(s4, text, true);
+    EXPECT_EQ(world.lines(".generic").front(), "S4.genericIfFromPbMessage(" + bytesOf(text) + " at 0, false)");
+  }
+}
+
 TEST_F(ScalarCalls, LongTextsAreReadToTheirEndAndNoFurther) {
   // Around the lengths at which decoding goes on in slices, whole and with an end at each place nearby.
   std::mt19937 random(1);
@@ -292,6 +302,9 @@ TEST_F(ScalarCalls, BrokenPromisesSayWhere) {
   world.fault("Color.isEnumType", 2, [this, color] { world.of(color).isEnum = false; });
   EXPECT_DEATH((void)scalar(color, "x"),
                "^assertion failed: enumType\\.isEnumType\\(\\) in enumFromGnmiString \\(Drovan/ZynKeyDecoder:1\\): \n");
+  world.fault("S4.genericIfFromPb", 1, [] {});
+  EXPECT_DEATH((void)scalar(s4, "CAE=", true),
+               "in createS4SyncKey \\(Drovan/ZynKeyDecoder:1\\): Unexpectedly failed to decode an s4 encoded value\n");
 }
 
 // ---- wrappers
@@ -512,6 +525,14 @@ TEST_F(KeyName, IsThatOfTheAttributeFound) {
   EXPECT_EQ(decode("id", "7"), "error: Expected key name for 'vlan' is 'other'; found 'id'");
 }
 
+TEST_F(KeyName, ThatIsEmptyMatchesTheEmptyNameOnly) {
+  world.fault("id.name", 1, [this] { world.of(id).name = ""; });
+  EXPECT_EQ(decode("", "*"), "*");
+  world.of(id).name = "id";
+  world.fault("id.name", 1, [this] { world.of(id).name = ""; });
+  EXPECT_EQ(decode("id", "*"), "error: Expected key name for 'vlan' is ''; found 'id'");
+}
+
 TEST_F(KeyName, IsIgnoredWhereTheCollectionDeclaresNone) {
   struct {
     std::string what;
@@ -633,6 +654,13 @@ TEST_F(KeyName, NothingOfTheCollectionIsRemembered) {
   EXPECT_FALSE(decoder.updateFilter(filter, "number", "7"));
   world.of(vlan).keyType = others;
   EXPECT_TRUE(decoder.updateFilter(filter, "number", "7"));
+}
+
+TEST_F(KeyName, TheCollectionStandsBeforeTheMode) {
+  ZynKeyDecoder const decoder(vlan, true);
+  auto const at = [](auto const* place) { return reinterpret_cast<std::uintptr_t>(place); };
+  EXPECT_EQ(at(&decoder.collectionAttr), at(&decoder));
+  EXPECT_EQ(at(&decoder.useS4Encoding), at(&decoder) + offsetof(TwoValues, useS4Encoding));
 }
 
 TEST_F(KeyName, MakingADecoderAsksNothing) {
