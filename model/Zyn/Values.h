@@ -28,7 +28,8 @@ inline AttrRow const& attrRow(Zyn::ZynType type, std::uint32_t slot) {
 /** What every value object is. */
 class Held : public Zyn::GenericIf {
  public:
-  static void operator delete(void* storage) noexcept;
+  // The subclasses make their objects in place, with what they hold right behind.
+  static void operator delete(void* storage) noexcept;  // NOLINT(misc-new-delete-overloads)
 
   Kind const kind;
   Zyn::ZynType const type;
