@@ -195,8 +195,8 @@ bool readOffset(std::string_view text, std::int64_t& seconds) {
   if (!isLike(text, "+00:00") && !isLike(text, "-00:00")) {
     return false;
   }
-  int const hours = digitsAt(text, 1, 2);
-  int const minutes = digitsAt(text, 4, 2);
+  std::int64_t const hours = digitsAt(text, 1, 2);
+  std::int64_t const minutes = digitsAt(text, 4, 2);
   seconds = (hours * 60 + minutes) * (text.front() == '-' ? -60 : 60);
   return hours < 24 && minutes < 60;
 }

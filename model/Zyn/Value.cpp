@@ -315,7 +315,6 @@ std::string as<std::string>(Zyn::GenericIf const& value) {
 
 namespace Zyn {
 
-using Model::attrRow;
 using Model::Composed;
 using Model::foundType;
 using Model::refuse;

@@ -1,0 +1,39 @@
+// Lines of a batch, with the command's own schema.
+#include <nlohmann/json.hpp>
+
+#include "Fuzz.h"
+#include "schema/Yaml.h"
+#include "zynkey/ExampleSchema.h"
+#include "zynkey/Jobs.h"
+#include "zynkey/Requests.h"
+
+namespace {
+
+void requireLine(std::string_view line) {
+  Fuzz::require(!line.empty() && line.find('\n') == line.size() - 1, "an answer is one line");
+  Fuzz::require(nlohmann::json::accept(line), "an answer is JSON");
+}
+
+}  // namespace
+
+void Fuzz::run(std::string_view bytes) {
+  static Yaml::Loaded const loaded = Yaml::loadText(ZynKey::exampleSchema, "example.yaml");
+  ZynKey::Names names(*loaded);
+  Input lines(bytes);
+  while (!lines.empty()) {
+    Exact const line(lines.upTo('\n'));
+    auto const request = ZynKey::readRequest(line.view(), names);
+    if (auto const flaw = request ? ZynKey::flawOf(*request, *loaded) : request.error()) {
+      require(!flaw->empty(), "a flaw has a text");
+      requireLine(ZynKey::errorLine(*flaw));
+      continue;
+    }
+    auto const outcome = ZynKey::run(
+        *request, [](auto const& root) { require(!ZynKey::drawTree(root).empty(), "a tree can be drawn"); });
+    requireLine(ZynKey::toJsonLine(outcome));
+    if (outcome) {
+      std::string const text = ZynKey::toText(*outcome);
+      require(text.empty() || text.ends_with('\n'), "an answer is whole lines");
+    }
+  }
+}

@@ -1,0 +1,193 @@
+#include "Types.h"
+
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "Drovan/ZynKeyDecoder.h"
+#include "Fuzz.h"
+#include "Velko/Pb.h"
+
+namespace Fuzz {
+namespace {
+
+using Model::core;
+using Model::Kind;
+using Model::Mark;
+
+bool isScalar(Kind kind) { return kind <= Kind::MacAddress; }
+
+Types made() {
+  Types all;
+  Model::Module& module = all.schema.module("Fuzz");
+  auto const add = [&](Zyn::ZynType type) {
+    all.values.push_back(type);
+    return type;
+  };
+  for (Kind kind = Kind::Bool; isScalar(kind); kind = static_cast<Kind>(static_cast<int>(kind) + 1)) {
+    add(core(kind));
+  }
+  for (Kind kind = Kind::Bool; isScalar(kind); kind = static_cast<Kind>(static_cast<int>(kind) + 1)) {
+    add(module.scalar("S4" + std::string(Model::kindName(kind)), kind).mark(Mark::S4));
+  }
+
+  Zyn::ZynType const colour = add(module.enumeration("Colour", {{"red", 0},
+                                                                {"it's", -1},
+                                                                {"'", std::numeric_limits<std::int32_t>::min()},
+                                                                {"*", std::numeric_limits<std::int32_t>::max()}}));
+  Zyn::ZynType const vlan = add(module.wrapper("Vlan", core(Kind::U16)));
+  Zyn::ZynType const vlans = add(module.wrapper("Vlans", vlan));
+  Zyn::ZynType const port =
+      add(module.unionOf("Port", {{"number", core(Kind::U32)}, {"name", core(Kind::String)}}).mark(Mark::S4));
+  Zyn::ZynType const range = add(module.value("Range")
+                                     .attr("low", core(Kind::U16))
+                                     .attr("high", vlans)
+                                     .args({"low", "high"})
+                                     .gnmi("{low}-{high}"));
+  Zyn::ZynType const picky = add(module.unionOf("Picky", {{"ip", core(Kind::IpAddress)},
+                                                          {"prefix", core(Kind::IpPrefix)},
+                                                          {"mac", core(Kind::MacAddress)},
+                                                          {"time", core(Kind::Time)},
+                                                          {"colour", colour},
+                                                          {"flag", core(Kind::Bool)},
+                                                          {"small", core(Kind::S8)},
+                                                          {"real", core(Kind::Double)}}));
+  Zyn::ZynType const boxed = add(module.wrapper("Boxed", picky));
+  Zyn::ZynType const outer = add(
+      module.unionOf("Outer", {{"picky", picky}, {"range", range}, {"boxed", boxed}, {"port", port}}).mark(Mark::S4));
+  Zyn::ZynType const outers = add(module.wrapper("Outers", module.wrapper("Outer1", outer)).mark(Mark::S4));
+  add(module.unionOf("Nothing").mark(Mark::S4));
+  Zyn::ZynType const framed = add(module.value("Framed")
+                                      .attr("host", core(Kind::String))
+                                      .attr("range", range)
+                                      .attr("port", outer)
+                                      .attr("note", core(Kind::Bytes))
+                                      .gnmi("<{host}>:{range}/{port}!"));
+  Zyn::ZynType const pair = add(module.value("Pair")
+                                    .attr("first", core(Kind::S64))
+                                    .attr("second", colour)
+                                    .args({"second"})
+                                    .s4({{"first", 2}, {"second", 1}}));
+  add(module.wrapper("Pairs", pair).mark(Mark::S4));
+  Zyn::ZynType const nested = add(module.value("Nested")
+                                      .attr("pair", pair)
+                                      .attr("framed", framed)
+                                      .attr("outers", outers)
+                                      .attr("vlans", vlans)
+                                      .attr("unset", core(Kind::String))
+                                      .args({"pair", "vlans"})
+                                      .s4({{"pair", 536870911}, {"framed", 1}, {"outers", 16}, {"vlans", 15}}));
+  add(module.unionOf("Messages", {{"nested", nested}, {"pair", pair}, {"real", core(Kind::Float)}}).mark(Mark::S4));
+
+  for (Zyn::ZynType const type : all.values) {
+    if (type.hasS4Encoding()) {
+      all.s4.push_back(type);
+    }
+  }
+  auto key = module.value("Key");
+  for (Zyn::ZynType const type : all.values) {
+    key.attr(Model::shortName(type), type);
+  }
+  all.key = key;
+  all.entity = module.entity("Entry").attr("key", all.key);
+  all.collection = Zyn::ZynType(module.entity("Table").keyed("entry", all.entity, "key")).attr("entry");
+  return all;
+}
+
+template <typename Exception = Velko::Exception, typename Call>
+Made textOf(Call call) {
+  try {
+    return {.value = call(), .error = {}};
+  } catch (Exception const& exception) {
+    return {.value = {}, .error = std::string(exception.what().view())};
+  }
+}
+
+std::string dumped(nlohmann::ordered_json const& json) {
+  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+void requireEqual(Made const& read, Zyn::GenericIf const& value, std::string_view what) {
+  require(read.value && Model::equal(*read.value, value), std::string(what) + ": " + read.error);
+}
+
+void checkScalar(Zyn::GenericIf const& value) {
+  Zyn::ZynType const type = Model::typeOf(value);
+  requireEqual(fromLiteral(type, Model::print(value)), value, "a literal reads back equal");
+  // Bytes are the one scalar whose text is not its gNMI form.
+  if (Model::kindOf(type) != Kind::Bytes) {
+    requireEqual(fromGnmi(type, Model::as<std::string>(value)), value, "a gNMI form reads back equal");
+  }
+}
+
+void checkS4(Zyn::GenericIf const& value) {
+  try {
+    std::string const text = Model::s4Text(value);
+    Made const again = decoded(Model::typeOf(value), text, true);
+    require(again.value && Model::s4Text(*again.value) == text, "an s4 text reads back to the same text");
+  } catch (Velko::Exception const&) {
+    // What was never set has no message.
+  }
+}
+
+}  // namespace
+
+Types const& types() {
+  static Types const all = made();
+  return all;
+}
+
+void check(Zyn::GenericIf const& value) {
+  Zyn::ZynType const type = Model::typeOf(value);
+  require(Model::equal(value, value), "a value equals itself");
+  // Bytes may be none, and print as nothing.
+  require(!Model::print(value).empty() || Model::kindOf(type) == Kind::Bytes, "a value prints");
+  std::string const json = dumped(Model::toJson(value));
+  require(dumped(nlohmann::ordered_json::parse(json)) == json, "JSON reads back the same");
+  // A wrapper's text is that of what it holds, so the message would not read back through it.
+  if (type.hasS4Encoding() && type.valAttr().empty()) {
+    checkS4(value);
+  }
+  if (isScalar(Model::kindOf(type)) || Model::kindOf(type) == Kind::Enum) {
+    checkScalar(value);
+    return;
+  }
+  for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+    if (Model::ValuePtr const part = Model::attribute(value, *attr)) {
+      check(*part);
+    }
+  }
+}
+
+bool operator==(Made const& a, Made const& b) {
+  return a.value && b.value ? Model::equal(*a.value, *b.value) && Model::hash(*a.value) == Model::hash(*b.value)
+                            : !a.value && !b.value && a.error == b.error;
+}
+
+Made fromLiteral(Zyn::ZynType type, std::string_view text) {
+  return textOf([&] { return type.genericIf(Velko::String(text), false); });
+}
+
+Made fromGnmi(Zyn::ZynType type, std::string_view text) {
+  return textOf([&] { return type.genericIfFromGnmiString(Velko::String(text), false); });
+}
+
+Made fromMessage(Zyn::ZynType type, std::string_view message) {
+  return textOf<Velko::Pb::PbReadException>([&] {
+    Velko::Pb::ReadCursor cursor{message.data(), 0, message.size()};
+    return type.genericIfFromPbMessage(&cursor, false);
+  });
+}
+
+Made decoded(Zyn::ZynType type, std::string_view text, bool s4) {
+  using Drovan::ZynKeyDecoder;
+  auto const key = ZynKeyDecoder(Zyn::ZynAttr(), s4).decodeScalarKey(type, "", text);
+  if (!key) {
+    return {.value = {}, .error = std::string(key.error().view())};
+  }
+  auto const* const single = std::get_if<ZynKeyDecoder::Single>(&*key);
+  require(single != nullptr && single->value, "a text that is no wildcard is one value");
+  return {.value = single->value, .error = {}};
+}
+
+}  // namespace Fuzz
