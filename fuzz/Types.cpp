@@ -185,9 +185,9 @@ Made decoded(Zyn::ZynType type, std::string_view text, bool s4) {
   if (!key) {
     return {.value = {}, .error = std::string(key.error().view())};
   }
-  auto const* const single = std::get_if<ZynKeyDecoder::Single>(&*key);
-  require(single != nullptr && single->value, "a text that is no wildcard is one value");
-  return {.value = single->value, .error = {}};
+  Made one{.value = std::get<ZynKeyDecoder::Single>(*key).value, .error = {}};
+  require(one.value != nullptr, "a key has a value");
+  return one;
 }
 
 }  // namespace Fuzz
