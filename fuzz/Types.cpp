@@ -152,11 +152,14 @@ void check(Zyn::GenericIf const& value) {
     checkScalar(value);
     return;
   }
+  std::size_t parts = 0;
   for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
     if (Model::ValuePtr const part = Model::attribute(value, *attr)) {
       check(*part);
+      ++parts;
     }
   }
+  require(parts <= 1 || Model::kindOf(type) == Kind::Value, "a union holds one alternative");
 }
 
 bool operator==(Made const& a, Made const& b) {

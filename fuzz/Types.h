@@ -29,9 +29,9 @@ struct Types {
 Types const& types();
 
 /**
- * What holds for every value, however it was made: it prints, equals itself, its JSON reads back the same, and its
- * scalars read back equal from their literals and from their gNMI form. Where it has an s4 text, that reads back equal
- * as well.
+ * What holds for every value, however it was made: it prints, equals itself, its JSON reads back the same, a union
+ * holds one alternative at most, and scalars read back equal from their literals and from their gNMI form. Where it has
+ * an s4 text, that reads back equal as well.
  */
 void check(Zyn::GenericIf const& value);
 
