@@ -360,7 +360,10 @@ class Loader {
       report(file, import.place, fmt::format("imports nested more than {} deep; import fewer files", kDeepestImport));
       return nullptr;
     }
-    auto const text = readFile(path);
+    // Only the file that a person names may be a pipe: one that a schema names could keep the reader waiting for ever.
+    std::error_code ignored;
+    bool const mayWait = std::filesystem::is_other(path, ignored);
+    auto const text = mayWait ? std::unexpected<std::string>("it is no regular file") : readFile(path);
     if (!text) {
       report(file, import.place, fmt::format("cannot read '{}': {}", path, text.error()));
       return nullptr;

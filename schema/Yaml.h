@@ -64,7 +64,7 @@ struct Problem {
 /** A schema, or every problem in the order of the files and lines; never both, and never an empty list. */
 using Loaded = std::expected<Model::Schema, std::vector<Problem>>;
 
-/** Imports are looked up beside the file that names them. */
+/** Imports are looked up beside the file that names them, and are regular files. */
 Loaded loadFile(std::string const& path);
 
 /** `name` stands for the file in problems; imports are looked up beside it. */

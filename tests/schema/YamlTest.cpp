@@ -620,6 +620,7 @@ TEST(Yaml, TellsTheProblemsOfAllFilesAtOnce) {
 TEST(Yaml, RefusesWrongImports) {
   Folder const folder(Files{
       {"missing.yaml", "module: N\nimports: [dir/none.yaml, dir]\ntypes: {T: {wraps: None.T}, S: {wraps: U9}}\n"},
+      {"device.yaml", "module: N\nimports: [/dev/zero]\n"},
       {"dir/self.yaml", "module: N\nimports: [self.yaml]\ntypes: {}\n"},
       {"a.yaml", "module: A\nimports: [dir/b.yaml]\ntypes: {T: {wraps: B.T}}\n"},
       {"dir/b.yaml", "module: B\nimports: [../a.yaml]\ntypes: {T: {wraps: A.T}}\n"},
@@ -636,6 +637,8 @@ TEST(Yaml, RefusesWrongImports) {
               ElementsAre("missing.yaml:2:11: cannot read 'dir/none.yaml': No such file or directory",
                           "missing.yaml:2:26: cannot read 'dir': it is a directory",
                           "missing.yaml:3:40: no type 'U9'; did you mean 'U8'?"));
+  EXPECT_THAT(folder.problemsOf("device.yaml"),
+              ElementsAre("device.yaml:2:11: cannot read '/dev/zero': it is no regular file"));
   EXPECT_THAT(folder.problemsOf("dir/self.yaml"),
               ElementsAre("dir/self.yaml:2:11: 'dir/self.yaml' imports 'dir/self.yaml' again; leave one of these "
                           "imports out"));
