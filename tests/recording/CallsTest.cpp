@@ -406,20 +406,6 @@ TEST_F(Calls, HandlesThatDifferInTheOwnerAreOneChildAndOneFilterEntry) {
   EXPECT_TRUE(root.children.empty());
 }
 
-TEST_F(Calls, SelfNestedTypesGoAThousandLevelsDeep) {
-  Zyn::ZynType const node = world.type({.name = "Node", .args = {"v"}});
-  world.attr(node, {.name = "n", .type = node});
-  world.attr(node, {.name = "v", .type = number});
-  std::string prefix;
-  KeyElemNode root(node, false);
-  for (int level = 0; level < 1000; ++level) {
-    ASSERT_EQ(insert(root, prefix + "v", "1"), "done");
-    prefix += "n__";
-    world.forget();
-  }
-  EXPECT_EQ(instantiate(root), "done");
-}
-
 TEST_F(Calls, AnArgumentOfItsOwnTypeEnds) {
   Zyn::ZynType const node = world.type({.name = "Node", .args = {"n"}});
   world.attr(node, {.name = "n", .type = node});
