@@ -1,5 +1,6 @@
 #include "gnmi/Path.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -7,6 +8,20 @@ namespace Gnmi {
 namespace {
 
 constexpr std::string_view special = "\\/[]=:";
+
+struct Part {
+  /** What it is, where it may not be empty. */
+  std::string_view what;
+  std::string_view ends;
+  /** What a refused byte stands in the place of. */
+  std::string_view instead;
+  /** `ends`, what is refused, and the backslash. */
+  std::string_view stops;
+};
+
+constexpr Part elementName = {"the name of an element", "/[", "'[' before the name of a key", "/[]\\"};
+constexpr Part keyName = {"the name of a key", "=", "'=' after the name of a key", "=[]\\"};
+constexpr Part value = {"", "]", "", "]\\"};
 
 std::string shown(std::string_view rest) {
   if (rest.empty()) {
@@ -57,45 +72,43 @@ class Reader {
  private:
   bool readElement(Element& element) {
     element.at = at_;
-    if (!readText(element.name, "/[", "]", "'[' before the name of a key") ||
-        (element.name.empty() && !fail("the name of an element"))) {
+    if (!readText(element.name, elementName)) {
       return false;
     }
     while (next() == '[') {
       ++at_;
       Key& key = element.keys.emplace_back();
       key.nameAt = at_;
-      if (!readText(key.name, "=", "[]", "'=' after the name of a key") ||
-          (key.name.empty() && !fail("the name of a key")) || !take('=', "'=' after the name of a key")) {
+      if (!readText(key.name, keyName) || !take('=', keyName.instead)) {
         return false;
       }
       key.valueAt = at_;
-      if (!readText(key.value, "]", "", "") || !take(']', "']' after the value")) {
+      if (!readText(key.value, value) || !take(']', "']' after the value")) {
         return false;
       }
     }
     return true;
   }
 
-  /** Up to one of `ends` or the end of the text; `instead` is what one of `refused` stands in the place of. */
-  bool readText(std::string& text, std::string_view ends, std::string_view refused, std::string_view instead) {
-    for (; at_ != text_.size(); ++at_) {
-      char const byte = text_[at_];
-      if (ends.find(byte) != std::string_view::npos) {
-        return true;
+  /** Up to one of the bytes that end it, or to the end of the text. */
+  bool readText(std::string& text, Part const& part) {
+    for (;;) {
+      std::size_t const stop = std::min(text_.find_first_of(part.stops, at_), text_.size());
+      text += text_.substr(at_, stop - at_);
+      at_ = stop;
+      if (at_ == text_.size() || part.ends.find(text_[at_]) != std::string_view::npos) {
+        break;
       }
-      if (refused.find(byte) != std::string_view::npos) {
-        return fail(instead);
+      if (text_[at_] != '\\') {
+        return fail(text.empty() ? part.what : part.instead);
       }
-      if (byte == '\\') {
-        ++at_;
-        if (at_ == text_.size() || special.find(text_[at_]) == std::string_view::npos) {
-          return fail(R"(one of \ / [ ] = : after '\')");
-        }
+      ++at_;
+      if (at_ == text_.size() || special.find(text_[at_]) == std::string_view::npos) {
+        return fail(R"(one of \ / [ ] = : after '\')");
       }
-      text += text_[at_];
+      text += text_[at_++];
     }
-    return true;
+    return !text.empty() || part.what.empty() || fail(part.what);
   }
 
   bool take(char byte, std::string_view what) {

@@ -307,7 +307,7 @@ std::string thereAre(std::span<std::string const> names) {
   constexpr std::size_t shown = 12;
   std::string text;
   for (std::string const& name : names.first(std::min(names.size(), shown))) {
-    text += (text.empty() ? "; there are " : ", ") + inQuotes(name);
+    text += (!text.empty() ? ", " : names.size() == 1 ? "; there is " : "; there are ") + inQuotes(name);
   }
   return names.size() > shown ? text + " and " + std::to_string(names.size() - shown) + " more" : text;
 }

@@ -347,8 +347,14 @@ class CommandLine {
    * after the command's name, as typed so far. What cannot be completed, for whatever reason, is answered with nothing.
    */
   Status complete(std::vector<std::string> words) {
-    std::string const current = std::move(words.back());
+    std::string current = std::move(words.back());
     words.pop_back();
+    std::string before;
+    if (std::size_t const end = current.find('='); current.starts_with("--") && end != std::string::npos) {
+      words.push_back(current.substr(0, end));
+      before = current.substr(0, end + 1);
+      current.erase(0, end + 1);
+    }
     std::string const previous = words.empty() ? "" : words.back();
     if (std::ranges::any_of(commands_, [&](Command const& known) { return takesValue(known.app, previous); })) {
       // The value is what is being typed; the parser would give up without it.
@@ -368,7 +374,7 @@ class CommandLine {
       }
     }
     for (std::string const& candidate : candidates(chosen, previous, current)) {
-      writeOut(candidate.starts_with(current) ? candidate + '\n' : "");
+      writeOut(candidate.starts_with(current) ? before + candidate + '\n' : "");
     }
     return done;
   }
