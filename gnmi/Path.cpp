@@ -112,14 +112,14 @@ class Reader {
   }
 
   bool take(char byte, std::string_view what) {
-    if (next() != byte || at_ == text_.size()) {
+    if (next() != byte) {
       return fail(what);
     }
     ++at_;
     return true;
   }
 
-  /** NUL at the end, which is told from a NUL in the text by the place. */
+  /** NUL at the end; nobody asks for a NUL. */
   char next() const { return at_ == text_.size() ? '\0' : text_[at_]; }
 
   PathError expected(std::string_view what) const {
