@@ -6,13 +6,15 @@ include(CMakePackageConfigHelpers)
 set_target_properties(DrovanPlatform PROPERTIES EXPORT_NAME Platform)
 set_target_properties(DrovanModel PROPERTIES EXPORT_NAME Model)
 set_target_properties(DrovanSchema PROPERTIES EXPORT_NAME Schema)
+set_target_properties(DrovanGnmi PROPERTIES EXPORT_NAME Gnmi)
 
-install(TARGETS Drovan EXPORT DrovanTargets FILE_SET HEADERS)
+install(TARGETS Drovan DrovanGnmi EXPORT DrovanTargets FILE_SET HEADERS)
 install(TARGETS DrovanPlatform EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-platform)
 install(TARGETS DrovanModel DrovanSchema EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-model)
 install(TARGETS zynkey)
+install(FILES zynkey/zynkey.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zynkey)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Drovan)
 install(EXPORT DrovanTargets NAMESPACE Drovan:: DESTINATION ${package_dir})
@@ -43,3 +45,4 @@ install_pc(drovan "Textual collection keys to typed key objects" Drovan "/;/drov
 install_pc(drovan-model "An embedded type system that provides what drovan asks of its platform" DrovanModel
            "/drovan-platform;/drovan-model" "${DROVAN_PLATFORM_MODULES};${DROVAN_MODEL_HEADER_MODULES}")
 install_pc(drovan-schema "YAML schema files for drovan-model" DrovanSchema "/drovan-model" "drovan-model")
+install_pc(drovan-gnmi "Selections of keys from gNMI paths" DrovanGnmi "/" "drovan")

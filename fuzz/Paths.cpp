@@ -1,8 +1,6 @@
 // Whole keys of types that the input makes up: a schema, then lines `path=value`.
 //
-// The schema is bytes, read by `Input::choice`: two flags and the number of types, then for each type its kind, its
-// attributes (a name and a type each) and what is said of them. A type is made of core types and of those before it.
-#include <array>
+// The schema is bytes, read by `Input::choice`: two flags and the types.
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,72 +14,6 @@
 namespace {
 
 using Drovan::ZynKeyDecoder;
-using Model::Kind;
-using Model::Mark;
-
-// Few names, so that a type and those inside it share them.
-constexpr std::array<std::string_view, 6> names = {"a", "b", "c", "key", "_", "a_b"};
-
-/** Marks are set and cleared at will, but a union keeps its default value: the decoder relies on it. */
-void addMarks(Fuzz::Input& input, Model::TypeBuilder& type) {
-  for (std::size_t left = input.choice(3); left != 0; --left) {
-    auto const mark = static_cast<Mark>(input.choice(6));
-    type.mark(mark, input.choice(2) == 0);
-  }
-  if (Model::hasMark(type, Mark::Union)) {
-    type.mark(Mark::Value);
-  }
-}
-
-Zyn::ZynType addType(Fuzz::Input& input, Model::Module& module, std::string const& name,
-                     std::vector<Zyn::ZynType> const& parts) {
-  auto const part = [&] { return parts[input.choice(parts.size())]; };
-  std::size_t const kind = input.choice(6);
-  if (kind == 1) {
-    auto type = module.enumeration(name, {{"a", 0}, {"*", 1}, {"it's", -1}});
-    addMarks(input, type);
-    return type;
-  }
-  if (kind == 2) {
-    auto type = module.wrapper(name, part());
-    addMarks(input, type);
-    return type;
-  }
-  auto type = kind == 3 ? module.unionOf(name) : module.value(name);
-  std::vector<std::string_view> attributes;
-  for (std::size_t left = input.choice(names.size() + 1); left != 0; --left) {
-    std::string_view const attribute = names[input.choice(names.size())];
-    if (Zyn::ZynType(type).attr(attribute).empty()) {
-      type.attr(attribute, part());
-      attributes.push_back(attribute);
-    }
-  }
-  if (kind == 3) {
-    addMarks(input, type);
-    return type;
-  }
-  std::vector<std::string_view> args;
-  std::vector<std::pair<std::string_view, std::uint32_t>> numbers;
-  std::string pattern;
-  for (std::string_view const attribute : attributes) {
-    std::size_t const choice = input.choice(3);
-    if (choice == 0) {
-      args.push_back(attribute);
-    }
-    // Backwards, since the order of numbers need not be that of arguments.
-    numbers.insert(numbers.begin(), {attribute, static_cast<std::uint32_t>(numbers.size() + 1)});
-    pattern += (pattern.empty() ? "{" : "-{") + std::string(attribute) + "}";
-  }
-  type.args(args);
-  if (kind == 4 && !attributes.empty()) {
-    type.gnmi(pattern);
-  }
-  if (kind == 5) {
-    type.s4(numbers);
-  }
-  addMarks(input, type);
-  return type;
-}
 
 struct Outcome {
   std::vector<std::string> errors;
@@ -121,13 +53,7 @@ void Fuzz::run(std::string_view bytes) {
   std::size_t const keyName = input.choice(4);
   Model::Schema schema;
   Model::Module& module = schema.module("Fuzz");
-  std::vector<Zyn::ZynType> parts;
-  for (Kind kind = Kind::Bool; kind <= Kind::MacAddress; kind = static_cast<Kind>(static_cast<int>(kind) + 1)) {
-    parts.push_back(Model::core(kind));
-  }
-  for (std::size_t left = 1 + input.choice(8); left != 0; --left) {
-    parts.push_back(addType(input, module, "T" + std::to_string(left), parts));
-  }
+  std::vector<Zyn::ZynType> const parts = madeUp(input, module);
   Zyn::ZynType const keyType = parts.back();
   Zyn::ZynType const entry =
       module.entity("Entry").attr("key", keyType).attr("a", parts[input.choice(parts.size())]).attr("b", parts[0]);

@@ -1,5 +1,7 @@
 #include "Types.h"
 
+#include <array>
+#include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -130,7 +132,82 @@ void checkS4(Zyn::GenericIf const& value) {
   }
 }
 
+// Few names, so that a type and those inside it share them.
+constexpr std::array<std::string_view, 6> names = {"a", "b", "c", "key", "_", "a_b"};
+
+/** Marks are set and cleared at will, but a union keeps its default value: the decoder relies on it. */
+void addMarks(Input& input, Model::TypeBuilder& type) {
+  for (std::size_t left = input.choice(3); left != 0; --left) {
+    auto const mark = static_cast<Mark>(input.choice(6));
+    type.mark(mark, input.choice(2) == 0);
+  }
+  if (Model::hasMark(type, Mark::Union)) {
+    type.mark(Mark::Value);
+  }
+}
+
+Zyn::ZynType addType(Input& input, Model::Module& module, std::string const& name,
+                     std::vector<Zyn::ZynType> const& parts) {
+  auto const part = [&] { return parts[input.choice(parts.size())]; };
+  std::size_t const kind = input.choice(6);
+  if (kind == 1) {
+    auto type = module.enumeration(name, {{"a", 0}, {"*", 1}, {"it's", -1}});
+    addMarks(input, type);
+    return type;
+  }
+  if (kind == 2) {
+    auto type = module.wrapper(name, part());
+    addMarks(input, type);
+    return type;
+  }
+  auto type = kind == 3 ? module.unionOf(name) : module.value(name);
+  std::vector<std::string_view> attributes;
+  for (std::size_t left = input.choice(names.size() + 1); left != 0; --left) {
+    std::string_view const attribute = names[input.choice(names.size())];
+    if (Zyn::ZynType(type).attr(attribute).empty()) {
+      type.attr(attribute, part());
+      attributes.push_back(attribute);
+    }
+  }
+  if (kind == 3) {
+    addMarks(input, type);
+    return type;
+  }
+  std::vector<std::string_view> args;
+  std::vector<std::pair<std::string_view, std::uint32_t>> numbers;
+  std::string pattern;
+  for (std::string_view const attribute : attributes) {
+    std::size_t const choice = input.choice(3);
+    if (choice == 0) {
+      args.push_back(attribute);
+    }
+    // Backwards, since the order of numbers need not be that of arguments.
+    numbers.insert(numbers.begin(), {attribute, static_cast<std::uint32_t>(numbers.size() + 1)});
+    pattern += (pattern.empty() ? "{" : "-{") + std::string(attribute) + "}";
+  }
+  type.args(args);
+  if (kind == 4 && !attributes.empty()) {
+    type.gnmi(pattern);
+  }
+  if (kind == 5) {
+    type.s4(numbers);
+  }
+  addMarks(input, type);
+  return type;
+}
+
 }  // namespace
+
+std::vector<Zyn::ZynType> madeUp(Input& input, Model::Module& module) {
+  std::vector<Zyn::ZynType> parts;
+  for (Kind kind = Kind::Bool; isScalar(kind); kind = static_cast<Kind>(static_cast<int>(kind) + 1)) {
+    parts.push_back(core(kind));
+  }
+  for (std::size_t left = 1 + input.choice(8); left != 0; --left) {
+    parts.push_back(addType(input, module, "T" + std::to_string(left), parts));
+  }
+  return parts;
+}
 
 Types const& types() {
   static Types const all = made();

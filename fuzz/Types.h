@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Fuzz.h"
 #include "Zyn/Zyn.h"
 #include "model/Schema.h"
 #include "model/Value.h"
@@ -27,6 +28,12 @@ struct Types {
 
 /** Made once. */
 Types const& types();
+
+/**
+ * The core types, and one to eight that the input makes up: for each its kind, its attributes (a name out of few and a
+ * type each) and what is said of them, a byte each. A type is made of core types and of those before it.
+ */
+std::vector<Zyn::ZynType> madeUp(Input& input, Model::Module& module);
 
 /**
  * What holds for every value, however it was made: it prints, equals itself, its JSON reads back the same, a union

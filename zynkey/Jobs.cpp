@@ -6,6 +6,8 @@
 #include <type_traits>
 
 #include "Names.h"
+#include "gnmi/Resolve.h"
+#include "schema/Nearest.h"
 
 namespace ZynKey {
 namespace {
@@ -45,6 +47,15 @@ Outcome scalar(Request const& request) {
   return single == nullptr ? Answer(All()) : Answer(Model::ValuePtr(single->value));
 }
 
+Filter sorted(ZynKeyDecoder::FilterMap const& map) {
+  Filter sorted;
+  for (auto const& [attr, value] : map) {
+    sorted.emplace_back(attr.name(), value);
+  }
+  std::ranges::sort(sorted, {}, &Filter::value_type::first);
+  return sorted;
+}
+
 Outcome filter(Request const& request) {
   ZynKeyDecoder const decoder(request.collection, request.s4);
   ZynKeyDecoder::FilterMap map;
@@ -53,12 +64,35 @@ Outcome filter(Request const& request) {
       return std::unexpected(std::move(done).error());
     }
   }
-  Filter sorted;
-  for (auto const& [attr, value] : map) {
-    sorted.emplace_back(attr.name(), value);
+  return sorted(map);
+}
+
+std::variant<Model::ValuePtr, All, Filter> keysOf(Gnmi::Selection const& selection) {
+  if (auto const* const single = std::get_if<ZynKeyDecoder::Single>(&selection)) {
+    return Model::ValuePtr(single->value);
   }
-  std::ranges::sort(sorted, {}, &Filter::value_type::first);
-  return sorted;
+  ZynKeyDecoder::FilterMap const& values = std::get<ZynKeyDecoder::Multiple>(selection).values;
+  if (values.empty()) {
+    return All();
+  }
+  return sorted(values);
+}
+
+Outcome path(Request const& request, ShowTree const& showTree) {
+  auto const parsed = Gnmi::parsePath(request.path);
+  if (!parsed) {
+    return std::unexpected(Failure(Velko::String(sentence(parsed.error())), parsed.error().offset));
+  }
+  auto const resolved =
+      Gnmi::resolve(request.root, *parsed, {.useS4Encoding = request.s4, .moduleOf = {}, .showTree = showTree});
+  if (!resolved) {
+    return std::unexpected(Failure(Velko::String(sentence(resolved.error())), resolved.error().offset));
+  }
+  Selections selections{.path = Gnmi::formatPath(*parsed), .collections = {}};
+  for (Gnmi::Resolved const& one : *resolved) {
+    selections.collections.push_back({one.collection, keysOf(one.selection)});
+  }
+  return selections;
 }
 
 void draw(Node const& node, std::string const& margin, std::string& text) {
@@ -100,6 +134,28 @@ std::string text(Elements const& elements) {
   return lines;
 }
 
+std::string collectionName(Zyn::ZynAttr collection) {
+  return std::string(Zyn::ZynType(collection.module(), collection.owner()).name()) + "." + collection.name();
+}
+
+// In one line each.
+std::string phrase(Model::ValuePtr const& key) { return "exact " + Model::print(*key); }
+std::string phrase(All) { return "every"; }
+std::string phrase(Filter const& filter) {
+  std::string list;
+  for (auto const& [attr, value] : filter) {
+    list += (list.empty() ? "filter " : ", ") + attr + "=" + Model::print(*value);
+  }
+  return list;
+}
+std::string text(Selections const& selections) {
+  std::string lines;
+  for (auto const& [collection, keys] : selections.collections) {
+    lines += collectionName(collection) + ": " + std::visit([](auto const& held) { return phrase(held); }, keys) + '\n';
+  }
+  return lines;
+}
+
 nlohmann::ordered_json json(Model::ValuePtr const& key) {
   return {{"type", Model::typeOf(*key).name()}, {"key", Model::toJson(*key)}};
 }
@@ -112,6 +168,15 @@ nlohmann::ordered_json json(Filter const& filter) {
   return {{"filter", std::move(values)}};
 }
 nlohmann::ordered_json json(Elements const& elements) { return {{"elements", elements}}; }
+nlohmann::ordered_json json(Selections const& selections) {
+  auto list = nlohmann::ordered_json::array();
+  for (auto const& [collection, keys] : selections.collections) {
+    nlohmann::ordered_json one{{"collection", collectionName(collection)}};
+    one.update(std::visit([](auto const& held) { return json(held); }, keys));
+    list.push_back(std::move(one));
+  }
+  return {{"path", selections.path}, {"selections", std::move(list)}};
+}
 
 }  // namespace
 
@@ -142,6 +207,8 @@ Outcome run(Request const& request, ShowTree const& showTree) {
       return scalar(request);
     case Op::Filter:
       return filter(request);
+    case Op::Path:
+      return path(request, showTree);
     case Op::Split:
       break;
   }
@@ -166,11 +233,20 @@ std::string toText(Answer const& answer) {
 }
 
 std::string toJsonLine(Outcome const& outcome) {
-  return outcome ? line(std::visit([](auto const& held) { return json(held); }, *outcome))
-                 : errorLine(outcome.error().view());
+  if (outcome) {
+    return line(std::visit([](auto const& held) { return json(held); }, *outcome));
+  }
+  Failure const& failure = outcome.error();
+  return failure.offset ? line({{"error", failure.text.view()}, {"offset", *failure.offset}})
+                        : errorLine(failure.text.view());
 }
 
 std::string errorLine(std::string_view error) { return line({{"error", error}}); }
+
+std::string sentence(Gnmi::PathError const& error) {
+  std::string const near = Yaml::didYouMean(error.unknown, error.names);
+  return error.text + (near.empty() ? Gnmi::thereAre(error.names) : near);
+}
 
 std::string drawTree(Node const& root) {
   std::string text;

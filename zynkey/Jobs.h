@@ -4,6 +4,7 @@
 // part of the answer, byte for byte as the decoder made them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <functional>
@@ -15,12 +16,13 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
+#include "gnmi/Path.h"
 #include "model/Schema.h"
 #include "model/Value.h"
 
 namespace ZynKey {
 
-enum class Op : std::uint8_t { Decode, Scalar, Filter, Split };
+enum class Op : std::uint8_t { Decode, Scalar, Filter, Split, Path };
 
 /** Paths, or one name, and the texts of their values. */
 using Keys = std::vector<std::pair<std::string, std::string>>;
@@ -32,8 +34,10 @@ struct Request {
   Zyn::ZynType type;
   bool s4 = false;
   Keys keys;
-  /** Split only. */
+  /** Split and Path only. */
   std::string path;
+  /** Path only: the entity that the path starts from. */
+  Zyn::ZynType root = {};
 };
 
 /** Every key there is. */
@@ -41,10 +45,28 @@ struct All {};
 /** Sorted by attribute name. */
 using Filter = std::vector<std::pair<std::string, Model::ValuePtr>>;
 using Elements = std::vector<std::string>;
+/** What a path selects of each keyed collection that it passes. */
+struct Selected {
+  Zyn::ZynAttr collection;
+  std::variant<Model::ValuePtr, All, Filter> keys;
+};
+struct Selections {
+  std::string path;
+  std::vector<Selected> collections;
+};
 
-using Answer = std::variant<Model::ValuePtr, All, Filter, Elements>;
-/** An answer, or the error text that came with the key. */
-using Outcome = std::expected<Answer, Velko::String>;
+using Answer = std::variant<Model::ValuePtr, All, Filter, Elements, Selections>;
+
+/** The error text that came with the key. */
+struct Failure {
+  Failure(Velko::String text) : text(std::move(text)) {}
+  Failure(Velko::String text, std::size_t offset) : text(std::move(text)), offset(offset) {}
+
+  Velko::String text;
+  /** Of a path: the byte that the text is about. */
+  std::optional<std::size_t> offset;
+};
+using Outcome = std::expected<Answer, Failure>;
 
 /** Is shown the tree of a key before it is instantiated. */
 using ShowTree = std::function<void(Drovan::ZynKeyDecoder::KeyElemNode const&)>;
@@ -63,6 +85,9 @@ std::string toText(Answer const& answer);
 /** One JSON object in one line, with its end; bytes that are not UTF-8 become U+FFFD. */
 std::string toJsonLine(Outcome const& outcome);
 std::string errorLine(std::string_view error);
+
+/** `error` as a sentence that names what exists: near names where there are some. */
+std::string sentence(Gnmi::PathError const& error);
 
 /** The tree, children in declaration order, leaves with their values. */
 std::string drawTree(Drovan::ZynKeyDecoder::KeyElemNode const& root);

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <set>
 
 #include "Trouble.h"
+#include "gnmi/Resolve.h"
 #include "schema/Nearest.h"
 
 namespace ZynKey {
@@ -57,6 +60,48 @@ std::expected<Zyn::ZynAttr, std::string> Names::collection(std::string_view name
   return remembered(
       collections_, name, [this](std::string_view text) { return findCollection(schema_, text); },
       [&] { return "unknown collection " + inQuotes(name) + Yaml::didYouMean(name, collectionNames(schema_, false)); });
+}
+
+std::expected<Zyn::ZynType, std::string> Names::root(std::string_view name) {
+  if (!name.empty()) {
+    return type(name);
+  }
+  if (root_.empty()) {
+    auto const found = rootOf(schema_);
+    if (!found) {
+      return found;
+    }
+    root_ = *found;
+  }
+  return root_;
+}
+
+std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema) {
+  std::vector<Zyn::ZynType> entities;
+  std::set<std::string_view> parts;
+  for (std::string const& name : schema.names()) {
+    Zyn::ZynType const type = schema.find(name);
+    if (Model::kindOf(type) != Model::Kind::Entity) {
+      continue;
+    }
+    entities.push_back(type);
+    for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+      if ((*attr).attrType() != type) {
+        parts.insert((*attr).attrType().name());
+      }
+    }
+  }
+  std::vector<Zyn::ZynType> roots;
+  std::ranges::copy_if(entities, std::back_inserter(roots), [&](auto type) { return !parts.contains(type.name()); });
+  if (roots.size() == 1) {
+    return roots.front();
+  }
+  std::vector<std::string> names;
+  for (Zyn::ZynType const type : roots.empty() ? entities : roots) {
+    names.push_back(nameOf(schema, type));
+  }
+  return std::unexpected("which entity do paths start from? Name it with --root, or \"root\" in a request" +
+                         Gnmi::thereAre(names));
 }
 
 std::string nameOf(Model::Schema const& schema, Zyn::ZynType type) {

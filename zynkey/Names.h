@@ -29,12 +29,18 @@ class Names {
 
   std::expected<Zyn::ZynType, std::string> type(std::string_view name);
   std::expected<Zyn::ZynAttr, std::string> collection(std::string_view name);
+  /** Where paths start: the entity of that name; without a name, the one entity that no other is made of. */
+  std::expected<Zyn::ZynType, std::string> root(std::string_view name);
 
  private:
   Model::Schema const& schema_;
   std::map<std::string, Zyn::ZynType, std::less<>> types_;
   std::map<std::string, Zyn::ZynAttr, std::less<>> collections_;
+  Zyn::ZynType root_;
 };
+
+/** The one entity that no other entity is made of. */
+std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema);
 
 /** The shortest name under which the schema finds the type. */
 std::string nameOf(Model::Schema const& schema, Zyn::ZynType type);

@@ -15,7 +15,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-enum Field : std::uint8_t { OpField, CollectionField, TypeField, S4Field, KeysField, PathField, fieldCount };
+enum Field : std::uint8_t { OpField, CollectionField, TypeField, S4Field, KeysField, PathField, RootField, fieldCount };
 
 struct FieldRow {
   std::string_view name;
@@ -28,7 +28,8 @@ constexpr std::array<FieldRow, fieldCount> fields = {{{"op", textShape},
                                                       {"type", textShape},
                                                       {"s4", "true or false"},
                                                       {"keys", "a list of [path, value] pairs of texts"},
-                                                      {"path", textShape}}};
+                                                      {"path", textShape},
+                                                      {"root", textShape}}};
 
 constexpr unsigned bit(Field field) { return 1U << field; }
 
@@ -40,12 +41,13 @@ struct OpRow {
 };
 
 constexpr unsigned keyFields = bit(OpField) | bit(CollectionField) | bit(KeysField);
-constexpr unsigned splitFields = bit(OpField) | bit(PathField);
-constexpr std::array<OpRow, 4> ops = {{
+constexpr unsigned pathFields = bit(OpField) | bit(PathField);
+constexpr std::array<OpRow, 5> ops = {{
     {"decode", Op::Decode, keyFields, keyFields | bit(S4Field)},
     {"scalar", Op::Scalar, keyFields, keyFields | bit(S4Field) | bit(TypeField)},
     {"filter", Op::Filter, keyFields, keyFields | bit(S4Field)},
-    {"split", Op::Split, splitFields, splitFields},
+    {"split", Op::Split, pathFields, pathFields},
+    {"path", Op::Path, pathFields, pathFields | bit(S4Field) | bit(RootField)},
 }};
 
 /** "; did you mean ...", or all there are: the tables are short. */
@@ -214,7 +216,13 @@ std::expected<Request, std::string> readRequest(std::string_view json, Names& na
                   .s4 = reader.s4,
                   .keys = std::move(reader.keys),
                   .path = std::move(reader.texts[PathField])};
-  if (op->op != Op::Split) {
+  if (op->op == Op::Path) {
+    auto const root = names.root(reader.texts[RootField]);
+    if (!root) {
+      return std::unexpected(root.error());
+    }
+    request.root = *root;
+  } else if (op->op != Op::Split) {
     auto const collection = names.collection(reader.texts[CollectionField]);
     if (!collection) {
       return std::unexpected(collection.error());

@@ -4,10 +4,11 @@
 //              {"op": "scalar", "collection": "Device.vlan", "type": "U16", "keys": [["id", "7"]]}
 //              {"op": "filter", "collection": "Vrf.route", "keys": [["vrf", "red"], ["tag", "*"]]}
 //              {"op": "split", "path": "a__b"}
+//              {"op": "path", "path": "/vrf[name=red]/route[vrf=red]", "root": "Device", "s4": false}
 //   refused    what is no JSON (invalid UTF-8 included), no object, or longer than one value; a field that is unknown,
 //              missing, written twice, of the wrong shape, or not one of the operation; an unknown collection or type
 //
-// "s4" and "type" may be left out. Fields come in any order.
+// "s4", "type" and "root" may be left out. Fields come in any order.
 #pragma once
 
 #include <expected>

@@ -1,7 +1,7 @@
 // The command `zynkey`: the decoder's jobs, and a look at schemas, for a person and for scripts.
 //
-// Exit status: 0 done; 1 a key did not decode, its error text the last line of stderr; 2 wrong usage, a bad schema, or
-// files that cannot be read or written.
+// Exit status: 0 done; 1 a key did not decode, its error text the last line of stderr, but for a path, which follows
+// with a caret below the place; 2 wrong usage, a bad schema, or files that cannot be read or written.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,6 +14,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -21,6 +22,8 @@
 #include <vector>
 
 #include "Batch.h"
+#include "Caret.h"
+#include "Complete.h"
 #include "Describe.h"
 #include "ExampleSchema.h"
 #include "Jobs.h"
@@ -56,6 +59,8 @@ struct Options {
   std::string type;
   std::string file;
   std::string path;
+  std::string root;
+  /** Keys of a collection, or paths. */
   std::vector<std::string> keys;
   unsigned jobs = 1;
   bool s4 = false;
@@ -122,12 +127,17 @@ Status report(Outcome const& outcome, bool json) {
     return done;
   }
   flushOut();
-  writeError(outcome.error().view());
+  writeError(outcome.error().text.view());
   writeError("\n");
   return notDecoded;
 }
 
 // ---- the subcommands
+
+/** The tree goes to stderr, where it is wanted. */
+ShowTree treeOf(Options const& options) {
+  return options.tree ? ShowTree([](auto const& root) { writeError(drawTree(root)); }) : ShowTree();
+}
 
 /** decode, scalar, filter. */
 Status decodeKeys(Op op, Options const& options) {
@@ -145,11 +155,7 @@ Status decodeKeys(Op op, Options const& options) {
     throw Trouble(*flaw);
   }
   Model::enableTraces("ZynKeyDecoder", options.trace);
-  ShowTree showTree;
-  if (options.tree) {
-    showTree = [](auto const& root) { writeError(drawTree(root)); };
-  }
-  return report(run(request, showTree), options.json);
+  return report(run(request, treeOf(options)), options.json);
 }
 
 Status split(Options const& options) {
@@ -157,6 +163,25 @@ Status split(Options const& options) {
   request.op = Op::Split;
   request.path = options.path;
   return report(run(request), options.json);
+}
+
+/** Each path is answered, also after one that is wrong. */
+Status paths(Options const& options) {
+  Model::Schema const schema = schemaOf(options);
+  Names names(schema);
+  Request request{.op = Op::Path, .collection = {}, .type = {}, .s4 = options.s4, .keys = {}, .path = {}};
+  request.root = orTrouble(names.root(options.root));
+  Model::enableTraces("ZynKeyDecoder", options.trace);
+  Status status = done;
+  for (std::string const& path : options.keys) {
+    request.path = path;
+    Outcome const outcome = run(request, treeOf(options));
+    if (report(outcome, options.json) != done) {
+      writeError(caret(path, outcome.error().offset.value_or(0)));
+      status = notDecoded;
+    }
+  }
+  return status;
 }
 
 Status types(Options const& options) {
@@ -253,6 +278,14 @@ class CommandLine {
     split->add_option("PATH", options_.path, "The path")->required()->option_text(" ");
     addJson(split);
 
+    CLI::App* const path =
+        command("path", "Print what a path selects of each keyed collection that it passes",
+                "zynkey path '/vrf[name=red]/route[vrf=red][protocol=bgp]'", [this] { return paths(options_); });
+    path->add_option("--root", options_.root, "The entity that paths start from; the one that no other is made of")
+        ->type_name("TYPE");
+    addDecoding(path);
+    addKeys(path, "PATH", "gNMI paths: /element[key=value]/...; a key that is left out or * is any");
+
     CLI::App* const types = command("types", "Print what the schema holds: all of it, or one type",
                                     "zynkey types RouteKey", [this] { return ZynKey::types(options_); });
     CLI::Option* const type = types->add_option("TYPE", options_.type, "The type")->option_text(" ");
@@ -277,6 +310,10 @@ class CommandLine {
   }
 
   Status run(int argc, char const* const* argv) {
+    std::span const words(argv, static_cast<std::size_t>(argc));
+    if (words.size() > 2 && std::string_view(words[1]) == "complete") {
+      return complete({words.begin() + 2, words.end()});
+    }
     // The parser takes its arguments from the back.
     std::vector<std::string> arguments;
     for (int i = argc - 1; i > 0; --i) {
@@ -305,6 +342,83 @@ class CommandLine {
   }
 
  private:
+  /**
+   * For the shell: what the last of the words may become, one a line, with a blank where it ends. The words are those
+   * after the command's name, as typed so far. What cannot be completed, for whatever reason, is answered with nothing.
+   */
+  Status complete(std::vector<std::string> words) {
+    std::string current = std::move(words.back());
+    words.pop_back();
+    std::string before;
+    if (std::size_t const end = current.find('='); current.starts_with("--") && end != std::string::npos) {
+      words.push_back(current.substr(0, end));
+      before = current.substr(0, end + 1);
+      current.erase(0, end + 1);
+    }
+    std::string const previous = words.empty() ? "" : words.back();
+    if (std::ranges::any_of(commands_, [&](Command const& known) { return takesValue(known.app, previous); })) {
+      // The value is what is being typed; the parser would give up without it.
+      words.emplace_back();
+    }
+    std::ranges::reverse(words);
+    std::ranges::transform(words, words.begin(), guarded);
+    try {
+      app_.parse(std::move(words));
+    } catch (CLI::ParseError const&) {
+      // The line is not whole yet. What has been typed of it is in the options all the same.
+    }
+    CLI::App* const chosen = app_.get_subcommands().empty() ? nullptr : app_.get_subcommands().front();
+    for (Command const& command : commands_) {
+      if (command.app == chosen) {
+        takeArguments(command);
+      }
+    }
+    for (std::string const& candidate : candidates(chosen, previous, current)) {
+      writeOut(candidate.starts_with(current) ? before + candidate + '\n' : "");
+    }
+    return done;
+  }
+
+  std::vector<std::string> candidates(CLI::App const* chosen, std::string const& previous, std::string const& current) {
+    std::vector<std::string> names;
+    std::string const command = chosen == nullptr ? "" : chosen->get_name();
+    if (current.starts_with('-')) {
+      names = optionNames(chosen == nullptr ? &app_ : chosen);
+    } else if (chosen == nullptr) {
+      for (Command const& known : commands_) {
+        names.push_back(known.app->get_name());
+      }
+    } else if (takesValue(chosen, previous) || command == "types" || command == "s4") {
+      names = previous == "--collection" ? collectionNames(schemaOf(options_), false)
+              : previous == "--jobs"     ? std::vector<std::string>()
+                                         : typeNames(previous == "--root");
+    } else if (command == "path") {
+      Model::Schema const schema = schemaOf(options_);
+      return completePath(orTrouble(Names(schema).root(options_.root)), current);
+    }
+    for (std::string& name : names) {
+      name += ' ';
+    }
+    return names;
+  }
+
+  bool takesValue(CLI::App const* chosen, std::string const& name) const {
+    CLI::Option const* const option = name.starts_with("--") ? chosen->get_option_no_throw(name) : nullptr;
+    return option != nullptr && option->get_items_expected_max() != 0;
+  }
+
+  std::vector<std::string> typeNames(bool entitiesOnly) const {
+    Model::Schema const schema = schemaOf(options_);
+    std::vector<std::string> names;
+    for (std::string const& full : schema.names()) {
+      Zyn::ZynType const type = schema.find(full);
+      if (!entitiesOnly || Model::kindOf(type) == Model::Kind::Entity) {
+        names.push_back(nameOf(schema, type));
+      }
+    }
+    return names;
+  }
+
   CLI::App* command(std::string const& name, std::string const& what, std::string const& example,
                     std::function<Status()> run) {
     CLI::App* const app = app_.add_subcommand(name, what);
@@ -320,12 +434,16 @@ class CommandLine {
     app->add_option("--collection", options_.collection, "The keyed collection: Type.attribute")
         ->type_name("C")
         ->required();
-    app->add_flag("--s4", options_.s4, "Take the s4 text of types that have one");
-    app->add_flag("--trace", options_.trace, "Traces of the decoder on stderr");
-    app->add_flag("--tree", options_.tree, "The tree of the key on stderr, where there is one: for decode");
-    addJson(app);
+    addDecoding(app);
     addKeys(app, keys, keysHelp);
     return app;
+  }
+
+  void addDecoding(CLI::App* app) {
+    app->add_flag("--s4", options_.s4, "Take the s4 text of types that have one");
+    app->add_flag("--trace", options_.trace, "Traces of the decoder on stderr");
+    app->add_flag("--tree", options_.tree, "The tree of the key on stderr, where there is one: for decode and path");
+    addJson(app);
   }
 
   void addJson(CLI::App* app) { app->add_flag("--json", options_.json, "Print one JSON object"); }
@@ -342,7 +460,8 @@ class CommandLine {
     for (std::string& key : options_.keys) {
       key = unguarded(key);
     }
-    for (std::string* text : {&options_.schema, &options_.collection, &options_.type, &options_.file, &options_.path}) {
+    for (std::string* text :
+         {&options_.schema, &options_.collection, &options_.type, &options_.file, &options_.path, &options_.root}) {
       *text = unguarded(*text);
     }
   }

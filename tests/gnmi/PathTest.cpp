@@ -1,0 +1,213 @@
+// Texts and paths: what is read, what is refused and where, and that every path comes back from its text.
+#include "gnmi/Path.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+
+namespace Gnmi {
+namespace {
+
+using namespace std::string_view_literals;
+
+/** One line, with what the text said in quotes: `origin "o"; "a" "k"="v"; "b"`. */
+std::string shown(std::expected<Path, PathError> const& path) {
+  if (!path) {
+    return "at " + std::to_string(path.error().offset) + ": " + path.error().text;
+  }
+  auto const quoted = [](std::string const& text) { return '"' + text + '"'; };
+  std::string text = path->origin.empty() ? "" : "origin " + quoted(path->origin);
+  for (Element const& element : path->elements) {
+    text += (text.empty() ? "" : "; ") + quoted(element.name);
+    for (Key const& key : element.keys) {
+      text += " " + quoted(key.name) + "=" + quoted(key.value);
+    }
+  }
+  return text.empty() ? "the root" : text;
+}
+
+struct Row {
+  std::string_view text;
+  std::string_view result;
+};
+
+TEST(Path, Reads) {
+  Row const rows[] = {
+      {"/", "the root"},
+      {"", "the root"},
+      {"/a", "\"a\""},
+      {"a", "\"a\""},
+      {"/a/", "\"a\""},
+      {"a/b", "\"a\"; \"b\""},
+      {"/a/b[k=v][k2=v2]/c", "\"a\"; \"b\" \"k\"=\"v\" \"k2\"=\"v2\"; \"c\""},
+      {"/a[k=v]/", "\"a\" \"k\"=\"v\""},
+      {"/a[k=]", "\"a\" \"k\"=\"\""},
+      {"/a[k=v][k=w]", "\"a\" \"k\"=\"v\" \"k\"=\"w\""},
+      // What is special elsewhere stands for itself in a value.
+      {"/a[k=b/c]/d", "\"a\" \"k\"=\"b/c\"; \"d\""},
+      {"/a[k=[b[]", "\"a\" \"k\"=\"[b[\""},
+      {"/a[k==b=c]", "\"a\" \"k\"=\"=b=c\""},
+      {"/a[k=o:/b]", "\"a\" \"k\"=\"o:/b\""},
+      {"/a[k= b ]", "\"a\" \"k\"=\" b \""},
+      {"/a[k=\"b'c]", "\"a\" \"k\"=\"\"b'c\""},
+      {"/a[k=*]/*/...", "\"a\" \"k\"=\"*\"; \"*\"; \"...\""},
+      // Backslashes.
+      {R"(/a[k=\]])", R"("a" "k"="]")"},
+      {R"(/a[k=\\])", R"("a" "k"="\")"},
+      {R"(/a[k=\\\]\\])", R"("a" "k"="\]\")"},
+      {R"(/a[k=\/\[\=\:])", R"("a" "k"="/[=:")"},
+      {R"(/a\/b\[c\]\\d)", R"("a/b[c]\d")"},
+      {R"(/a[k\=\[\]\\l=v])", R"("a" "k=[]\l"="v")"},
+      // Names.
+      {"/m:a/m:b[m:k=v]", "\"m:a\"; \"m:b\" \"m:k\"=\"v\""},
+      {"m:a/b", "\"m:a\"; \"b\""},
+      {"/a=b/ c ", "\"a=b\"; \" c \""},
+      {"/a[b/c=d]", "\"a\" \"b/c\"=\"d\""},
+      {"/a\0b[\0=\0]"sv, "\"a\0b\" \"\0\"=\"\0\""sv},
+      {"/\xff[\x80=\xc3]", "\"\xff\" \"\x80\"=\"\xc3\""},
+      // Origins: only before the first slash, and only of a path that has one.
+      {"o:/", "origin \"o\""},
+      {"o:/a[k=v]", "origin \"o\"; \"a\" \"k\"=\"v\""},
+      {"a:b c:/d", "origin \"a:b c\"; \"d\""},
+      {"/o:/a", "\"o:\"; \"a\""},
+      {"a/b:/c", "\"a\"; \"b:\"; \"c\""},
+      {R"(a\:/b)", "\"a:\"; \"b\""},
+      {"a:b", "\"a:b\""},
+      {"a:", "\"a:\""},
+  };
+  for (auto const& [text, result] : rows) {
+    EXPECT_EQ(shown(parsePath(text)), result) << text;
+  }
+}
+
+TEST(Path, RefusesWithTheByteAndWhatWouldFit) {
+  Row const rows[] = {
+      {"//", "at 1: expected the name of an element; found '/'"},
+      {"/a//b", "at 3: expected the name of an element; found '/'"},
+      {"/[k=v]", "at 1: expected the name of an element; found '['"},
+      {"[k=v]", "at 0: expected the name of an element; found '['"},
+      {"/]", "at 1: expected the name of an element; found ']'"},
+      {"/a]", "at 2: expected '[' before the name of a key; found ']'"},
+      {"/a/k=v]", "at 6: expected '[' before the name of a key; found ']'"},
+      {"/a[", "at 3: expected the name of a key; found the end"},
+      {"/a[=v]", "at 3: expected the name of a key; found '='"},
+      {"/a[]", "at 3: expected the name of a key; found ']'"},
+      {"/a[k]", "at 4: expected '=' after the name of a key; found ']'"},
+      {"/a[k", "at 4: expected '=' after the name of a key; found the end"},
+      {"/a[k[l=v]", "at 4: expected '=' after the name of a key; found '['"},
+      {"/a[k=v", "at 6: expected ']' after the value; found the end"},
+      {"/a[k=", "at 5: expected ']' after the value; found the end"},
+      {"/a[k=v/b", "at 8: expected ']' after the value; found the end"},
+      {"/a[[k=v]", "at 3: expected the name of a key; found '['"},
+      {"/a[k=v]b", "at 7: expected '/' or '[' after a key; found 'b'"},
+      {"/a[k=v]]", "at 7: expected '/' or '[' after a key; found ']'"},
+      {"/a[k=v]\0"sv, "at 7: expected '/' or '[' after a key; found byte 0x00"},
+      {"/a[k=v]\xff", "at 7: expected '/' or '[' after a key; found byte 0xff"},
+      {"/a[k=v]\x7f", "at 7: expected '/' or '[' after a key; found byte 0x7f"},
+      {"/a[k=v] ", "at 7: expected '/' or '[' after a key; found ' '"},
+      {R"(/a\b)", R"(at 3: expected one of \ / [ ] = : after '\'; found 'b')"},
+      {R"(/a[k\n=v])", R"(at 5: expected one of \ / [ ] = : after '\'; found 'n')"},
+      {R"(/a[k=\n])", R"(at 6: expected one of \ / [ ] = : after '\'; found 'n')"},
+      {R"(/a[k=v\)", R"(at 7: expected one of \ / [ ] = : after '\'; found the end)"},
+      {R"(/a[k=v\])", R"(at 8: expected ']' after the value; found the end)"},
+      {"/a[k=\\\0]"sv, R"(at 6: expected one of \ / [ ] = : after '\'; found byte 0x00)"},
+      {":/a", "at 0: expected an origin before ':'; found ':'"},
+      {"a=b:/c", "at 1: expected an origin without ']' and '='; found '='"},
+      {"a]:/c", "at 1: expected an origin without ']' and '='; found ']'"},
+      {"a[k=v]:/c", "at 6: expected '/' or '[' after a key; found ':'"},
+  };
+  for (auto const& [text, result] : rows) {
+    EXPECT_EQ(shown(parsePath(text)), result) << text;
+  }
+}
+
+TEST(Path, TellsWhereNamesAndValuesStand) {
+  Path const path = *parsePath(R"(o:/a\/b[k\=l=v\]w][m=]/c)");
+  Element const& first = path.elements[0];
+  EXPECT_EQ(first.at, 3U);
+  EXPECT_EQ(first.keys[0].nameAt, 8U);
+  EXPECT_EQ(first.keys[0].valueAt, 13U);
+  EXPECT_EQ(first.keys[1].nameAt, 19U);
+  EXPECT_EQ(first.keys[1].valueAt, 21U);
+  EXPECT_EQ(path.elements[1].at, 23U);
+}
+
+TEST(Path, FormatsWithNoMoreBackslashesThanNeeded) {
+  EXPECT_EQ(formatPath({}), "/");
+  EXPECT_EQ(formatPath({.origin = "o", .elements = {}}), "o:/");
+  EXPECT_EQ(formatPath(*parsePath(R"(o:a\:b/c[k=\/\[\=\:\]\\]/)")), R"(/o:a:b/c[k=/[=:\]\\])");
+  EXPECT_EQ(formatPath({.origin = "", .elements = {{.name = "/[]\\=:", .keys = {{.name = "/[]\\=:", .value = ""}}}}}),
+            R"(/\/\[\]\\=:[/\[\]\\\=:=])");
+}
+
+/** Bytes of the grammar come up often. */
+std::string randomText(std::mt19937_64& random, std::size_t least) {
+  constexpr std::string_view often = "\\/[]=:*a_\0\xff\""sv;
+  std::string text;
+  for (std::size_t left = least + random() % 6; left != 0; --left) {
+    text += random() % 2 == 0 ? often[random() % often.size()] : static_cast<char>(random());
+  }
+  return text;
+}
+
+TEST(Path, ComesBackFromItsText) {
+  char const* const given = std::getenv("PATH_SEED");
+  std::uint64_t const seed = given == nullptr ? std::random_device()() : std::strtoull(given, nullptr, 10);
+  SCOPED_TRACE("PATH_SEED=" + std::to_string(seed));
+  RecordProperty("seed", std::to_string(seed));
+  std::mt19937_64 random(seed);
+  for (int round = 0; round != 100000; ++round) {
+    Path path;
+    for (std::size_t left = random() % 4; left != 0; --left) {
+      Element& element = path.elements.emplace_back();
+      element.name = randomText(random, 1);
+      for (std::size_t keys = random() % 3; keys != 0; --keys) {
+        element.keys.push_back({.name = randomText(random, 1), .value = randomText(random, 0)});
+      }
+    }
+    path.origin = random() % 4 == 0 ? "open config:1" : "";
+    std::string const text = formatPath(path);
+    auto const again = parsePath(text);
+    ASSERT_TRUE(again) << text << ": " << again.error().text;
+    ASSERT_EQ(*again, path) << text;
+    ASSERT_EQ(formatPath(*again), text);
+  }
+}
+
+TEST(Path, AnyLengthIsReadInOneGo) {
+  constexpr std::size_t million = 1000000;
+  std::string keys = "/a";
+  std::string elements;
+  std::string backslashes = "/a[k=";
+  for (std::size_t i = 0; i != million; ++i) {
+    keys += "[k=v]";
+    elements += "/a";
+    backslashes += "\\]";
+  }
+  backslashes += "]";
+  std::string const huge(std::size_t{64} << 20U, 'v');
+  auto const start = std::chrono::steady_clock::now();
+  EXPECT_EQ(parsePath(keys)->elements[0].keys.size(), million);
+  EXPECT_EQ(parsePath(elements)->elements.size(), million);
+  EXPECT_EQ(parsePath(backslashes)->elements[0].keys[0].value.size(), million);
+  EXPECT_EQ(parsePath("/a[k=" + huge + "]")->elements[0].keys[0].value.size(), huge.size());
+  EXPECT_EQ(parsePath("/" + huge)->elements[0].name.size(), huge.size());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+TEST(Path, AnyLengthIsRefusedWhereItGoesWrong) {
+  constexpr std::size_t million = 1000000;
+  EXPECT_EQ(shown(parsePath("/a" + std::string(million, '['))), "at 3: expected the name of a key; found '['");
+  EXPECT_EQ(shown(parsePath("/a" + std::string(million, ']'))),
+            "at 2: expected '[' before the name of a key; found ']'");
+  EXPECT_EQ(shown(parsePath("/a[k=" + std::string(million, '['))),
+            "at 1000005: expected ']' after the value; found the end");
+  EXPECT_EQ(shown(parsePath("/a[k=" + std::string(million, '"'))),
+            "at 1000005: expected ']' after the value; found the end");
+}
+
+}  // namespace
+}  // namespace Gnmi

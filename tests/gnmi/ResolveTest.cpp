@@ -1,0 +1,359 @@
+// What keys and paths select, over the embedded provider, whose values can be read.
+#include "gnmi/Resolve.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <optional>
+
+#include "model/Runtime.h"
+#include "model/Schema.h"
+#include "model/Value.h"
+
+namespace Gnmi {
+namespace {
+
+using Drovan::ZynKeyDecoder;
+using Model::core;
+using Model::Kind;
+
+std::string shown(Selection const& selection) {
+  if (auto const* const single = std::get_if<ZynKeyDecoder::Single>(&selection)) {
+    return "exact " + Model::print(*single->value);
+  }
+  std::vector<std::string> parts;
+  for (auto const& [attr, value] : std::get<ZynKeyDecoder::Multiple>(selection).values) {
+    parts.push_back(std::string(" ") + attr.name() + "=" + Model::print(*value));
+  }
+  std::ranges::sort(parts);
+  std::string text = parts.empty() ? "every" : "filter";
+  for (std::string const& part : parts) {
+    text += part;
+  }
+  return text;
+}
+
+class Resolve : public testing::Test {
+ protected:
+  ~Resolve() override {
+    for (Model::Memory const& tag : Model::memory()) {
+      EXPECT_EQ(tag.elements, 0) << tag.tag;
+    }
+  }
+
+  Model::Schema schema;
+  Model::Module& module = schema.module("Test");
+  Zyn::ZynType const colour = module.enumeration("Colour", {{"red", 0}, {"blue", 1}});
+  Zyn::ZynType const vlan = module.wrapper("Vlan", core(Kind::U16));
+  Zyn::ZynType const peer = module.unionOf("Peer", {{"number", core(Kind::U32)}, {"address", core(Kind::IpAddress)}});
+  Zyn::ZynType const range = module.value("Range")
+                                 .attr("low", core(Kind::U16))
+                                 .attr("high", core(Kind::U16))
+                                 .args({"low", "high"})
+                                 .gnmi("{low}-{high}");
+  Zyn::ZynType const pair = module.value("Pair")
+                                .attr("vrf", core(Kind::String))
+                                .attr("colour", colour)
+                                .attr("tag", core(Kind::U32))
+                                .args({"vrf", "colour"})
+                                .s4({{"vrf", 1}, {"colour", 2}, {"tag", 3}});
+  Zyn::ZynType const site =
+      module.value("Site").attr("row", core(Kind::U8)).attr("seat", core(Kind::U8)).args({"row", "seat"});
+  // `site` is built from what stands under its name, or from `row` and `seat` beside it.
+  Zyn::ZynType const nested = module.value("Nested")
+                                  .attr("site", site)
+                                  .attr("row", core(Kind::U8))
+                                  .attr("seat", core(Kind::U8))
+                                  .attr("id", core(Kind::U32))
+                                  .args({"site", "id"});
+  // An attribute of the key has the name of the attribute that holds the key.
+  Zyn::ZynType const own = module.value("Own").attr("key", core(Kind::U8)).attr("other", core(Kind::U8)).args({"key"});
+  Zyn::ZynType const free = module.value("Free").attr("x", core(Kind::U8)).attr("y", core(Kind::U8));
+  Zyn::ZynType const rootType = module.entity("Root");
+
+  Zyn::ZynType keyed(std::string_view name, Zyn::ZynType key, std::optional<std::string_view> by = "key",
+                     std::string_view held = "key") {
+    Zyn::ZynType const entry = module.entity(std::string(name) + "Entry").attr(held, key).attr("leaf", core(Kind::U8));
+    module.extend(rootType).keyed(name, entry, by, key);
+    return entry;
+  }
+
+  void SetUp() override {
+    keyed("string", core(Kind::String), "name", "name");
+    keyed("colour", colour);
+    keyed("vlan", vlan);
+    keyed("peer", peer);
+    keyed("range", range);
+    Zyn::ZynType const entry = keyed("pair", pair);
+    keyed("nested", nested);
+    keyed("own", own);
+    keyed("free", free);
+    keyed("nameless", core(Kind::U8), std::nullopt);
+    keyed("stray", core(Kind::U8), "number");
+    keyed("namelessPair", pair, std::nullopt);
+    keyed("strayPair", pair, "number");
+    module.extend(entry).keyed("inner", entry, "key");
+    module.extend(rootType).list("event", entry).attr("leaf", core(Kind::U8)).attr("m:leaf", core(Kind::String));
+    // The entries hold their key in an attribute that came too late for the collection to know its type.
+    Zyn::ZynType const late = module.entity("LateEntry");
+    module.extend(rootType).keyed("late", late, "key");
+    module.extend(late).attr("key", core(Kind::U8));
+  }
+
+  /** What each element selects, or the error with its offset and the names that exist. */
+  std::string at(std::string_view path, Options const& options = {}) const {
+    auto const found = resolve(rootType, path, options);
+    if (!found) {
+      return "at " + std::to_string(found.error().offset) + ": " + found.error().text + thereAre(found.error().names);
+    }
+    std::string text;
+    for (Resolved const& one : *found) {
+      text += (text.empty() ? "" : "; ") + std::string(one.collection.name()) + " " + shown(one.selection);
+    }
+    return text;
+  }
+};
+
+struct Row {
+  std::string_view path;
+  std::string_view result;
+};
+
+TEST_F(Resolve, AKeyOfOneValue) {
+  Row const rows[] = {
+      {"/string[name=eth0]", "string exact \"eth0\""},
+      {"/string[name=]", "string exact \"\""},
+      {"/string[name=*]", "string every"},
+      {"/string", "string every"},
+      {R"(/string[name=\]a/b])", "string exact \"]a/b\""},
+      {"/colour[key=red]", "colour exact 'red'"},
+      {"/vlan[key=7]", "vlan exact Test::Vlan(7)"},
+      {"/peer[key=7]", "peer exact Test::Peer(number=7)"},
+      {"/peer[key=10.0.0.1]", "peer exact Test::Peer(address=10.0.0.1)"},
+      {"/range[key=1-2]", "range exact Test::Range(low=1, high=2)"},
+      {"/nameless[anything=7]", "nameless exact 7"},
+      {"/stray[number=7]", "stray exact 7"},
+      // The other way round.
+      {"/string[id=eth0]", "at 8: unknown key 'id' of 'string'; there is 'name'"},
+      {"/string[name__x=eth0]", "at 8: unknown key 'name__x' of 'string'; there is 'name'"},
+      {"/stray[key=7]", "at 7: unknown key 'key' of 'stray'; there is 'number'"},
+      {"/range[low=1][high=2]", "at 7: unknown key 'low' of 'range'; there is 'key'"},
+      {"/string[name=a][name=b]", "at 16: key 'name' is given twice; there is 'name'"},
+      {"/string[name=*][name=*]", "at 16: key 'name' is given twice; there is 'name'"},
+      {"/string[name=a][leaf=1]", "at 16: key 'leaf' is one too many: the key is one value; there is 'name'"},
+      {"/nameless[a=1][b=2]", "at 15: key 'b' is one too many: the key is one value"},
+      {"/vlan[key=65536]", "at 10: Zyn::U16: '65536' does not fit: a decimal number from 0 to 65535"},
+      {"/colour[key=RED]", "at 12: Test::Colour: ''RED'' does not fit: 'red', 'blue'"},
+      {"/peer[key=eth0]", "at 10: 'eth0' doesn't match any alternatives of Union type 'Test::Peer'"},
+  };
+  for (auto const& [path, result] : rows) {
+    EXPECT_EQ(at(path), result) << path;
+  }
+}
+
+TEST_F(Resolve, AKeyOfSeveralParts) {
+  Row const rows[] = {
+      // All it is built from; what it need not have completes it.
+      {"/pair[vrf=a][colour=red]", "pair exact Test::Pair(vrf=\"a\", colour='red')"},
+      {"/pair[colour=red][vrf=a]", "pair exact Test::Pair(vrf=\"a\", colour='red')"},
+      {"/pair[vrf=a][colour=red][tag=7]", "pair exact Test::Pair(vrf=\"a\", colour='red', tag=7)"},
+      {"/pair[key__vrf=a][colour=red][key__tag=7]", "pair exact Test::Pair(vrf=\"a\", colour='red', tag=7)"},
+      {"/namelessPair[vrf=a][colour=red]", "namelessPair exact Test::Pair(vrf=\"a\", colour='red')"},
+      {"/strayPair[vrf=a][colour=red]", "strayPair exact Test::Pair(vrf=\"a\", colour='red')"},
+      {"/strayPair[number__vrf=a][colour=red]", "strayPair exact Test::Pair(vrf=\"a\", colour='red')"},
+      {"/free[x=1]", "free exact Test::Free(x=1)"},
+      // One left out, one open, all open, none.
+      {"/pair[vrf=a]", "pair filter vrf=\"a\""},
+      {"/pair[vrf=a][colour=*]", "pair filter vrf=\"a\""},
+      {"/pair[key__vrf=a][colour=*]", "pair filter vrf=\"a\""},
+      {"/pair[vrf=a][colour=red][tag=*]", "pair filter colour='red' vrf=\"a\""},
+      {"/pair[tag=7]", "pair filter tag=7"},
+      {"/pair[vrf=*][colour=*]", "pair every"},
+      {"/pair[vrf=*]", "pair every"},
+      {"/pair", "pair every"},
+      {"/free", "free every"},
+      {"/namelessPair[tag=7]", "namelessPair filter tag=7"},
+      // Names that are wrong.
+      {"/pair[vfr=a]", "at 6: unknown key 'vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[vrf=a][key=b]", "at 13: unknown key 'key' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[key__vfr=a]", "at 6: unknown key 'key__vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[nokey__vrf=a]",
+       "at 6: unknown key 'nokey__vrf' of 'pair': no 'nokey' in Test::Pair; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[vrf__x=a]", "at 6: unknown key 'vrf__x' of 'pair': no 'x' in Zyn::String"},
+      {"/pair[__vrf=a]", "at 6: unknown key '__vrf' of 'pair': no '' in Test::Pair; there are 'vrf', 'colour', 'tag'"},
+      {"/namelessPair[__vrf=a]",
+       "at 14: unknown key '__vrf' of 'namelessPair': no '' in Test::Pair; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[vrf=a][vrf=a]", "at 13: key 'vrf' is given twice; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[vrf=*][vrf=*]", "at 13: key 'vrf' is given twice; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[vrf=a][key__vrf=a]",
+       "at 13: key 'key__vrf' is given twice, first as 'vrf'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[key__vrf=a][tag=1][vrf=a]",
+       "at 25: key 'vrf' is given twice, first as 'key__vrf'; there are 'vrf', 'colour', 'tag'"},
+      // Values that are wrong: of a whole key, and of a filter.
+      {"/pair[vrf=a][colour=RED]", "at 20: Test::Colour: ''RED'' does not fit: 'red', 'blue'"},
+      {"/pair[colour=RED]", "at 13: Test::Colour: ''RED'' does not fit: 'red', 'blue'"},
+      // A name that is wrong counts before a value that is.
+      {"/pair[colour=RED][vfr=a]", "at 18: unknown key 'vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+  };
+  for (auto const& [path, result] : rows) {
+    EXPECT_EQ(at(path), result) << path;
+  }
+}
+
+TEST_F(Resolve, PartsOfParts) {
+  Row const rows[] = {
+      {"/nested[site__row=1][site__seat=2][id=3]", "nested exact Test::Nested(site=Test::Site(row=1, seat=2), id=3)"},
+      {"/nested[key__site__row=1][site__seat=2][key__id=3]",
+       "nested exact Test::Nested(site=Test::Site(row=1, seat=2), id=3)"},
+      {"/nested[row=1][seat=2][id=3]", "nested exact Test::Nested(site=Test::Site(row=1, seat=2), id=3)"},
+      {"/nested[row=1][id=3]", "nested filter id=3 row=1"},
+      {"/nested[id=3]", "nested filter id=3"},
+      {"/nested[site__row=*][id=3]", "nested filter id=3"},
+      {"/nested[site__row=1][id=3]", "at 8: Filtering nested key 'site__row' is not supported"},
+      {"/nested[site__row=1][site__seat=2]", "at 8: Filtering nested key 'site__row' is not supported"},
+      {"/nested[id=3][key__site__row=1]", "at 14: Filtering nested key 'site__row' is not supported"},
+      {"/nested[site=1][id=3]",
+       "at 8: Expecting a scalar at leaf element 'site'; found composite of type 'Test::Nested'"},
+      {"/nested[site=1]", "at 8: Test::Site: '1' does not fit: it is built from its attributes, not from text"},
+      {"/nested[site__row=1][site__seat=2][site__row=1][id=3]",
+       "at 35: key 'site__row' is given twice; there are 'site', 'row', 'seat', 'id'"},
+      {"/nested[site__row=1][site__seat=999][id=3]",
+       "at 32: Zyn::U8: '999' does not fit: a decimal number from 0 to 255"},
+  };
+  for (auto const& [path, result] : rows) {
+    EXPECT_EQ(at(path), result) << path;
+  }
+}
+
+TEST_F(Resolve, AnAttributeOfTheKeyMayBeCalledAsTheKeyIs) {
+  EXPECT_EQ(at("/own[key=1]"), "own exact Test::Own(key=1)");
+  EXPECT_EQ(at("/own[key__key=1]"), "own exact Test::Own(key=1)");
+  EXPECT_EQ(at("/own[key=1][key__other=2]"), "own exact Test::Own(key=1, other=2)");
+  EXPECT_EQ(at("/own[other=2]"), "own filter other=2");
+  EXPECT_EQ(at("/own[key=1][key__key=1]"),
+            "at 12: key 'key__key' is given twice, first as 'key'; there are 'key', 'other'");
+}
+
+TEST_F(Resolve, ElementsByName) {
+  Row const rows[] = {
+      {"", ""},
+      {"/", ""},
+      {"/leaf", ""},
+      {"/pair/inner/leaf", "pair every; inner every"},
+      {"/pair[tag=1]/inner[vrf=a][colour=red]/inner",
+       "pair filter tag=1; inner exact Test::Pair(vrf=\"a\", "
+       "colour='red'); inner every"},
+      {"/event/inner[tag=1]", "inner filter tag=1"},
+      {"o:/pair", "pair every"},
+      {"/any:pair/some:inner[tag=1]", "pair every; inner filter tag=1"},
+      {"/m:leaf", ""},
+      {"/late", "late every"},
+      {"/pair/innr", "at 6: unknown element 'innr' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/leaf/x", "at 6: unknown element 'x' of Zyn::U8"},
+      {"/pair/a:b:inner", "at 6: unknown element 'a:b:inner' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/pair/:", "at 6: unknown element ':' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/pair/*", "at 6: unknown element '*' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/pair/event[x=1]", "at 6: unknown element 'event' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/pair/leaf[x=1]", "at 11: 'leaf' takes no keys and is none of the keyed collections; there is 'inner'"},
+      {"/pair//", "at 6: expected the name of an element; found '/'"},
+  };
+  for (auto const& [path, result] : rows) {
+    EXPECT_EQ(at(path), result) << path;
+  }
+  for (std::string_view const path : {"/event[x=*]", "/leaf[x=1]", "/late[key=1]"}) {
+    EXPECT_TRUE(at(path).contains("takes no keys and is none of the keyed collections; there are 'string', 'colour', "))
+        << at(path);
+  }
+}
+
+TEST_F(Resolve, AModuleCountsWhereTheCallerKnowsIt) {
+  Options const options = {
+      .moduleOf = [](Zyn::ZynAttr attr) { return std::string_view(attr.name()) == "inner" ? "new" : "old"; }};
+  EXPECT_EQ(at("/old:pair/new:inner", options), "pair every; inner every");
+  EXPECT_EQ(at("/pair/inner", options), "pair every; inner every");
+  EXPECT_EQ(at("/m:leaf", options), "");
+  EXPECT_EQ(at("/old:pair/old:inner", options),
+            "at 10: unknown element 'old:inner' of Test::pairEntry; there are 'key', 'leaf', 'inner'");
+  EXPECT_EQ(at("/:pair/inner", options).substr(0, 29), "at 1: unknown element ':pair'");
+}
+
+TEST_F(Resolve, S4TextsOfTypesThatHaveThem) {
+  Options const s4 = {.useS4Encoding = true};
+  EXPECT_EQ(at("/pair[key=CgFhEAE=]", s4), "pair exact Test::Pair(vrf=\"a\", colour='blue')");
+  EXPECT_EQ(at("/pair[key=*]", s4), "pair every");
+  EXPECT_EQ(at("/pair[vrf=a]", s4), "at 6: unknown key 'vrf' of 'pair'; there is 'key'");
+  EXPECT_EQ(at("/nested[site__row=1][site__seat=2][id=3]", s4),
+            "nested exact Test::Nested(site=Test::Site(row=1, seat=2), id=3)");
+  EXPECT_EQ(keyNames(rootType.attr("pair"), true), std::vector<std::string>{"key"});
+  EXPECT_EQ(keyNames(rootType.attr("pair"), false), (std::vector<std::string>{"vrf", "colour", "tag"}));
+  EXPECT_EQ(keyNames(rootType.attr("nameless"), false), std::vector<std::string>());
+  EXPECT_EQ(keyNames(rootType.attr("leaf"), false), std::vector<std::string>());
+}
+
+TEST_F(Resolve, TheTreeIsShownBeforeTheKeyIsBuilt) {
+  std::size_t children = 0;
+  Options const options = {.showTree = [&](auto const& root) {
+    EXPECT_FALSE(root.value);
+    children = root.children.size();
+  }};
+  EXPECT_EQ(at("/pair[vrf=a][colour=red]", options), "pair exact Test::Pair(vrf=\"a\", colour='red')");
+  EXPECT_EQ(children, 2U);
+}
+
+TEST_F(Resolve, SelectionTellsWhichKeyIsWrong) {
+  Zyn::ZynAttr const pairs = rootType.attr("pair");
+  std::vector<Key> keys = {{.name = "vrf", .value = "a"}, {.name = "colour", .value = "green"}};
+  auto found = select(pairs, keys, {});
+  ASSERT_FALSE(found);
+  EXPECT_EQ(found.error().key, 1U);
+  EXPECT_TRUE(found.error().ofValue);
+  keys[1].name = "color";
+  found = select(pairs, keys, {});
+  ASSERT_FALSE(found);
+  EXPECT_EQ(found.error().key, 1U);
+  EXPECT_FALSE(found.error().ofValue);
+  EXPECT_EQ(found.error().unknown, "color");
+  EXPECT_EQ(found.error().names, (std::vector<std::string>{"vrf", "colour", "tag"}));
+  // What a path built in code lacks are offsets, and nothing else.
+  Path const path = {.origin = "", .elements = {{.name = "pair", .keys = {{.name = "tag", .value = "7"}}}}};
+  EXPECT_EQ(shown(resolve(rootType, path, {})->front().selection), "filter tag=7");
+}
+
+TEST_F(Resolve, NothingToWalkFrom) {
+  auto const found = resolve({}, "/a", {});
+  ASSERT_FALSE(found);
+  EXPECT_EQ(found.error().text, "unknown element 'a' of ");
+  EXPECT_TRUE(resolve({}, "/", {}));
+}
+
+TEST_F(Resolve, LongNamesAreCutInMessages) {
+  std::string const name(100, 'x');
+  EXPECT_EQ(at("/pair/" + name), "at 6: unknown element '" + name.substr(0, 64) +
+                                     "...' of Test::pairEntry; there are 'key', 'leaf', 'inner'");
+  EXPECT_EQ(thereAre({}), "");
+  EXPECT_EQ(thereAre(std::vector<std::string>(12, "a")).size(), 12U + 12 * 3 + 11 * 2);
+  EXPECT_TRUE(thereAre(std::vector<std::string>(13, "a")).ends_with("'a' and 1 more"));
+}
+
+TEST_F(Resolve, AnyNumberOfKeysAndElements) {
+  constexpr std::size_t million = 1000000;
+  std::string same = "/pair";
+  std::string different = "/pair";
+  std::string deep = "/pair";
+  for (std::size_t i = 0; i != million; ++i) {
+    same += "[vrf=a]";
+    different += "[k" + std::to_string(i) + "=a]";
+    deep += i % 10 == 0 ? "/inner[tag=1]" : "/inner";
+  }
+  auto const start = std::chrono::steady_clock::now();
+  EXPECT_EQ(at(same).substr(0, 30), "at 13: key 'vrf' is given twic");
+  EXPECT_EQ(at(different).substr(0, 24), "at 6: unknown key 'k0' o");
+  EXPECT_EQ(resolve(rootType, deep, {})->size(), million + 1);
+  EXPECT_EQ(at("/string[name=" + std::string(std::size_t{64} << 20U, 'v') + "]").size(), (64U << 20U) + 15);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+}  // namespace
+}  // namespace Gnmi
