@@ -17,7 +17,9 @@
 //   built from attributes         its attributes; parts of parts joined by "__"; the name  [vrf=red] [colour=red]
 //                                 of the attribute that holds the key may stand in front   [key__vrf=red]    [key=red]
 //
-// A value that is "*" itself cannot be asked for. A filter cannot have parts of parts.
+// A value that is "*" itself cannot be asked for. A filter cannot have parts of parts. Where a part may be given beside
+// the one that it belongs to (`[local=...]` for `[session__local=...]`), an exact key has it inside, and a filter asks
+// for it beside.
 //
 // Threads: free functions that keep nothing; types are only read. Ownership: results own their texts and references to
 // their values; handles live as long as the provider's types. Errors: one sentence, where it belongs, and the names
