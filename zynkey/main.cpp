@@ -14,6 +14,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -30,6 +31,7 @@
 #include "model/Runtime.h"
 #include "schema/Nearest.h"
 #include "schema/Yaml.h"
+#include "yang/Yang.h"
 
 namespace ZynKey {
 namespace {
@@ -39,9 +41,9 @@ enum Status : int { done = 0, notDecoded = 1, wrongUsage = 2 };
 /** Every problem of a schema is a line of its own. */
 class BadSchema : public std::exception {
  public:
-  explicit BadSchema(std::vector<Yaml::Problem> const& problems) {
-    for (Yaml::Problem const& problem : problems) {
-      lines_ += problem.text() + '\n';
+  explicit BadSchema(std::vector<std::string> const& problems) {
+    for (std::string const& problem : problems) {
+      lines_ += problem + '\n';
     }
   }
   char const* what() const noexcept override { return lines_.c_str(); }
@@ -52,6 +54,9 @@ class BadSchema : public std::exception {
 
 struct Options {
   std::string schema;
+  std::vector<std::string> folders;
+  std::vector<std::string> modules;
+  bool allFeatures = false;
   std::string collection;
   std::string type;
   std::string file;
@@ -77,12 +82,25 @@ std::string unguarded(std::string const& argument) {
 
 Model::Schema loaded(Yaml::Loaded schema) {
   if (!schema) {
-    throw BadSchema(schema.error());
+    std::vector<std::string> lines;
+    std::ranges::transform(schema.error(), std::back_inserter(lines), &Yaml::Problem::text);
+    throw BadSchema(lines);
   }
   return *std::move(schema);
 }
 
+Model::Schema yangSchema(Options const& options) {
+  auto loaded = Yang::load(options.folders, options.modules, {.all = options.allFeatures});
+  if (!loaded) {
+    throw BadSchema(loaded.error());
+  }
+  return std::move(loaded->schema);
+}
+
 Model::Schema schemaOf(Options const& options) {
+  if (!options.folders.empty()) {
+    return yangSchema(options);
+  }
   return loaded(options.schema.empty() ? Yaml::loadText(exampleSchema, "examples/network.yaml")
                                        : Yaml::loadFile(options.schema));
 }
@@ -195,7 +213,10 @@ Status s4(Options const& options) {
 }
 
 Status check(Options const& options) {
-  writeOut(summary(loaded(Yaml::loadFile(options.file))));
+  if (options.file.empty() && options.folders.empty()) {
+    throw Trouble("FILE is required\nSee: zynkey check --help");
+  }
+  writeOut(summary(options.file.empty() ? yangSchema(options) : loaded(Yaml::loadFile(options.file))));
   return done;
 }
 
@@ -230,7 +251,17 @@ class CommandLine {
     app_.set_version_flag("--version", "zynkey " ZYNKEY_VERSION);
     app_.add_option("--schema", options_.schema,
                     "Schema file in YAML, named before or after the subcommand; the built-in example unless given")
-        ->type_name("FILE");
+        ->option_text("FILE");
+    yang_ =
+        app_.add_option("--yang", options_.folders, "Folder with YANG modules, which are the schema then; repeatable")
+            ->option_text("DIR");
+    modules_ = app_.add_option("--module", options_.modules, "YANG module to load, NAME or NAME@REVISION; repeatable")
+                   ->option_text("NAME");
+    yang_->allow_extra_args(false)->excludes("--schema")->needs(modules_);
+    modules_->allow_extra_args(false)->needs(yang_);
+    app_.add_flag("--all-features", options_.allFeatures, "With every feature of the YANG modules")
+        ->option_text(" ")
+        ->needs(yang_);
     app_.require_subcommand(1);
     app_.fallthrough();
     app_.footer(
@@ -267,7 +298,7 @@ class CommandLine {
     CLI::App* const check = command("check", "Load a schema and say what it holds, or every error in it",
                                     "zynkey check /dev/stdin <<< '{module: Tiny, types: {Id: {wraps: U16}}}'",
                                     [this] { return ZynKey::check(options_); });
-    check->add_option("FILE", options_.file, "The schema file")->required()->option_text(" ");
+    check->add_option("FILE", options_.file, "The schema file; the YANG modules without one")->option_text(" ");
 
     CLI::App* const batch = command("batch", "Answer requests, one JSON object a line, in their order",
                                     R"(echo '{"op": "split", "path": "key__vrf"}' | zynkey batch)",
@@ -339,8 +370,10 @@ class CommandLine {
     if (command.keys != nullptr) {
       options_.keys = command.keys->results();
     }
-    for (std::string& key : options_.keys) {
-      key = unguarded(key);
+    options_.folders = yang_->results();
+    options_.modules = modules_->results();
+    for (std::vector<std::string>* const texts : {&options_.keys, &options_.folders, &options_.modules}) {
+      std::ranges::transform(*texts, texts->begin(), unguarded);
     }
     for (std::string* text : {&options_.schema, &options_.collection, &options_.type, &options_.file, &options_.path}) {
       *text = unguarded(*text);
@@ -386,6 +419,8 @@ class CommandLine {
 
   Options options_;
   CLI::App app_{"Turn textual collection keys into typed keys", "zynkey"};
+  CLI::Option* yang_ = nullptr;
+  CLI::Option* modules_ = nullptr;
   std::vector<Command> commands_;
 };
 
