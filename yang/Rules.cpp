@@ -332,7 +332,7 @@ class StoredRule final : public Model::TextRule {
     if (text.contains('\0')) {
       return false;
     }
-    Quiet const quiet(false);
+    Quiet const quiet;
     Stored const stored(context_.get(), type_, node_, text);
     if (!stored.fits()) {
       return false;
@@ -371,7 +371,7 @@ std::vector<lysc_ident const*> derivedFrom(lysc_ident const& base) {
 class IdentityRule final : public Model::TextRule {
  public:
   IdentityRule(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare) {
-    Quiet const quiet(false);
+    Quiet const quiet;
     auto const bases = elements(as<lysc_type_identityref>(type).bases);
     base_ = fmt::format("{}:{}", bases.front()->module->name, bases.front()->name);
     absl::flat_hash_map<std::string, std::vector<std::string>> byBareName;
@@ -387,6 +387,7 @@ class IdentityRule final : public Model::TextRule {
     for (auto const& [bare, full] : byBareName) {
       if (Stored const stored(context.get(), type, node, bare); stored.fits()) {
         canonical_.emplace(bare, stored.canonical());
+        canonical_.emplace(":" + bare, stored.canonical());  // libyang takes an empty module for none
       } else if (takesBare && full.size() == 1) {
         canonical_.emplace(bare, full.front());
       }

@@ -22,16 +22,16 @@ using Context = std::shared_ptr<ly_ctx>;
 
 using Rule = std::shared_ptr<Model::TextRule const>;
 
-/** What libyang logs is kept in the context, or dropped, as long as this lives; it never gets to stderr. */
+/** What libyang logs on this thread goes nowhere as long as this lives. */
 class Quiet {
  public:
-  explicit Quiet(bool keep) : options_(keep ? LY_LOSTORE : 0) { ly_temp_log_options(&options_); }
+  Quiet() { ly_temp_log_options(&options_); }
   ~Quiet() { ly_temp_log_options(nullptr); }
   Quiet(Quiet const&) = delete;
   Quiet& operator=(Quiet const&) = delete;
 
  private:
-  std::uint32_t options_;
+  std::uint32_t options_ = 0;
 };
 
 /** The elements of one of libyang's arrays, which know their own length. */

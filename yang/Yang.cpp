@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <string_view>
 #include <utility>
 
@@ -21,6 +22,23 @@ namespace {
 using Problems = std::vector<std::string>;
 
 // ---- loading
+
+/**
+ * Errors are kept in the context, and nothing gets to stderr. For the whole process: libyang drops the options of a
+ * thread half-way, while it checks a default value. So there is one load at a time.
+ */
+class KeepErrors {
+ public:
+  KeepErrors() : lock_(oneAtATime), before_(ly_log_options(LY_LOSTORE)) {}
+  ~KeepErrors() { ly_log_options(before_); }
+  KeepErrors(KeepErrors const&) = delete;
+  KeepErrors& operator=(KeepErrors const&) = delete;
+
+ private:
+  static inline std::mutex oneAtATime;
+  std::lock_guard<std::mutex> lock_;
+  std::uint32_t before_;
+};
 
 struct SearchPaths {
   std::vector<std::string> folders;
@@ -131,7 +149,7 @@ std::expected<Modules, Problems> loadModules(std::span<std::string const> folder
   if (!problems.empty()) {
     return std::unexpected(std::move(problems));
   }
-  Quiet const quiet(true);
+  KeepErrors const keepErrors;
   unsigned const options = LY_CTX_DISABLE_SEARCHDIR_CWD | LY_CTX_NO_YANGLIBRARY | LY_CTX_EXPLICIT_COMPILE |
                            (features.all ? LY_CTX_ENABLE_IMP_FEATURES : 0U);
   ly_ctx* raw = nullptr;

@@ -33,12 +33,14 @@ inline Yang::Loaded loaded(std::vector<std::string> const& folders, std::vector<
 inline std::vector<std::string> modulesIn(std::string const& folder, std::vector<std::string> const& submodules) {
   std::vector<std::string> names;
   for (auto const& entry : std::filesystem::directory_iterator(folder)) {
-    std::string const name = entry.path().stem();
+    std::string const stem = entry.path().stem();
+    std::string const name = stem.substr(0, stem.find('@'));
     if (entry.path().extension() == ".yang" && std::ranges::find(submodules, name) == submodules.end()) {
       names.push_back(name);
     }
   }
   std::ranges::sort(names);
+  names.erase(std::ranges::unique(names).begin(), names.end());
   return names;
 }
 
