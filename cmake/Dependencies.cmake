@@ -11,9 +11,13 @@ set(DROVAN_HEADER_PACKAGES fmt absl nlohmann_json)
 
 set(DROVAN_MODEL_TARGETS absl::strings absl::time protobuf::libprotobuf-lite)
 set(DROVAN_SCHEMA_TARGETS yaml-cpp)
+set(DROVAN_YANG_TARGETS PkgConfig::libyang absl::flat_hash_map)
 
 foreach(package IN LISTS DROVAN_HEADER_PACKAGES ITEMS Protobuf yaml-cpp)
   find_package(${package} REQUIRED)
 endforeach()
+# Debian's package of libyang has no CMake package.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(libyang REQUIRED IMPORTED_TARGET libyang libpcre2-8)
 # Headers only, and in the compiler's default path: nothing to link.
 find_package(Boost 1.81 REQUIRED)

@@ -7,11 +7,12 @@ set_target_properties(DrovanPlatform PROPERTIES EXPORT_NAME Platform)
 set_target_properties(DrovanModel PROPERTIES EXPORT_NAME Model)
 set_target_properties(DrovanSchema PROPERTIES EXPORT_NAME Schema)
 set_target_properties(DrovanGnmi PROPERTIES EXPORT_NAME Gnmi)
+set_target_properties(DrovanYang PROPERTIES EXPORT_NAME Yang)
 
 install(TARGETS Drovan DrovanGnmi EXPORT DrovanTargets FILE_SET HEADERS)
 install(TARGETS DrovanPlatform EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-platform)
-install(TARGETS DrovanModel DrovanSchema EXPORT DrovanTargets FILE_SET HEADERS
+install(TARGETS DrovanModel DrovanSchema DrovanYang EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-model)
 install(TARGETS zynkey)
 install(FILES zynkey/zynkey.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zynkey)
@@ -46,3 +47,4 @@ install_pc(drovan-model "An embedded type system that provides what drovan asks 
            "/drovan-platform;/drovan-model" "${DROVAN_PLATFORM_MODULES};${DROVAN_MODEL_HEADER_MODULES}")
 install_pc(drovan-schema "YAML schema files for drovan-model" DrovanSchema "/drovan-model" "drovan-model")
 install_pc(drovan-gnmi "Selections of keys from gNMI paths" DrovanGnmi "/" "drovan")
+install_pc(drovan-yang "YANG modules as schemas for drovan-model" DrovanYang "/drovan-model" "drovan-model")

@@ -62,11 +62,14 @@ struct KeyError {
 /** Is shown the tree of a key that is built from attributes, before it is built. */
 using ShowTree = std::function<void(Drovan::ZynKeyDecoder::KeyElemNode const&)>;
 
+/** The module that an attribute is written with; empty where it has none. */
+using ModuleOf = std::function<std::string_view(Zyn::ZynAttr)>;
+
 struct Options {
   /** Values are s4 texts for types that have that encoding; a key type that has is one value. */
   bool useS4Encoding = false;
-  /** The module that an attribute is written with; "module:name" with another one does not exist. */
-  std::function<std::string_view(Zyn::ZynAttr)> moduleOf = {};
+  /** Where it is given, "module:name" does not exist with another module than the attribute's. */
+  ModuleOf moduleOf = {};
   ShowTree showTree = {};
 };
 

@@ -11,8 +11,8 @@
 //   Zyn::ZynType const route = network.entity("Route").attr("key", routeKey);
 //   network.entity("Vrf").keyed("route", route, "key");
 //
-// Refused: a name that is empty, taken or holds a NUL byte, the name of a module or type that holds '.' or ':', a value
-// type that would contain itself, a wrapper or union that leads back to itself, a constructor argument that is no
+// Refused: a name that is empty, taken or holds a NUL byte, the name of a module that holds '.' or ':', a value type
+// that would contain itself, a wrapper or union that leads back to itself, a constructor argument that is no
 // attribute, and what the functions below refuse. Each throws `SchemaError` and leaves the type as it was.
 //
 // Lifetime: handles point into the schema; it outlives every handle, value and decoder that was made from it. Threads:
@@ -91,6 +91,29 @@ struct Attribute {
   Zyn::ZynType type;
 };
 
+/**
+ * Which texts a scalar type takes, where its kind alone says too little: a range, a pattern, other ways to write the
+ * same value.
+ *
+ *   accepted   " +07 " by a rule for numbers from 1 to 10: its canonical text is "7"
+ *   refused    "11", and whatever the kind does not read
+ *
+ * Every value of the type has gone through the rule: a text without its quotes, and the text of what a protobuf message
+ * or a default value gives. The kind reads what the rule makes of it. Called from any thread, and throws
+ * `std::bad_alloc` only. Not checked: that the rule takes its own canonical texts as they are.
+ */
+class TextRule {
+ public:
+  virtual ~TextRule();
+
+  /** False to refuse. `text` becomes the canonical one: it stays as it is, or points into `buffer`, which is empty. */
+  virtual bool canonical(std::string_view& text, std::string& buffer) const = 0;
+  /** What the rule takes, to end a message with: "a text of 1 to 8 characters". */
+  virtual std::string fits() const = 0;
+  /** What there is to say of one refused text besides, beginning with "; "; mostly nothing. */
+  virtual std::string remark(std::string_view text) const;
+};
+
 class Module;
 
 /** Adds to a type and stands for it. Refers to the type: keep the `Zyn::ZynType`, not the builder. */
@@ -154,8 +177,11 @@ class Module : public Zyn::ZynModule {
   /** With no attributes yet: add them by `attr`. */
   TypeBuilder value(std::string_view name);
   TypeBuilder entity(std::string_view name);
-  /** A further type of a scalar kind, which differs from the core type by name and marks. */
-  TypeBuilder scalar(std::string_view name, Kind kind);
+  /**
+   * A further type of a scalar kind, which differs from the core type by name and marks, and by its rule where it has
+   * one. A String whose text comes without quotes needs the mark GnmiString.
+   */
+  TypeBuilder scalar(std::string_view name, Kind kind, std::shared_ptr<TextRule const> rule = nullptr);
   /** Adds to a type of this module; any other is refused. */
   TypeBuilder extend(Zyn::ZynType type);
 
@@ -184,8 +210,8 @@ class Schema {
   std::vector<Module const*> modules() const;
 
   /**
-   * By "Module::Type" or "Module.Type", or by the type's own name alone where only one type has it; core types are
-   * found like all others. Empty when there is none, or more than one.
+   * By "Module::Type" or "Module.Type", or else by the type's own name alone where only one type has it; core types
+   * are found like all others. Empty when there is none, or more than one.
    */
   Zyn::ZynType find(std::string_view name) const;
   /** Every printable name, core types first. */
@@ -209,6 +235,8 @@ std::string_view shortName(Zyn::ZynType type) noexcept;
 bool hasMark(Zyn::ZynType type, Mark mark) noexcept;
 /** Empty for all but enumerations. */
 std::span<Enumerator const> enumerators(Zyn::ZynType type) noexcept;
+/** Null where there is none. */
+TextRule const* textRule(Zyn::ZynType type) noexcept;
 /** Empty where there is none. */
 std::string_view gnmiPattern(Zyn::ZynType type) noexcept;
 /** The field number that `s4` gave the attribute as a part of `owner`; 0 where it gave none. */

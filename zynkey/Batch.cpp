@@ -64,7 +64,8 @@ void answer(Chunk& chunk, Names& names, Model::Schema const& schema) {
 class Pipeline {
  public:
   /** With one job the caller's thread answers when it puts a chunk in. */
-  Pipeline(unsigned jobs, Model::Schema const& schema) : schema_(schema), names_(schema) {
+  Pipeline(unsigned jobs, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf)
+      : schema_(schema), names_(schema, moduleOf) {
     for (unsigned job = 0; jobs > 1 && job < jobs; ++job) {
       workers_.emplace_back([this](std::stop_token const& stop) { work(stop); });
     }
@@ -104,7 +105,7 @@ class Pipeline {
   static constexpr std::size_t maxBytes = std::size_t{64} << 20U;
 
   void work(std::stop_token const& stop) {
-    Names names(schema_);
+    Names names(schema_, names_.moduleOf());
     std::unique_lock lock(mutex_);
     while (work_.wait(lock, stop, [this] { return !waiting_.empty(); })) {
       Chunk& chunk = *waiting_.front();
@@ -202,8 +203,8 @@ class Progress {
 
 }  // namespace
 
-Counts runBatch(int input, unsigned jobs, Model::Schema const& schema) try {
-  Pipeline pipeline(jobs, schema);
+Counts runBatch(int input, unsigned jobs, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf) try {
+  Pipeline pipeline(jobs, schema, moduleOf);
   LineReader reader(input);
   Progress progress;
   Counts total;

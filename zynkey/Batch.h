@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "gnmi/Resolve.h"
 #include "model/Schema.h"
 
 namespace ZynKey {
@@ -22,6 +23,6 @@ struct Counts {
  *
  * Throws `Trouble` when input cannot be read, output cannot be written, or a thread cannot be started.
  */
-Counts runBatch(int input, unsigned jobs, Model::Schema const& schema);
+Counts runBatch(int input, unsigned jobs, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf);
 
 }  // namespace ZynKey

@@ -74,6 +74,9 @@ std::string describe(Zyn::ZynType type) {
   if (std::string_view const pattern = Model::gnmiPattern(type); !pattern.empty()) {
     text.append(", gNMI form ").append(pattern);
   }
+  if (Model::TextRule const* const rule = Model::textRule(type); rule != nullptr) {
+    text.append(", takes ").append(rule->fits());
+  }
   text += '\n';
   for (Model::Enumerator const& enumerator : Model::enumerators(type)) {
     text += "  '" + enumerator.name + "' = " + std::to_string(enumerator.number) + '\n';

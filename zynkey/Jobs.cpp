@@ -83,8 +83,8 @@ Outcome path(Request const& request, ShowTree const& showTree) {
   if (!parsed) {
     return std::unexpected(Failure(Velko::String(sentence(parsed.error())), parsed.error().offset));
   }
-  auto const resolved =
-      Gnmi::resolve(request.root, *parsed, {.useS4Encoding = request.s4, .moduleOf = {}, .showTree = showTree});
+  auto const resolved = Gnmi::resolve(
+      request.root, *parsed, {.useS4Encoding = request.s4, .moduleOf = request.moduleOf, .showTree = showTree});
   if (!resolved) {
     return std::unexpected(Failure(Velko::String(sentence(resolved.error())), resolved.error().offset));
   }

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "gnmi/Path.h"
+#include "gnmi/Resolve.h"
 #include "model/Schema.h"
 #include "model/Value.h"
 
@@ -38,6 +38,8 @@ struct Request {
   std::string path;
   /** Path only: the entity that the path starts from. */
   Zyn::ZynType root = {};
+  /** Path only: what checks the modules of its elements, where the schema has modules. */
+  Gnmi::ModuleOf moduleOf = {};
 };
 
 /** Every key there is. */

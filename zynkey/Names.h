@@ -9,12 +9,13 @@
 #pragma once
 
 #include <expected>
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "gnmi/Resolve.h"
 #include "model/Schema.h"
 
 namespace ZynKey {
@@ -25,15 +26,19 @@ namespace ZynKey {
  */
 class Names {
  public:
-  explicit Names(Model::Schema const& schema) : schema_(schema) {}
+  explicit Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf = {})
+      : schema_(schema), moduleOf_(std::move(moduleOf)) {}
 
   std::expected<Zyn::ZynType, std::string> type(std::string_view name);
   std::expected<Zyn::ZynAttr, std::string> collection(std::string_view name);
   /** Where paths start: the entity of that name; without a name, the one entity that no other is made of. */
   std::expected<Zyn::ZynType, std::string> root(std::string_view name);
+  /** Empty where the schema has no modules that paths may name. */
+  Gnmi::ModuleOf const& moduleOf() const { return moduleOf_; }
 
  private:
   Model::Schema const& schema_;
+  Gnmi::ModuleOf moduleOf_;
   std::map<std::string, Zyn::ZynType, std::less<>> types_;
   std::map<std::string, Zyn::ZynAttr, std::less<>> collections_;
   Zyn::ZynType root_;

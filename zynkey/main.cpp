@@ -14,6 +14,8 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <iterator>
+#include <memory>
 #include <span>
 #include <sstream>
 #include <string>
@@ -33,6 +35,7 @@
 #include "model/Runtime.h"
 #include "schema/Nearest.h"
 #include "schema/Yaml.h"
+#include "yang/Yang.h"
 
 namespace ZynKey {
 namespace {
@@ -42,9 +45,9 @@ enum Status : int { done = 0, notDecoded = 1, wrongUsage = 2 };
 /** Every problem of a schema is a line of its own. */
 class BadSchema : public std::exception {
  public:
-  explicit BadSchema(std::vector<Yaml::Problem> const& problems) {
-    for (Yaml::Problem const& problem : problems) {
-      lines_ += problem.text() + '\n';
+  explicit BadSchema(std::vector<std::string> const& problems) {
+    for (std::string const& problem : problems) {
+      lines_ += problem + '\n';
     }
   }
   char const* what() const noexcept override { return lines_.c_str(); }
@@ -55,6 +58,9 @@ class BadSchema : public std::exception {
 
 struct Options {
   std::string schema;
+  std::vector<std::string> folders;
+  std::vector<std::string> modules;
+  bool allFeatures = false;
   std::string collection;
   std::string type;
   std::string file;
@@ -82,15 +88,38 @@ std::string unguarded(std::string const& argument) {
 
 Model::Schema loaded(Yaml::Loaded schema) {
   if (!schema) {
-    throw BadSchema(schema.error());
+    std::vector<std::string> lines;
+    std::ranges::transform(schema.error(), std::back_inserter(lines), &Yaml::Problem::text);
+    throw BadSchema(lines);
   }
   return *std::move(schema);
 }
 
-Model::Schema schemaOf(Options const& options) {
-  return loaded(options.schema.empty() ? Yaml::loadText(exampleSchema, "examples/network.yaml")
-                                       : Yaml::loadFile(options.schema));
+struct Source {
+  Model::Schema schema;
+  /** Tells the YANG module of an attribute; empty for other schemas. */
+  Gnmi::ModuleOf moduleOf = {};
+};
+
+Source yangSource(Options const& options) {
+  auto loaded = Yang::load(options.folders, options.modules, {.all = options.allFeatures});
+  if (!loaded) {
+    throw BadSchema(loaded.error());
+  }
+  Model::Schema schema = std::move(loaded->schema);
+  auto const modules = std::make_shared<Yang::Loaded const>(*std::move(loaded));
+  return {std::move(schema), [modules](Zyn::ZynAttr attr) { return modules->moduleOf(attr); }};
 }
+
+Source sourceOf(Options const& options) {
+  if (!options.folders.empty()) {
+    return yangSource(options);
+  }
+  return {loaded(options.schema.empty() ? Yaml::loadText(exampleSchema, "examples/network.yaml")
+                                        : Yaml::loadFile(options.schema))};
+}
+
+Model::Schema schemaOf(Options const& options) { return std::move(sourceOf(options).schema); }
 
 template <typename T>
 T orTrouble(std::expected<T, std::string> found) {
@@ -167,10 +196,11 @@ Status split(Options const& options) {
 
 /** Each path is answered, also after one that is wrong. */
 Status paths(Options const& options) {
-  Model::Schema const schema = schemaOf(options);
-  Names names(schema);
+  Source const source = sourceOf(options);
+  Names names(source.schema, source.moduleOf);
   Request request{.op = Op::Path, .collection = {}, .type = {}, .s4 = options.s4, .keys = {}, .path = {}};
   request.root = orTrouble(names.root(options.root));
+  request.moduleOf = names.moduleOf();
   Model::enableTraces("ZynKeyDecoder", options.trace);
   Status status = done;
   for (std::string const& path : options.keys) {
@@ -220,12 +250,15 @@ Status s4(Options const& options) {
 }
 
 Status check(Options const& options) {
-  writeOut(summary(loaded(Yaml::loadFile(options.file))));
+  if (options.file.empty() && options.folders.empty()) {
+    throw Trouble("FILE is required\nSee: zynkey check --help");
+  }
+  writeOut(summary(options.file.empty() ? yangSource(options).schema : loaded(Yaml::loadFile(options.file))));
   return done;
 }
 
 Status batch(Options const& options) {
-  Model::Schema const schema = schemaOf(options);
+  Source const source = sourceOf(options);
   int input = STDIN_FILENO;
   if (!options.file.empty()) {
     input = ::open(options.file.c_str(), O_RDONLY | O_CLOEXEC);
@@ -233,7 +266,7 @@ Status batch(Options const& options) {
       throw Trouble("cannot open " + inQuotes(options.file) + ": " + std::strerror(errno));
     }
   }
-  Counts const counts = runBatch(input, options.jobs, schema);
+  Counts const counts = runBatch(input, options.jobs, source.schema, source.moduleOf);
   std::string const summary = std::to_string(counts.requests) + " requests, " +
                               std::to_string(counts.requests - counts.errors) + " decoded, " +
                               std::to_string(counts.errors) + " errors\n";
@@ -255,7 +288,17 @@ class CommandLine {
     app_.set_version_flag("--version", "zynkey " ZYNKEY_VERSION);
     app_.add_option("--schema", options_.schema,
                     "Schema file in YAML, named before or after the subcommand; the built-in example unless given")
-        ->type_name("FILE");
+        ->option_text("FILE");
+    yang_ =
+        app_.add_option("--yang", options_.folders, "Folder with YANG modules, which are the schema then; repeatable")
+            ->option_text("DIR");
+    modules_ = app_.add_option("--module", options_.modules, "YANG module to load, NAME or NAME@REVISION; repeatable")
+                   ->option_text("NAME");
+    yang_->allow_extra_args(false)->excludes("--schema")->needs(modules_);
+    modules_->allow_extra_args(false)->needs(yang_);
+    app_.add_flag("--all-features", options_.allFeatures, "With every feature of the YANG modules")
+        ->option_text(" ")
+        ->needs(yang_);
     app_.require_subcommand(1);
     app_.fallthrough();
     app_.footer(
@@ -300,7 +343,7 @@ class CommandLine {
     CLI::App* const check = command("check", "Load a schema and say what it holds, or every error in it",
                                     "zynkey check /dev/stdin <<< '{module: Tiny, types: {Id: {wraps: U16}}}'",
                                     [this] { return ZynKey::check(options_); });
-    check->add_option("FILE", options_.file, "The schema file")->required()->option_text(" ");
+    check->add_option("FILE", options_.file, "The schema file; the YANG modules without one")->option_text(" ");
 
     CLI::App* const batch = command("batch", "Answer requests, one JSON object a line, in their order",
                                     R"(echo '{"op": "split", "path": "key__vrf"}' | zynkey batch)",
@@ -388,10 +431,14 @@ class CommandLine {
       for (Command const& known : commands_) {
         names.push_back(known.app->get_name());
       }
-    } else if (takesValue(chosen, previous) || command == "types" || command == "s4") {
-      names = previous == "--collection" ? collectionNames(schemaOf(options_), false)
-              : previous == "--jobs"     ? std::vector<std::string>()
-                                         : typeNames(previous == "--root");
+    } else if (takesValue(chosen, previous)) {
+      if (previous == "--collection") {
+        names = collectionNames(schemaOf(options_), false);
+      } else if (previous == "--type" || previous == "--root") {
+        names = typeNames(previous == "--root");
+      }
+    } else if (command == "types" || command == "s4") {
+      names = typeNames(false);
     } else if (command == "path") {
       Model::Schema const schema = schemaOf(options_);
       return completePath(orTrouble(Names(schema).root(options_.root)), current);
@@ -457,8 +504,10 @@ class CommandLine {
     if (command.keys != nullptr) {
       options_.keys = command.keys->results();
     }
-    for (std::string& key : options_.keys) {
-      key = unguarded(key);
+    options_.folders = yang_->results();
+    options_.modules = modules_->results();
+    for (std::vector<std::string>* const texts : {&options_.keys, &options_.folders, &options_.modules}) {
+      std::ranges::transform(*texts, texts->begin(), unguarded);
     }
     for (std::string* text :
          {&options_.schema, &options_.collection, &options_.type, &options_.file, &options_.path, &options_.root}) {
@@ -505,6 +554,8 @@ class CommandLine {
 
   Options options_;
   CLI::App app_{"Turn textual collection keys into typed keys", "zynkey"};
+  CLI::Option* yang_ = nullptr;
+  CLI::Option* modules_ = nullptr;
   std::vector<Command> commands_;
 };
 

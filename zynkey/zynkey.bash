@@ -15,7 +15,7 @@ _zynkey() {
   ((${#words[@]} > 1)) && previous=${words[-2]}
   COMPREPLY=()
   case $previous in
-    --schema | check | batch)
+    --schema | --yang | check | batch)
       [[ $current == -* ]] || { compopt -o default 2>/dev/null; return; }
       ;;
   esac

@@ -43,14 +43,6 @@ void checkName(std::string_view what, std::string_view name) {
   }
 }
 
-/** For what stands to the left or right of a separator. */
-void checkQualifiedName(std::string_view what, std::string_view name) {
-  checkName(what, name);
-  if (name.find_first_of(".:") != std::string_view::npos) {
-    refuse("the name '{}' of {} holds '.' or ':', which stand between module and type; leave them out", name, what);
-  }
-}
-
 std::uint8_t startMarks(Kind kind) {
   constexpr std::uint8_t kScalar = bit(Mark::Value) | bit(Mark::ScalarKind);
   switch (kind) {
@@ -85,7 +77,7 @@ Zyn::ZynType addType(Module& ofModule, std::string_view name, Kind kind) {
 }
 
 void checkNewType(Module const& module, std::string_view name) {
-  checkQualifiedName(fmt::format("a type of module '{}'", module.name()), name);
+  checkName(fmt::format("a type of module '{}'", module.name()), name);
   if (!module.find(name).empty()) {
     refuse("module '{}' already has a type '{}'; choose another name", module.name(), name);
   }
@@ -250,6 +242,10 @@ bool isFieldNumber(std::uint32_t number) {
 }
 
 }  // namespace
+
+TextRule::~TextRule() = default;
+
+std::string TextRule::remark(std::string_view /*text*/) const { return {}; }
 
 ModuleTables const& coreModule() {
   // A static of the function, so that other statics may use it before main starts; never destroyed, for those that use
@@ -484,13 +480,15 @@ TypeBuilder Module::entity(std::string_view name) {
   return TypeBuilder(addType(*this, name, Kind::Entity));
 }
 
-TypeBuilder Module::scalar(std::string_view name, Kind kind) {
+TypeBuilder Module::scalar(std::string_view name, Kind kind, std::shared_ptr<TextRule const> rule) {
   checkNewType(*this, name);
   if (!isScalar(kind)) {
     refuse("the scalar '{}::{}' cannot be of kind {}; its kind is one from {} to {}", this->name(), name,
            kindName(kind), kindName(Kind::Bool), kindName(Kind::MacAddress));
   }
-  return TypeBuilder(addType(*this, name, kind));
+  Zyn::ZynType const type = addType(*this, name, kind);
+  mutableRow(type).rule = std::move(rule);
+  return TypeBuilder(type);
 }
 
 TypeBuilder Module::extend(Zyn::ZynType type) {
@@ -530,7 +528,11 @@ Schema& Schema::operator=(Schema&&) noexcept = default;
 Schema::~Schema() = default;
 
 Module& Schema::module(std::string_view name) {
-  checkQualifiedName("a module", name);
+  checkName("a module", name);
+  // A type's name may hold them: the first one in a full name ends the module's.
+  if (name.find_first_of(".:") != std::string_view::npos) {
+    refuse("the name '{}' of a module holds '.' or ':', which stand between module and type; leave them out", name);
+  }
   if (name == coreModule().name) {
     refuse("'{}' is the module of the core types; choose another name", name);
   }
@@ -551,16 +553,15 @@ std::vector<Module const*> Schema::modules() const {
 }
 
 Zyn::ZynType Schema::find(std::string_view name) const {
-  std::size_t const separator = name.find_first_of(".:");
-  if (separator != std::string_view::npos) {
+  if (std::size_t const separator = name.find_first_of(".:"); separator != std::string_view::npos) {
     std::string_view const moduleName = name.substr(0, separator);
     std::string_view const rest = name.substr(separator);
-    std::string_view const typeName = rest.substr(rest.starts_with("::") ? 2 : 1);
-    if (rest.starts_with(':') && !rest.starts_with("::")) {
-      return {};
-    }
     Module const* const module = moduleName == coreModule().name ? &coreModule() : impl_->find(moduleName);
-    return module == nullptr ? Zyn::ZynType() : module->find(typeName);
+    if (module != nullptr && (rest.starts_with("::") || rest.starts_with('.'))) {
+      if (Zyn::ZynType const found = module->find(rest.substr(rest.starts_with('.') ? 1 : 2)); !found.empty()) {
+        return found;
+      }
+    }
   }
   Zyn::ZynType only = coreModule().find(name);
   for (auto const& module : impl_->modules) {

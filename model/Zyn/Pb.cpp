@@ -236,7 +236,18 @@ NewValue readField(Reader& reader, Place place, Zyn::ZynType type) {
         fault("{}: {} does not fit: {}", place.text(), shownNumber(wire, raw), fieldFits(type));
       }
   }
-  return Scalar::make(type, content);
+  NewValue value = Scalar::make(type, content);
+  // What came as a text has been through the rule already.
+  if (row.rule && wire != Wire::Text) {
+    auto const& scalar = static_cast<Scalar const&>(*value);
+    if (NewValue ruledValue = ruled(scalar)) {
+      return ruledValue;
+    }
+    std::string text;
+    printScalar(scalar, TextForm::Gnmi, text);
+    fault("{}: {} does not fit: {}", place.text(), quoted(text), row.rule->fits());
+  }
+  return value;
 }
 
 /** For types whose values are messages by themselves: value types and unions. */

@@ -36,6 +36,8 @@ bool hasMark(Zyn::ZynType type, Mark mark) noexcept { return (rowOf(type).marks 
 
 std::span<Enumerator const> enumerators(Zyn::ZynType type) noexcept { return rowOf(type).enumerators; }
 
+TextRule const* textRule(Zyn::ZynType type) noexcept { return rowOf(type).rule.get(); }
+
 std::string_view gnmiPattern(Zyn::ZynType type) noexcept {
   TypeRow const& row = rowOf(type);
   return row.pattern ? std::string_view(row.pattern->whole) : std::string_view();

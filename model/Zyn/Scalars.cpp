@@ -403,7 +403,16 @@ bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Conten
     }
     text = text.substr(1, text.size() - 2);
   }
+  if (row.rule && !row.rule->canonical(text, content.canonical)) {
+    return false;
+  }
   return scalar.read(row, text, content);
+}
+
+NewValue ruled(Scalar const& value) {
+  std::string text;
+  printScalar(value, TextForm::Gnmi, text);
+  return readText(value.type, text, TextForm::Gnmi);
 }
 
 void printScalar(Scalar const& value, TextForm form, std::string& out) {
@@ -415,6 +424,10 @@ void printScalar(Scalar const& value, TextForm form, std::string& out) {
 }
 
 std::string scalarFits(TypeRow const& row, TextForm form) {
+  if (row.rule) {
+    std::string_view const quotes = form == TextForm::Literal && row.kind == Kind::String ? ", in double quotes" : "";
+    return row.rule->fits().append(quotes);
+  }
   if (isSigned(row.kind) || isUnsigned(row.kind)) {
     auto const [min, max] = rangeOf(row.kind);
     return fmt::format("a decimal number from {} to {}", min, max);

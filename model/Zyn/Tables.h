@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -66,6 +67,8 @@ struct TypeRow {
   absl::flat_hash_map<std::string_view, std::uint32_t> enumeratorsByName;
   absl::flat_hash_map<std::int32_t, std::uint32_t> enumeratorsByNumber;
   std::optional<Pattern> pattern;
+  /** Of a scalar; mostly null. */
+  std::shared_ptr<TextRule const> rule;
   bool hasS4Numbers = false;
 };
 

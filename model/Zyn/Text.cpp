@@ -70,13 +70,20 @@ NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
   return nullptr;
 }
 
-/** "; high takes a decimal number ..." for the first piece of a pattern that does not fit. */
-std::string badPiece(Zyn::ZynType type, std::string_view text) {
+/**
+ * "; high takes a decimal number ..." for the first piece of a pattern that does not fit, or what a rule has to say of
+ * the text.
+ */
+std::string remark(Zyn::ZynType type, std::string_view text) {
   while (rowOf(type).kind == Kind::Wrapper) {
     type = attrRow(type, 0).type;
   }
+  TypeRow const& row = rowOf(type);
+  if (row.rule) {
+    return row.rule->remark(text);
+  }
   std::string bad;
-  if (TypeRow const& row = rowOf(type); row.kind == Kind::Value && row.pattern) {
+  if (row.kind == Kind::Value && row.pattern) {
     cut(*row.pattern, text, [&](std::uint32_t slot, std::string_view piece) {
       AttrRow const& attr = attrRow(type, slot);
       bool const fits = readText(attr.type, piece, TextForm::Gnmi) != nullptr;
@@ -97,7 +104,7 @@ NewValue fromText(Zyn::ZynType type, std::string_view text, TextForm form) {
     return value;
   }
   throw Velko::Exception(Velko::String(
-      fmt::format("{}: {} does not fit: {}{}", type.name(), quoted(text), textFits(type, form), badPiece(type, text))));
+      fmt::format("{}: {} does not fit: {}{}", type.name(), quoted(text), textFits(type, form), remark(type, text))));
 }
 
 void printTo(Zyn::GenericIf const& value, std::string& out) {

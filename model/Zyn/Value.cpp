@@ -120,7 +120,14 @@ NewValue initial(Zyn::ZynType type) {
   }
   Content content;
   defaultScalar(kind, content);
-  return Scalar::make(type, content);
+  NewValue value = Scalar::make(type, content);
+  if (rowOf(type).rule) {
+    value = ruled(static_cast<Scalar const&>(*value));
+    if (!value) {
+      refuse("{}: it has no default value: {}", type.name(), textFits(type, TextForm::Gnmi));
+    }
+  }
+  return value;
 }
 
 double asDouble(Scalar const& value) { return std::bit_cast<double>(value.number()); }

@@ -51,6 +51,8 @@ inline Held const& heldIn(Zyn::GenericIf const& value) { return static_cast<Held
  *   addresses        4, 16 or 6 bytes in `text`, most significant first; behind those of a prefix one for its length
  *
  * `text` points into what was read, or into one of the buffers here: so it cannot be copied.
+ *
+ * `canonical` is for the rule of the type.
  */
 struct Content {
   Content() = default;
@@ -61,6 +63,7 @@ struct Content {
   std::string_view text;
   std::array<char, 17> small;
   std::string large;
+  std::string canonical;
 };
 
 /** A value of a scalar kind, or an enumerator. */
@@ -120,6 +123,8 @@ bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Conten
 void printScalar(Scalar const& value, TextForm form, std::string& out);
 /** What `readScalar` takes, to end a message with. */
 std::string scalarFits(TypeRow const& row, TextForm form);
+/** The value as the rule of its type would have it, null when the rule refuses its text. For types with a rule. */
+NewValue ruled(Scalar const& value);
 /** The default value of a scalar kind. */
 void defaultScalar(Kind kind, Content& content);
 

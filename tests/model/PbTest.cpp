@@ -130,6 +130,55 @@ TEST(Pb, ScalarsThatDoNotFitAreFaults) {
   }
 }
 
+/** Even numbers, and texts of them; odd ones below 100 become the even one before. */
+class Even final : public Model::TextRule {
+ public:
+  bool canonical(std::string_view& text, std::string& buffer) const override {
+    if (text.size() > 2) {
+      return text.find_first_of("02468", text.size() - 1) != std::string_view::npos;
+    }
+    buffer = text;
+    if (!buffer.empty() && buffer.back() >= '0' && buffer.back() <= '9') {
+      buffer.back() = static_cast<char>(buffer.back() & ~1);
+    }
+    text = buffer;
+    return true;
+  }
+  std::string fits() const override { return "an even number"; }
+};
+
+TEST(Pb, ScalarsWithARuleGoByIt) {
+  Network network;
+  auto const rule = std::make_shared<Even>();
+  Zyn::ZynType const number = network.module.scalar("EvenNumber", Kind::U8, rule).mark(Model::Mark::S4);
+  Zyn::ZynType const text = network.module.scalar("EvenText", Kind::String, rule).mark(Model::Mark::S4);
+  Zyn::ZynType const wrapped = network.module.wrapper("Wrapped", number).mark(Model::Mark::S4);
+  struct Row {
+    Zyn::ZynType type;
+    std::string bytes;
+    std::string reads;
+  };
+  std::vector<Row> const rows = {
+      {number, "\x08\x07"s, "6"},
+      {number, "\x08\x64"s, "100"},
+      {number, "\x08\x65"s, "fault: Network::EvenNumber.value: '101' does not fit: an even number"},
+      {number, "\x08\x80\x02"s, "fault: Network::EvenNumber.value: 256 does not fit: uint32 from 0 to 255"},
+      {text,
+       "\x0A\x02"
+       "17"s,
+       "\"16\""},
+      {text,
+       "\x0A\x03"
+       "101"s,
+       "fault: Network::EvenText.value: '101' does not fit: a string with an even number"},
+      {wrapped, "\x08\x07"s, "Network::Wrapped(6)"},
+      {wrapped, "\x08\x65"s, "fault: Network::Wrapped.value: '101' does not fit: an even number"},
+  };
+  for (Row const& row : rows) {
+    EXPECT_EQ(readAs(row.type, row.bytes), row.reads);
+  }
+}
+
 TEST(Pb, EnumeratorsAreNumbers) {
   Network network;
   network.module.extend(network.protocol).mark(Model::Mark::S4);

@@ -418,6 +418,37 @@ TEST(Schema, FindsTypesByEveryFormOfTheirName) {
   EXPECT_STREQ(one.name(), "A::One");
 }
 
+TEST(Schema, TypeNamesMayHoldSeparators) {
+  Model::Schema schema;
+  Model::Module& a = schema.module("A");
+  Zyn::ZynType const path = a.entity("/x:top/a.b");
+  Zyn::ZynType const dotted = a.entity("B.c");
+  Zyn::ZynType const odd = a.entity(":");
+  struct Row {
+    std::string_view name;
+    Zyn::ZynType type;
+  };
+  std::vector<Row> const rows = {
+      {"A::/x:top/a.b", path},
+      {"A./x:top/a.b", path},
+      {"/x:top/a.b", path},
+      {"/x:top/a", {}},
+      {"top/a.b", {}},
+      {"A::B.c", dotted},
+      {"A.B.c", dotted},
+      {"B.c", dotted},
+      {"A:::", odd},
+      {":", odd},
+      {"A::", {}},
+  };
+  for (Row const& row : rows) {
+    EXPECT_EQ(schema.find(row.name), row.type) << row.name;
+  }
+  Zyn::ZynType const c = schema.module("B").entity("c");
+  EXPECT_EQ(schema.find("B.c"), c) << "a module's name comes first";
+  EXPECT_EQ(schema.find("A::B.c"), dotted);
+}
+
 TEST(Schema, NamesStayWhereTheyAreWhileTypesAreAdded) {
   Model::Schema schema;
   Model::Module& m = schema.module("M");
@@ -501,8 +532,6 @@ Refusal const kRefusals[] = {
      [](Schema&, Module& m) { m.value(""); }},
     {"the name '\\0' of a type of module 'M' holds a NUL byte; leave it out",
      [](Schema&, Module& m) { m.entity("\0"sv); }},
-    {"the name 'a::b' of a type of module 'M' holds '.' or ':', which stand between module and type; leave them out",
-     [](Schema&, Module& m) { m.unionOf("a::b"); }},
     {"module 'M' already has a type 'Key'; choose another name", [](Schema&, Module& m) { m.value("Key"); }},
     {"module 'M' already has a type 'Key'; choose another name", [](Schema&, Module& m) { m.entity("Key"); }},
     {"module 'M' already has a type 'Key'; choose another name", [](Schema&, Module& m) { m.unionOf("Key"); }},

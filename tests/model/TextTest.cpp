@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -437,6 +438,82 @@ TEST(Text, TypesThatAreNotReadFromTextSaySo) {
   EXPECT_EQ(errorOf([&] { gnmi(network.vrf, "x"); }), "Network::Vrf: 'x' does not fit: an entity has no values");
   EXPECT_EQ(errorOf([&] { literal({}, "x"); }), "An empty type has no values");
   EXPECT_EQ(errorOf([&] { gnmi({}, "x"); }), "An empty type has no values");
+}
+
+/** Takes texts that begin with "=", which is left out of the canonical text; and those of digits without a change. */
+class Marked final : public Model::TextRule {
+ public:
+  bool canonical(std::string_view& text, std::string& buffer) const override {
+    EXPECT_TRUE(buffer.empty());
+    if (text.starts_with('=')) {
+      buffer = text.substr(1);
+      text = buffer;
+      return true;
+    }
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+  }
+  std::string fits() const override { return "a marked text"; }
+  std::string remark(std::string_view text) const override { return text == "slow" ? "; that was slow" : ""; }
+};
+
+TEST(Text, ARuleIsAskedBeforeTheKind) {
+  Network network;
+  auto const rule = std::make_shared<Marked>();
+  auto const typeOf = [&](Kind kind) {
+    std::string const name = "Marked" + std::string(Model::kindName(kind));
+    Zyn::ZynType const found = network.module.find(name);
+    return found.empty() ? network.module.scalar(name, kind, rule) : found;
+  };
+  struct Row {
+    Kind kind;
+    std::string literal;
+    std::string prints;
+  };
+  std::vector<Row> const accepted = {
+      {Kind::U8, "=7", "7"},           {Kind::U8, "7", "7"},
+      {Kind::S8, "=-7", "-7"},         {Kind::Bool, "=true", "true"},
+      {Kind::Bytes, "=AA==", "AA=="},  {Kind::String, "\"=red\"", "\"red\""},
+      {Kind::String, "\"=\"", "\"\""}, {Kind::IpAddress, "=::0", "::"},
+  };
+  for (Row const& row : accepted) {
+    EXPECT_EQ(Model::print(*literal(typeOf(row.kind), row.literal)), row.prints) << row.literal;
+  }
+  struct Refused {
+    Kind kind;
+    std::string literal;
+    std::string fits;
+  };
+  std::vector<Refused> const refused = {
+      {Kind::S8, "-7", "a marked text"},
+      {Kind::U8, "=256", "a marked text"},
+      {Kind::U8, "256", "a marked text"},
+      {Kind::U8, "==7", "a marked text"},
+      {Kind::Bool, "true", "a marked text"},
+      {Kind::Bool, "slow", "a marked text; that was slow"},
+      {Kind::String, "\"red\"", "a marked text, in double quotes"},
+      {Kind::String, "=red", "a marked text, in double quotes"},
+  };
+  for (Refused const& row : refused) {
+    Zyn::ZynType const type = typeOf(row.kind);
+    EXPECT_EQ(errorOf([&] { literal(type, row.literal); }),
+              std::string(type.name()) + ": '" + row.literal + "' does not fit: " + row.fits);
+  }
+  EXPECT_EQ(Model::print(*gnmi(typeOf(Kind::String), "=red")), "\"red\"");
+  EXPECT_EQ(errorOf([&] { gnmi(typeOf(Kind::String), "red"); }),
+            "Network::MarkedString: 'red' does not fit: a marked text");
+  EXPECT_EQ(Model::textRule(typeOf(Kind::U8)), rule.get());
+  EXPECT_EQ(Model::textRule(Model::core(Kind::U8)), nullptr);
+}
+
+TEST(Text, ADefaultValueGoesByTheRuleToo) {
+  Network network;
+  auto const rule = std::make_shared<Marked>();
+  EXPECT_EQ(
+      Model::print(*network.module.scalar("Number", Kind::U8, rule).operator Zyn::ZynType().genericIf(nullptr, false)),
+      "0");
+  Zyn::ZynType const boolean = network.module.scalar("Boolean", Kind::Bool, rule);
+  EXPECT_EQ(errorOf([&] { boolean.genericIf(nullptr, false); }),
+            "Network::Boolean: it has no default value: a marked text");
 }
 
 TEST(Text, MarksDoNotChangeWhatIsRead) {

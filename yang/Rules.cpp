@@ -1,0 +1,441 @@
+#include "Rules.h"
+
+#include <absl/container/flat_hash_map.h>
+#include <absl/container/flat_hash_set.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Yang {
+namespace {
+
+constexpr std::size_t shownNames = 8;
+
+bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty() && isBlank(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && isBlank(text.back())) {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
+// ---- ranges
+
+/** Ends included. Numbers are mapped so that unsigned order is theirs: a signed one has its top bit flipped. */
+struct Part {
+  std::uint64_t min;
+  std::uint64_t max;
+};
+
+constexpr std::uint64_t topBit = std::uint64_t{1} << 63;
+
+std::vector<Part> partsOf(lysc_range const* range, bool isSigned) {
+  std::vector<Part> parts;
+  if (range != nullptr) {
+    std::uint64_t const flip = isSigned ? topBit : 0;
+    for (auto const& part : elements(range->parts)) {
+      parts.push_back({part.min_u64 ^ flip, part.max_u64 ^ flip});
+    }
+  }
+  return parts;
+}
+
+bool within(std::span<Part const> parts, std::uint64_t number) {
+  return std::ranges::any_of(parts, [&](Part part) { return number >= part.min && number <= part.max; });
+}
+
+/** "1 to 10, 20"; `show` prints a number. */
+template <typename Show>
+std::string shownParts(std::span<Part const> parts, Show show) {
+  std::string text;
+  for (Part const part : parts.first(std::min(parts.size(), shownNames))) {
+    text += text.empty() ? "" : ", ";
+    text += part.min == part.max ? show(part.min) : show(part.min) + " to " + show(part.max);
+  }
+  return text + (parts.size() > shownNames ? ", ..." : "");
+}
+
+std::string shownLength(std::span<Part const> parts, std::string_view unit) {
+  return fmt::format("{} {}", shownParts(parts, [](std::uint64_t n) { return fmt::format("{}", n); }), unit);
+}
+
+// ---- integers
+
+/** Blanks around, a sign and zeros in front are taken; the canonical text has none of them. */
+class IntegerRule final : public Model::TextRule {
+ public:
+  explicit IntegerRule(lysc_type const& type)
+      : isSigned_(type.basetype >= LY_TYPE_INT8), parts_(partsOf(as<lysc_type_num>(type).range, isSigned_)) {
+    if (parts_.empty()) {
+      // LY_TYPE_UINT8 to LY_TYPE_UINT64 and LY_TYPE_INT8 to LY_TYPE_INT64 double in width.
+      int const bits = 8 << (type.basetype - (isSigned_ ? LY_TYPE_INT8 : LY_TYPE_UINT8));
+      std::uint64_t const span = std::numeric_limits<std::uint64_t>::max() >> (64 - bits);
+      std::uint64_t const min = isSigned_ ? topBit - (span / 2 + 1) : 0;
+      parts_.push_back({min, min + span});
+    }
+  }
+
+  bool canonical(std::string_view& text, std::string& buffer) const override {
+    std::string_view digits = trimmed(text);
+    bool isNegative = digits.starts_with('-');
+    digits.remove_prefix(isNegative || digits.starts_with('+') ? 1 : 0);
+    std::uint64_t magnitude = 0;
+    char const* const end = digits.data() + digits.size();
+    if (auto const [rest, error] = std::from_chars(digits.data(), end, magnitude);
+        error != std::errc() || rest != end) {
+      return false;
+    }
+    isNegative = isNegative && magnitude != 0;
+    bool const isWideEnough = isSigned_ ? magnitude <= topBit - (isNegative ? 0 : 1) : !isNegative;
+    std::uint64_t const number = isNegative ? 0 - magnitude : magnitude;
+    if (!isWideEnough || !within(parts_, number ^ (isSigned_ ? topBit : 0))) {
+      return false;
+    }
+    bool const hasZeros = digits.size() > 1 && digits.front() == '0';
+    if (hasZeros || text.size() != digits.size() + (isNegative ? 1 : 0)) {
+      buffer = isNegative ? fmt::format("-{}", magnitude) : fmt::format("{}", magnitude);
+      text = buffer;
+    }
+    return true;
+  }
+
+  std::string fits() const override {
+    return "a decimal number from " + shownParts(parts_, [this](std::uint64_t number) {
+             return isSigned_ ? fmt::format("{}", static_cast<std::int64_t>(number ^ topBit))
+                              : fmt::format("{}", number);
+           });
+  }
+
+ private:
+  bool isSigned_;
+  std::vector<Part> parts_;
+};
+
+// ---- strings
+
+/** Characters by their leading bytes, as libyang counts them: it takes a sequence to be as long as its first byte says.
+ */
+std::uint64_t countCharacters(std::string_view text) {
+  std::uint64_t count = 0;
+  for (std::size_t at = 0; at < text.size(); ++count) {
+    auto const byte = static_cast<unsigned char>(text[at]);
+    at += byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF8 ? 4 : byte < 0xFC ? 5 : byte < 0xFE ? 6 : 1;
+  }
+  return count;
+}
+
+constexpr std::uint32_t maxSteps = 1'000'000;
+constexpr std::uint32_t maxKibibytes = 64 * 1024;
+
+/** What matching works with: one for each thread, as the patterns are shared. */
+struct Matcher {
+  pcre2_match_data* data = pcre2_match_data_create(1, nullptr);
+  pcre2_match_context* limits = pcre2_match_context_create(nullptr);
+
+  Matcher() {
+    pcre2_set_match_limit(limits, maxSteps);
+    pcre2_set_heap_limit(limits, maxKibibytes);
+  }
+  ~Matcher() {
+    pcre2_match_context_free(limits);
+    pcre2_match_data_free(data);
+  }
+  Matcher(Matcher const&) = delete;
+  Matcher& operator=(Matcher const&) = delete;
+};
+
+/** What the library answers: 0 or more for a match, PCRE2_ERROR_NOMATCH, or why it cannot tell. */
+int match(lysc_pattern const& pattern, std::string_view text) {
+  thread_local std::optional<Matcher> matcher;
+  if (!matcher) {
+    matcher.emplace();
+    if (matcher->data == nullptr || matcher->limits == nullptr) {
+      matcher.reset();
+      throw std::bad_alloc();
+    }
+  }
+  // libyang has compiled the pattern to match the whole text.
+  int const answer = pcre2_match(pattern.code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, 0,
+                                 matcher->data, matcher->limits);
+  if (answer < PCRE2_ERROR_NOMATCH) {
+    matcher.reset();  // it may have taken much memory, and would keep it
+  }
+  return answer;
+}
+
+/** A length, patterns, or both. */
+class StringRule final : public Model::TextRule {
+ public:
+  StringRule(Context context, lysc_type const& type)
+      : context_(std::move(context)), lengths_(partsOf(as<lysc_type_str>(type).length, false)) {
+    for (lysc_pattern const* const pattern : elements(as<lysc_type_str>(type).patterns)) {
+      patterns_.push_back(pattern);
+    }
+  }
+
+  bool canonical(std::string_view& text, std::string& /*buffer*/) const override {
+    return !text.contains('\0') && (lengths_.empty() || within(lengths_, countCharacters(text))) &&
+           std::ranges::all_of(patterns_, [&](lysc_pattern const* pattern) {
+             int const answer = match(*pattern, text);
+             return answer >= PCRE2_ERROR_NOMATCH && (answer >= 0) != bool(pattern->inverted);
+           });
+  }
+
+  std::string fits() const override {
+    std::string text = "a text";
+    if (!lengths_.empty()) {
+      text += " of " + shownLength(lengths_, "characters");
+    }
+    std::string_view also = "";
+    for (lysc_pattern const* const pattern : patterns_) {
+      text += fmt::format("{} {} '{}'", also, pattern->inverted ? "unlike" : "like", pattern->expr);
+      also = ", and";
+    }
+    return text;
+  }
+
+  std::string remark(std::string_view text) const override {
+    for (lysc_pattern const* const pattern : patterns_) {
+      int const answer = text.contains('\0') ? PCRE2_ERROR_NOMATCH : match(*pattern, text);
+      if (answer == PCRE2_ERROR_MATCHLIMIT || answer == PCRE2_ERROR_HEAPLIMIT) {
+        return fmt::format("; whether it is like '{}' takes more than {} steps or {} MiB to tell", pattern->expr,
+                           maxSteps, maxKibibytes / 1024);
+      }
+    }
+    return {};
+  }
+
+ private:
+  Context context_;
+  std::vector<Part> lengths_;
+  std::vector<lysc_pattern const*> patterns_;
+};
+
+// ---- what libyang is asked
+
+/** A value of libyang, for as long as its canonical text is read. */
+class Stored {
+ public:
+  Stored(ly_ctx const* context, lysc_type const& type, lysc_node const& node, std::string_view text)
+      : context_(context), type_(type) {
+    ly_err_item* error = nullptr;
+    LY_ERR const result = type.plugin->store(context, &type, text.data(), text.size(), 0, LY_VALUE_JSON, nullptr,
+                                             LYD_HINT_DATA, &node, &value_, nullptr, &error);
+    ly_err_free(error);
+    // Incomplete: what it refers to is data, and there is none.
+    fits_ = result == LY_SUCCESS || result == LY_EINCOMPLETE;
+  }
+  ~Stored() {
+    if (fits_) {
+      value_.realtype->plugin->free(context_, &value_);
+    }
+  }
+  Stored(Stored const&) = delete;
+  Stored& operator=(Stored const&) = delete;
+
+  bool fits() const { return fits_; }
+
+  std::string canonical() const {
+    ly_bool isOurs = 0;
+    std::size_t length = 0;
+    auto* const text =
+        static_cast<char const*>(type_.plugin->print(context_, &value_, LY_VALUE_CANON, nullptr, &isOurs, &length));
+    std::string copy(text, length);
+    if (isOurs != 0) {
+      std::free(const_cast<char*>(text));
+    }
+    return copy;
+  }
+
+ private:
+  ly_ctx const* context_;
+  lysc_type const& type_;
+  lyd_value value_ = {};
+  bool fits_ = false;
+};
+
+/** Types by what libyang calls their plugin, and what they take. */
+std::string pluginFits(lysc_type const& type) {
+  std::string_view id = type.plugin->id;
+  if (std::size_t const dash = id.find(" - "); dash != std::string_view::npos) {
+    id.remove_prefix(dash + 3);
+  }
+  id = id.substr(0, id.find(','));
+  return fmt::format("{} {}", id.find_first_of("aeiou") == 0 ? "an" : "a", id);
+}
+
+std::string bitsFit(lysc_type const& type) {
+  std::string names;
+  auto const bits = elements(as<lysc_type_bits>(type).bits);
+  for (auto const& item : bits.first(std::min(bits.size(), shownNames))) {
+    names += fmt::format("{}{}", names.empty() ? "" : ", ", item.name);
+  }
+  return fmt::format("none or some of {}{}, with blanks between", names, bits.size() > shownNames ? ", ..." : "");
+}
+
+std::string decimalFits(lysc_type const& type) {
+  auto const& decimal = as<lysc_type_dec>(type);
+  auto const parts = partsOf(decimal.range, true);
+  std::string text = fmt::format("a decimal number with at most {} digits after the point", decimal.fraction_digits);
+  if (!parts.empty()) {
+    text += ", from " + shownParts(parts, [&](std::uint64_t number) {
+              auto const raw = static_cast<std::int64_t>(number ^ topBit);
+              auto const magnitude = raw < 0 ? 0 - static_cast<std::uint64_t>(raw) : static_cast<std::uint64_t>(raw);
+              std::string digits = fmt::format("{:0{}}", magnitude, decimal.fraction_digits + 1);
+              digits.insert(digits.size() - decimal.fraction_digits, 1, '.');
+              digits.resize(std::max(digits.find_last_not_of('0') + 1, digits.find('.') + 2));
+              return (raw < 0 ? "-" : "") + digits;
+            });
+  }
+  return text;
+}
+
+std::string storedFits(lysc_type const& type) {
+  switch (type.basetype) {
+    case LY_TYPE_DEC64:
+      return decimalFits(type);
+    case LY_TYPE_BITS:
+      return bitsFit(type);
+    case LY_TYPE_BINARY: {
+      auto const parts = partsOf(as<lysc_type_bin>(type).length, false);
+      return "base64, padded with '='" + (parts.empty() ? "" : ", of " + shownLength(parts, "bytes"));
+    }
+    case LY_TYPE_EMPTY:
+      return "no text at all";
+    case LY_TYPE_INST:
+      return "a path like /module:container/list[key='value']/leaf";
+    default:
+      return pluginFits(type);
+  }
+}
+
+class StoredRule final : public Model::TextRule {
+ public:
+  StoredRule(Context context, lysc_type const& type, lysc_node const& node)
+      : context_(std::move(context)), type_(type), node_(node) {}
+
+  bool canonical(std::string_view& text, std::string& buffer) const override {
+    if (text.contains('\0')) {
+      return false;
+    }
+    Quiet const quiet;
+    Stored const stored(context_.get(), type_, node_, text);
+    if (!stored.fits()) {
+      return false;
+    }
+    buffer = stored.canonical();
+    text = buffer;
+    return true;
+  }
+
+  std::string fits() const override { return storedFits(type_); }
+
+ private:
+  Context context_;
+  lysc_type const& type_;
+  lysc_node const& node_;
+};
+
+// ---- identities
+
+/** Every identity below the base, once each. */
+std::vector<lysc_ident const*> derivedFrom(lysc_ident const& base) {
+  std::vector<lysc_ident const*> found = {&base};
+  absl::flat_hash_set<lysc_ident const*> seen = {&base};
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    for (lysc_ident const* const identity : elements(found[i]->derived)) {
+      if (seen.insert(identity).second) {
+        found.push_back(identity);
+      }
+    }
+  }
+  found.erase(found.begin());
+  return found;
+}
+
+/** All texts are known beforehand; libyang takes no other, not even blanks around one. */
+class IdentityRule final : public Model::TextRule {
+ public:
+  IdentityRule(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare) {
+    Quiet const quiet;
+    auto const bases = elements(as<lysc_type_identityref>(type).bases);
+    base_ = fmt::format("{}:{}", bases.front()->module->name, bases.front()->name);
+    absl::flat_hash_map<std::string, std::vector<std::string>> byBareName;
+    for (lysc_ident const* const identity : derivedFrom(*bases.front())) {
+      std::string const full = fmt::format("{}:{}", identity->module->name, identity->name);
+      // There may be further bases, and modules that are not implemented.
+      if (Stored const stored(context.get(), type, node, full); stored.fits()) {
+        canonical_.emplace(full, stored.canonical());
+        shown_.push_back(full);
+        byBareName[identity->name].push_back(full);
+      }
+    }
+    for (auto const& [bare, full] : byBareName) {
+      if (Stored const stored(context.get(), type, node, bare); stored.fits()) {
+        canonical_.emplace(bare, stored.canonical());
+        canonical_.emplace(":" + bare, stored.canonical());  // libyang takes an empty module for none
+      } else if (takesBare && full.size() == 1) {
+        canonical_.emplace(bare, full.front());
+      }
+    }
+  }
+
+  bool canonical(std::string_view& text, std::string& /*buffer*/) const override {
+    auto const found = canonical_.find(absl::string_view(text.data(), text.size()));
+    if (found == canonical_.end()) {
+      return false;
+    }
+    text = found->second;
+    return true;
+  }
+
+  std::string fits() const override {
+    auto const shown = std::span(shown_).first(std::min(shown_.size(), shownNames));
+    return fmt::format("an identity derived from {}: {}{}", base_,
+                       shown.empty() ? "there is none" : fmt::format("{}", fmt::join(shown, ", ")),
+                       shown_.size() > shownNames ? ", ..." : "");
+  }
+
+ private:
+  std::string base_;
+  absl::flat_hash_map<std::string, std::string> canonical_;
+  /** In the order of the modules. */
+  std::vector<std::string> shown_;
+};
+
+}  // namespace
+
+bool isPlainString(lysc_type const& type) {
+  return type.basetype == LY_TYPE_STRING && type.plugin->store == lyplg_type_store_string &&
+         as<lysc_type_str>(type).length == nullptr && as<lysc_type_str>(type).patterns == nullptr;
+}
+
+Rule ruleOf(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare) {
+  auto const store = type.plugin->store;
+  if (store == lyplg_type_store_int || store == lyplg_type_store_uint) {
+    return std::make_shared<IntegerRule>(type);
+  }
+  if (store == lyplg_type_store_string) {
+    return std::make_shared<StringRule>(context, type);
+  }
+  if (store == lyplg_type_store_identityref) {
+    return std::make_shared<IdentityRule>(context, type, node, takesBare);
+  }
+  return std::make_shared<StoredRule>(context, type, node);
+}
+
+}  // namespace Yang
