@@ -25,6 +25,8 @@ constexpr char const* sourceFile = "Drovan/ZynKeyDecoder";
 constexpr unsigned short traceLevel = 7;
 constexpr std::string_view separator = "__";
 constexpr std::string_view wildcard = "*";
+/** Elements of a path that need no second block; counting them first costs more than it saves. */
+constexpr std::size_t usualDepth = 4;
 
 Velko::Platform::DebugHandler const& traceHandle() noexcept {
   static Velko::Platform::DebugHandler const* const handle =
@@ -321,6 +323,7 @@ Done ZynKeyDecoder::KeyElemNode::instantiate() noexcept {
 
 ZynKeyDecoder::PathElements ZynKeyDecoder::splitPath(std::string_view path) noexcept {
   PathElements elements;
+  elements.reserve(usualDepth);
   for (;;) {
     std::size_t const found = path.find(separator);
     elements.push_back(path.substr(0, found));
