@@ -4,6 +4,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/beast/core/detail/base64.hpp>
 #include <cstddef>
 #include <iterator>
@@ -81,7 +82,19 @@ std::size_t findSeparator(std::string_view path) {
 
 // ---- one text to one value
 
-Velko::String quoted(std::string_view quote, std::string_view value) { return Velko::String(quote) + value + quote; }
+/** A short text gets its quotes on the stack, so that one string is made, which need not grow. */
+Velko::String quoted(char quote, std::string_view value) {
+  constexpr std::size_t shortLength = 62;
+  if (value.size() > shortLength) {
+    std::string_view const oneQuote(&quote, 1);
+    return Velko::String(oneQuote) + value + oneQuote;
+  }
+  std::array<char, shortLength + 2> buffer;
+  buffer[0] = quote;
+  std::copy(value.begin(), value.end(), buffer.begin() + 1);
+  buffer[value.size() + 1] = quote;
+  return {buffer.data(), value.size() + 2};
+}
 
 /** A long text is decoded in slices, so that no value can exhaust the stack. Whole groups of four characters. */
 constexpr std::size_t sliceLength = 4096;
@@ -125,7 +138,7 @@ Value enumFromGnmiString(Zyn::ZynType enumType, Velko::String const& value) noex
   if (!enumType.isEnumType()) {
     Velko::Impl::vfmassert("enumType.isEnumType()", sourceFile, __func__, __LINE__, "", {});
   }
-  return textOf([&] { return enumType.genericIf(quoted("'", value.view()), false); });
+  return textOf([&] { return enumType.genericIf(quoted('\'', value.view()), false); });
 }
 
 Value defaultZynObject(Zyn::ZynType zynType) noexcept {
@@ -181,7 +194,7 @@ Value createScalarKey(Zyn::ZynType type, std::string_view const& value, bool use
     return enumFromGnmiString(type, Velko::String(value));
   }
   if (type.isFundamentalString()) {
-    return textOf([&] { return type.genericIf(quoted("\"", value), false); });
+    return textOf([&] { return type.genericIf(quoted('"', value), false); });
   }
   if (!type.isUnionType()) {
     return textOf([&] { return type.genericIf(Velko::String(value), false); });
