@@ -286,6 +286,21 @@ Value construct(KeyElemNode& node, Zyn::ZynType type, Building const* outer) {
   return textOf([&] { return type.genericIf(args, false); });
 }
 
+// ---- the way down a path
+
+/** The child of `node` for an attribute, and whether it is new. The first one brings room for as many as most keys have. */
+std::pair<KeyElemNode*, bool> childOf(KeyElemNode& node, Zyn::ZynAttr attr) {
+  constexpr std::size_t usualChildren = 7;
+  if (node.children.capacity() == 0) {
+    node.children.reserve(usualChildren);
+  }
+  auto const [child, isNew] = node.children.try_emplace(attr, Zyn::ZynType(), node.useS4Encoding);
+  if (isNew) {
+    child->second.type = attr.attrType();
+  }
+  return {&child->second, isNew};
+}
+
 }  // namespace
 
 // ---- the tree
@@ -304,17 +319,16 @@ Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, 
     if (attr.empty()) {
       return error("Attribute '{}' not found on Type '{}'", *begin, node->type);
     }
-    auto child = node->children.find(attr);
-    if (child == node->children.end()) {
+    // The trace comes before the child, so only a trace needs a look beforehand; making the child looks once.
+    if (traceHandle().enabled() && !node->children.contains(attr)) {
       TRACE("KeyElemNode", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
-      Zyn::ZynType const childType = attr.attrType();
-      child = node->children.try_emplace(attr, childType, node->useS4Encoding).first;
-      if (std::next(begin) == end && !isScalarKeyType(childType, node->useS4Encoding)) {
-        // Names the composite that holds the attribute: that is where the caller's path stopped too early.
-        return error("Expecting a scalar at leaf element '{}'; found composite of type '{}'", *begin, node->type);
-      }
     }
-    node = &child->second;
+    auto const [child, isNew] = childOf(*node, attr);
+    if (isNew && std::next(begin) == end && !isScalarKeyType(child->type, node->useS4Encoding)) {
+      // Names the composite that holds the attribute: that is where the caller's path stopped too early.
+      return error("Expecting a scalar at leaf element '{}'; found composite of type '{}'", *begin, node->type);
+    }
+    node = child;
   }
   Value decoded = createScalarKey(node->type, value.view(), node->useS4Encoding);
   if (!decoded) {
