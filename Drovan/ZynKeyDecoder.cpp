@@ -29,7 +29,8 @@ constexpr std::string_view wildcard = "*";
 /** Elements of a path that need no second block; counting them first costs more than it saves. */
 constexpr std::size_t usualDepth = 4;
 
-Velko::Platform::DebugHandler const& traceHandle() noexcept {
+/** Inline wherever a trace may be: while there is none, a look at the flag is all that it costs. */
+[[gnu::always_inline]] inline Velko::Platform::DebugHandler const& traceHandle() noexcept {
   static Velko::Platform::DebugHandler const* const handle =
       Velko::Platform::_getRawDebugHandler(Velko::String("ZynKeyDecoder"), false);
   return *handle;
@@ -38,7 +39,7 @@ Velko::Platform::DebugHandler const& traceHandle() noexcept {
 // A macro, for the function's name and line; nothing is formatted unless the handle is enabled.
 #define TRACE(className, ...)                                                                            \
   do {                                                                                                   \
-    if (traceHandle().enabled()) {                                                                       \
+    if (traceHandle().enabled()) [[unlikely]] {                                                          \
       Velko::fmtrace(traceHandle(), traceLevel, sourceFile, __func__, __LINE__, className, __VA_ARGS__); \
     }                                                                                                    \
   } while (false)
