@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "model/Schema.h"
+#include "model/Zyn/NameIndex.h"
 
 namespace Model {
 
@@ -65,7 +66,7 @@ struct TypeRow {
   /** Indexes of attributes in the module, in declaration order; the slot is the position here. */
   std::vector<std::uint32_t> attrs;
   /** Indexes in the module. */
-  ByName attrsByName;
+  NameIndex attrsByName;
   /** An index in the module. */
   std::optional<std::uint32_t> valAttr;
   /** Some attribute is of this union or value type: only then can it be reached from another type. */
