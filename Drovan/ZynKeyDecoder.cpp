@@ -247,6 +247,16 @@ Zyn::ZynAttr keyAttr(Zyn::ZynAttr collection, bool emptyNameIsNone) {
   return collection.attrType().attr(name);
 }
 
+/** As `text == name`, without a walk to the name's end for its length: once for every path. */
+bool isNamed(std::string_view text, char const* name) {
+  for (char const byte : text) {
+    if (*name == '\0' || *name++ != byte) {
+      return false;
+    }
+  }
+  return *name == '\0';
+}
+
 /** The attribute of that name; no type, no attribute. */
 Zyn::ZynAttr attrOf(Zyn::ZynType type, std::string_view name) {
   return type.empty() ? Zyn::ZynAttr() : type.attr(name);
@@ -405,7 +415,7 @@ ZynKeyDecoder::PathElements ZynKeyDecoder::splitPath(std::string_view path) noex
 KvStd::Expected<std::variant<ZynKeyDecoder::Single, ZynKeyDecoder::Multiple>, Velko::String>
 ZynKeyDecoder::decodeScalarKey(Zyn::ZynType type, std::string_view keyName, std::string_view value) const noexcept {
   // Asked of the collection's entries, not of `type`: the name says where the key is held, not what it is.
-  if (Zyn::ZynAttr const key = keyAttr(collectionAttr, true); !key.empty() && keyName != key.name()) {
+  if (Zyn::ZynAttr const key = keyAttr(collectionAttr, true); !key.empty() && !isNamed(keyName, key.name())) {
     return error("Expected key name for '{}' is '{}'; found '{}'", std::string_view(collectionAttr.name()),
                  std::string_view(key.name()), keyName);
   }
@@ -425,7 +435,7 @@ Done ZynKeyDecoder::processKeyPath(KeyElemNode& node, std::string_view keyPath, 
   PathElements const elements = splitPath(keyPath);
   PathIter begin = elements.begin();
   if (Zyn::ZynAttr const key = keyAttr(collectionAttr, false); !key.empty()) {
-    if (*begin == key.name()) {
+    if (isNamed(*begin, key.name())) {
       ++begin;
     } else if (attrOf(collectionAttr.attrType(), *begin).empty() || attrOf(collectionAttr.keyType(), *begin).empty()) {
       return error("Expecting key path '{}' to start with the internal key name '{}'", keyPath,
