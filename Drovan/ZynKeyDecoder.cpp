@@ -320,7 +320,8 @@ Value construct(KeyElemNode& node, Zyn::ZynType type, Building const* outer) {
 
 // ---- the way down a path
 
-/** The child of `node` for an attribute, and whether it is new. The first one brings room for as many as most keys have. */
+/** The child of `node` for an attribute, and whether it is new. The first one brings room for as many as most keys
+ * have. */
 std::pair<KeyElemNode*, bool> childOf(KeyElemNode& node, Zyn::ZynAttr attr) {
   constexpr std::size_t usualChildren = 7;
   if (node.children.capacity() == 0) {
