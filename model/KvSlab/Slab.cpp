@@ -42,10 +42,10 @@ void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept {
 namespace KvSlab {
 namespace {
 
-// Sizes up to 1024 come in steps of 16 from the slab, larger ones from the heap. A block never changes its class, and
+// Sizes up to 2048 come in steps of 16 from the slab, larger ones from the heap. A block never changes its class, and
 // never goes back to the heap: what a thread frees it uses again, and what it has too much of other threads use.
 constexpr std::size_t kStep = 16;
-constexpr std::size_t kClasses = 64;
+constexpr std::size_t kClasses = 128;
 constexpr std::uint32_t kHeap = kClasses;
 
 /** What stands before each block's storage. */
@@ -135,69 +135,93 @@ List takeOrCarve(std::uint32_t sizeClass) {
   return batch.first != nullptr ? batch : carve(sizeClass);
 }
 
-/** What one thread has at hand. Has no destructor, so that it can be looked at as long as the thread runs. */
-struct Cache {
-  enum class State : std::uint8_t { Fresh, Live, Gone };
-
-  std::array<List, kClasses> lists;
-  State state = State::Fresh;
+/** Free blocks of one class that a thread keeps, until there are `most`. */
+struct Kept : List {
+  std::uint32_t most = 0;
 };
-thread_local constinit Cache cache;
+
+/** What one thread has at hand. */
+struct Cache {
+  std::array<Kept, kClasses> lists;
+};
+
+// A word that every thread has from its start, so that finding it takes no call; null before the first use and after
+// the last.
+[[gnu::tls_model("initial-exec")]] thread_local constinit Cache* cache = nullptr;
+[[gnu::tls_model("initial-exec")]] thread_local constinit bool hasEnded = false;
 
 /** Gives the thread's blocks back when the thread ends; what it frees after that goes to the pool at once. */
 struct CacheEnd {
   ~CacheEnd() {
-    cache.state = Cache::State::Gone;
+    Cache* const mine = std::exchange(cache, nullptr);
+    hasEnded = true;
     for (std::size_t i = 0; i < kClasses; ++i) {
-      pools[i].give(std::exchange(cache.lists[i], {}));
+      pools[i].give(mine->lists[i]);
     }
+    std::free(mine);
   }
 };
 
-/** Whether the thread may keep blocks. */
-bool isLive(Cache& mine) noexcept {
-  if (mine.state == Cache::State::Fresh) {
-    mine.state = Cache::State::Live;
+/** The thread's cache, made on first use; null where there is none any more, or no memory for one. */
+Cache* madeCache() noexcept {
+  void* const storage = cache == nullptr && !hasEnded ? std::malloc(sizeof(Cache)) : nullptr;
+  if (storage != nullptr) {
+    cache = ::new (storage) Cache;
+    for (std::size_t i = 0; i < kClasses; ++i) {
+      cache->lists[i].most = 2 * batchSize(i);
+    }
     thread_local CacheEnd const end;
     static_cast<void>(end);
   }
-  return mine.state == Cache::State::Live;
+  return cache;
+}
+
+/** For a thread that has no block of the class at hand. */
+[[gnu::noinline]] Block* fetchBlock(std::uint32_t sizeClass) {
+  List batch = takeOrCarve(sizeClass);
+  Block* const block = batch.pop();
+  if (Cache* const mine = madeCache(); mine != nullptr) {
+    static_cast<List&>(mine->lists[sizeClass]) = batch;
+  } else {
+    pools[sizeClass].give(batch);
+  }
+  return block;
 }
 
 Block* takeBlock(std::uint32_t sizeClass) {
-  Cache& mine = cache;
-  if (!isLive(mine)) {
-    List batch = takeOrCarve(sizeClass);
-    Block* const block = batch.pop();
-    pools[sizeClass].give(batch);
-    return block;
+  Cache* const mine = cache;
+  return mine != nullptr && mine->lists[sizeClass].first != nullptr ? mine->lists[sizeClass].pop()
+                                                                    : fetchBlock(sizeClass);
+}
+
+/** For a thread that frees what others took: it must not keep it all. */
+[[gnu::noinline]] void passOn(List& list, std::uint32_t sizeClass, std::uint32_t count) noexcept {
+  List batch;
+  while (batch.count < count) {
+    batch.push(list.pop());
   }
-  List& list = mine.lists[sizeClass];
-  if (list.first == nullptr) {
-    list = takeOrCarve(sizeClass);
+  pools[sizeClass].give(batch);
+}
+
+[[gnu::noinline]] void giveFirstBlock(Block* block) noexcept {
+  List one;
+  List* const list = madeCache() != nullptr ? &cache->lists[block->sizeClass] : &one;
+  list->push(block);
+  if (list == &one) {
+    pools[block->sizeClass].give(one);
   }
-  return list.pop();
 }
 
 void giveBlock(Block* block) noexcept {
-  std::uint32_t const sizeClass = block->sizeClass;
-  Cache& mine = cache;
-  if (!isLive(mine)) {
-    List one;
-    one.push(block);
-    pools[sizeClass].give(one);
+  Cache* const mine = cache;
+  if (mine == nullptr) {
+    giveFirstBlock(block);
     return;
   }
-  List& list = mine.lists[sizeClass];
+  Kept& list = mine->lists[block->sizeClass];
   list.push(block);
-  // A thread that only frees what others took must not keep it all.
-  std::uint32_t const most = 2 * batchSize(sizeClass);
-  if (list.count == most) {
-    List batch;
-    while (batch.count < most / 2) {
-      batch.push(list.pop());
-    }
-    pools[sizeClass].give(batch);
+  if (list.count == list.most) {
+    passOn(list, block->sizeClass, list.most / 2);
   }
 }
 

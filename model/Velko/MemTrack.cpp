@@ -21,27 +21,71 @@ namespace Velko::MemTrack {
 
 namespace {
 
-constexpr std::size_t kShards = 16;
+constexpr std::size_t kShards = 32;
+/** For threads that found no shard of their own, and for those that are ending. */
+constexpr std::size_t kShared = kShards;
 
-// Each thread counts in a shard of its own (until there are more threads than shards), so that threads which allocate
-// at once do not pass one cache line back and forth.
+// Each thread counts in a shard of its own (while there are not more threads than shards), so that threads which
+// allocate at once do not pass one cache line back and forth, and need no locked instruction.
 struct alignas(64) Shard {
   std::atomic<std::uint64_t> allocations = 0;
   // What this shard's threads took less what they gave back: negative where others took it.
   std::atomic<std::int64_t> elements = 0;
 };
 
-std::size_t shardOfThisThread() noexcept {
-  static constinit std::atomic<std::size_t> threads = 0;
-  thread_local std::size_t const shard = threads.fetch_add(1, std::memory_order_relaxed) % kShards;
-  return shard;
+std::array<std::atomic<bool>, kShards> shardIsTaken;
+
+/** Frees the thread's shard when it ends; another thread goes on counting there. */
+struct ShardEnd {
+  ~ShardEnd();
+};
+
+constexpr std::size_t kNone = kShards + 1;
+// A word that every thread has from its start, so that finding it takes no call.
+[[gnu::tls_model("initial-exec")]] thread_local constinit std::size_t shardOfThread = kNone;
+
+[[gnu::noinline]] std::size_t takeShard() noexcept {
+  shardOfThread = kShared;
+  for (std::size_t i = 0; i < kShards; ++i) {
+    if (!shardIsTaken[i].exchange(true, std::memory_order_acquire)) {
+      thread_local ShardEnd const end;
+      static_cast<void>(end);
+      shardOfThread = i;
+      break;
+    }
+  }
+  return shardOfThread;
+}
+
+ShardEnd::~ShardEnd() {
+  // The release half hands on what was counted: the next owner reads before it writes.
+  shardIsTaken[std::exchange(shardOfThread, kShared)].store(false, std::memory_order_release);
+}
+
+std::size_t shardOfThisThread() noexcept { return shardOfThread != kNone ? shardOfThread : takeShard(); }
+
+/** Only the shard that threads share needs an atomic change; in its own a thread is alone. */
+template <typename Number>
+void add(std::atomic<Number>& counter, Number number, std::size_t shard) noexcept {
+  if (shard == kShared) {
+    counter.fetch_add(number, std::memory_order_relaxed);
+  } else {
+    counter.store(counter.load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
+  }
 }
 
 }  // namespace
 
 class Tracker {
  public:
-  Shard& shard() noexcept { return shards_[shardOfThisThread()]; }
+  void count(std::uint64_t allocations, std::int64_t elements) noexcept {
+    std::size_t const index = shardOfThisThread();
+    Shard& shard = shards_[index];
+    if (allocations != 0) {
+      add(shard.allocations, allocations, index);
+    }
+    add(shard.elements, elements, index);
+  }
 
   // A tag stands for one kind of container, whose elements have one size. It is not told when storage goes back.
   void setElementSize(std::size_t size) noexcept {
@@ -61,7 +105,7 @@ class Tracker {
   }
 
  private:
-  std::array<Shard, kShards> shards_;
+  std::array<Shard, kShards + 1> shards_;
   std::atomic<std::size_t> elementSize_ = 0;
 };
 
@@ -98,13 +142,11 @@ Tracker& Impl::tracker(std::type_info const& tagPointer) {
 void Impl::alloc(Tracker& tracker, std::type_info const& /*element*/, std::size_t elementSize,
                  std::size_t count) noexcept {
   tracker.setElementSize(elementSize);
-  Shard& shard = tracker.shard();
-  shard.allocations.fetch_add(1, std::memory_order_relaxed);
-  shard.elements.fetch_add(static_cast<std::int64_t>(count), std::memory_order_relaxed);
+  tracker.count(1, static_cast<std::int64_t>(count));
 }
 
 void Impl::dealloc(Tracker& tracker, std::size_t count) noexcept {
-  tracker.shard().elements.fetch_sub(static_cast<std::int64_t>(count), std::memory_order_relaxed);
+  tracker.count(0, -static_cast<std::int64_t>(count));
 }
 
 }  // namespace Velko::MemTrack

@@ -168,7 +168,7 @@ void addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
   }
   AttrRow const& added = module.attrs.emplace_back(std::move(attr));
   row.attrs.push_back(index);
-  row.attrsByName.emplace(added.name, index);
+  row.attrsByName.add(added.name, index);
 }
 
 void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {

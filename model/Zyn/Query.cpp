@@ -94,9 +94,8 @@ ZynAttr ZynTypeBase::attr(std::string_view name) const noexcept {
   if (empty()) {
     return {};
   }
-  auto const& attrs = rowOf(*this).attrsByName;
-  auto const found = attrs.find(name);
-  return found == attrs.end() ? ZynAttr() : ZynAttr(module(), index(), found->second);
+  auto const found = rowOf(*this).attrsByName.find(name);
+  return found ? ZynAttr(module(), index(), *found) : ZynAttr();
 }
 
 ArgNameQIterator ZynModule::argNameQIterator(std::uint32_t index) const noexcept {

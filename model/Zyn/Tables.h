@@ -5,10 +5,12 @@
 #pragma once
 
 #include <absl/container/flat_hash_map.h>
+#include <absl/hash/hash.h>
+#include <absl/strings/string_view.h>
 
+#include <boost/container/stable_vector.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +18,7 @@
 #include <vector>
 
 #include "model/Schema.h"
+#include "model/Zyn/NameIndex.h"
 
 namespace Model {
 
@@ -37,6 +40,16 @@ struct AttrRow {
   std::uint32_t s4Number = 0;
 };
 
+/** Abseil hashes views of its own kind; any other would go through the standard library, at three times the time. */
+struct NameHash {
+  std::size_t operator()(std::string_view name) const noexcept {
+    return absl::HashOf(absl::string_view(name.data(), name.size()));
+  }
+};
+
+/** Indexes by name. The names are kept elsewhere. */
+using ByName = absl::flat_hash_map<std::string_view, std::uint32_t, NameHash>;
+
 /** A gNMI pattern, taken apart: text[0] slot[0] text[1] slot[1] ... text[n]. */
 struct Pattern {
   std::string whole;
@@ -54,7 +67,7 @@ struct TypeRow {
   /** Indexes of attributes in the module, in declaration order; the slot is the position here. */
   std::vector<std::uint32_t> attrs;
   /** Indexes in the module. */
-  absl::flat_hash_map<std::string_view, std::uint32_t> attrsByName;
+  NameIndex attrsByName;
   /** An index in the module. */
   std::optional<std::uint32_t> valAttr;
   /** Some attribute is of this union or value type: only then can it be reached from another type. */
@@ -64,7 +77,7 @@ struct TypeRow {
   std::vector<std::uint32_t> argSlots;
   std::vector<Enumerator> enumerators;
   // Positions in `enumerators`.
-  absl::flat_hash_map<std::string_view, std::uint32_t> enumeratorsByName;
+  ByName enumeratorsByName;
   absl::flat_hash_map<std::int32_t, std::uint32_t> enumeratorsByNumber;
   std::optional<Pattern> pattern;
   /** Of a scalar; mostly null. */
@@ -79,10 +92,10 @@ class ModuleTables final : public Module {
   ~ModuleTables() = default;
 
   std::string name;
-  // A deque keeps its rows where they are while it grows: names that were handed out stay valid.
-  std::deque<TypeRow> types;
-  std::deque<AttrRow> attrs;
-  absl::flat_hash_map<std::string_view, std::uint32_t> typesByName;
+  // Rows stay where they are while there are more: names that were handed out stay valid. A row is two loads away.
+  boost::container::stable_vector<TypeRow> types;
+  boost::container::stable_vector<AttrRow> attrs;
+  ByName typesByName;
 };
 
 /** The core types: type `i` is that of the scalar kind `i`. Never destroyed. */

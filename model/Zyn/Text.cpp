@@ -96,6 +96,23 @@ std::string remark(Zyn::ZynType type, std::string_view text) {
   return bad;
 }
 
+Velko::String unfit(Zyn::ZynType type, std::string_view text, TextForm form) {
+  fmt::memory_buffer what;
+  auto const add = [&what](std::string_view part) { what.append(part); };
+  add(type.name());
+  add(": ");
+  add(quoted(text));
+  add(" does not fit: ");
+  add(textFits(type, form));
+  add(remark(type, text));
+  return {what.data(), what.size()};
+}
+
+/** A small function of its own, with nothing to clean up in it, so that throwing takes no longer than it must. */
+[[noreturn, gnu::noinline]] void refuse(Zyn::ZynType type, std::string_view text, TextForm form) {
+  throw Velko::Exception(unfit(type, text, form));
+}
+
 NewValue fromText(Zyn::ZynType type, std::string_view text, TextForm form) {
   if (type.empty()) {
     throw Velko::Exception(Velko::String("An empty type has no values"));
@@ -103,8 +120,7 @@ NewValue fromText(Zyn::ZynType type, std::string_view text, TextForm form) {
   if (NewValue value = readText(type, text, form)) {
     return value;
   }
-  throw Velko::Exception(Velko::String(
-      fmt::format("{}: {} does not fit: {}{}", type.name(), quoted(text), textFits(type, form), remark(type, text))));
+  refuse(type, text, form);
 }
 
 void printTo(Zyn::GenericIf const& value, std::string& out) {

@@ -215,7 +215,9 @@ class ZynAttr {
 
   template <typename H>
   friend H AbslHashValue(H state, ZynAttr const& attr) {
-    return H::combine(std::move(state), attr.module_, attr.index_);
+    // One number is mixed in half the time that two take.
+    auto const module = reinterpret_cast<std::uintptr_t>(attr.module_);
+    return H::combine(std::move(state), module + (std::uint64_t{attr.index_} << 32U));
   }
 
  private:

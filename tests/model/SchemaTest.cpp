@@ -705,6 +705,35 @@ TEST(Cycles, AreFoundAtTheEndOfALongChainAndAcrossModules) {
   EXPECT_NO_THROW(b.extend(last).attr("first", first));
 }
 
+TEST(Attributes, AreFoundByTheirNameAndByNoneThatIsNearlyTheSame) {
+  Model::Schema schema;
+  Model::TypeBuilder builder = schema.module("M").value("V");
+  std::vector<std::string> names;
+  // Every length up to beyond two words, and every place where two names of a length can differ.
+  for (std::size_t length = 1; length <= 20; ++length) {
+    for (std::size_t place = 0; place < length; ++place) {
+      std::string name(length, 'a');
+      name[place] = 'b';
+      builder.attr(names.emplace_back(name), core(Kind::U8));
+    }
+  }
+  Zyn::ZynType const type = builder;
+  for (std::string const& name : names) {
+    EXPECT_EQ(type.attr(name).name(), name);
+    EXPECT_EQ(type.attr(name.c_str()), type.attr(name));
+    for (std::size_t place = 0; place < name.size(); ++place) {
+      for (char const other : {'c', '\0'}) {
+        std::string nearly = name;
+        nearly[place] = other;
+        EXPECT_TRUE(type.attr(std::string_view(nearly)).empty()) << nearly << " is near " << name;
+      }
+    }
+    EXPECT_TRUE(type.attr(name + '\0').empty()) << name;
+    EXPECT_TRUE(type.attr(std::string(name.size(), 'a')).empty()) << name.size();
+  }
+  EXPECT_TRUE(type.attr("").empty());
+}
+
 TEST(Unions, ThatFailedCanBeBuiltAgain) {
   Model::Schema schema;
   Model::Module& m = schema.module("M");

@@ -589,8 +589,7 @@ TEST_F(Uncaught, ConstructAndInstantiateEndTheProcessToo) {
 
 TEST_F(Calls, ContainersCountUnderTheirTags) {
   (void)ZynKeyDecoder::splitPath("a__b");
-  EXPECT_EQ(world.lines("alloc").front(),
-            "alloc Velko::VectorOf<std::basic_string_view<char, std::char_traits<char> > >* 1x16");
+  EXPECT_EQ(world.count("alloc Velko::VectorOf<std::basic_string_view<char, std::char_traits<char> > >* 4x16"), 1U);
   world.forget();
   Zyn::ZynType const key = world.type({.name = "Key", .args = {"a", "a", "a", "a", "a", "a", "a", "a", "a"}});
   world.attr(key, {.name = "a", .type = world.type({.name = "Empty"})});

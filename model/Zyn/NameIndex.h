@@ -1,0 +1,110 @@
+// Numbers by name, found in a few dozen instructions: for the lookups that every step of a path takes.
+//
+// Names of up to 16 bytes are compared as two words, without a look at where they are kept; longer ones are hashed as a
+// whole first. Not for more than one thread while names are added.
+#pragma once
+
+#include <absl/hash/hash.h>
+#include <absl/strings/string_view.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace Model {
+
+class NameIndex {
+ public:
+  /** The name must be new, and stay where it is. */
+  void add(std::string_view name, std::uint32_t number) {
+    if (2 * (size_ + 1) > entries_.size()) {
+      std::vector<Entry> former(entries_.empty() ? 8 : 2 * entries_.size());
+      former.swap(entries_);
+      for (Entry const& entry : former) {
+        if (entry.name.data() != nullptr) {
+          place(entry);
+        }
+      }
+    }
+    place({name, wordsOf(name), number});
+    ++size_;
+  }
+
+  std::optional<std::uint32_t> find(std::string_view name) const noexcept {
+    if (entries_.empty()) {
+      return std::nullopt;
+    }
+    Words const words = wordsOf(name);
+    for (std::size_t at = placeOf(words);; at = (at + 1) & (entries_.size() - 1)) {
+      Entry const& entry = entries_[at];
+      if (entry.name.data() == nullptr) {
+        return std::nullopt;
+      }
+      if (entry.words == words && entry.name.size() == name.size() &&
+          (name.size() <= 2 * sizeof(std::uint64_t) || entry.name == name)) {
+        return entry.number;
+      }
+    }
+  }
+
+ private:
+  struct Words {
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+
+    friend bool operator==(Words const&, Words const&) = default;
+  };
+
+  struct Entry {
+    std::string_view name = {};
+    Words words = {};
+    std::uint32_t number = 0;
+  };
+
+  template <typename Word>
+  static Word wordAt(char const* bytes) noexcept {
+    Word word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+  }
+
+  /** With the length, all that there is to a name of up to 16 bytes. */
+  static Words wordsOf(std::string_view name) noexcept {
+    char const* const begin = name.data();
+    char const* const end = begin + name.size();
+    if (name.size() > 2 * sizeof(std::uint64_t)) {
+      return {absl::HashOf(absl::string_view(begin, name.size())), wordAt<std::uint64_t>(end - 8)};
+    }
+    if (name.size() >= 8) {
+      return {wordAt<std::uint64_t>(begin), wordAt<std::uint64_t>(end - 8)};
+    }
+    if (name.size() >= 4) {
+      return {wordAt<std::uint32_t>(begin), wordAt<std::uint32_t>(end - 4)};
+    }
+    if (name.size() >= 2) {
+      return {wordAt<std::uint16_t>(begin), wordAt<std::uint16_t>(end - 2)};
+    }
+    return {name.empty() ? std::uint64_t{0} : wordAt<std::uint8_t>(begin), 0};
+  }
+
+  std::size_t placeOf(Words words) const noexcept {
+    return absl::HashOf(words.first, words.last) & (entries_.size() - 1);
+  }
+
+  void place(Entry const& entry) noexcept {
+    std::size_t at = placeOf(entry.words);
+    while (entries_[at].name.data() != nullptr) {
+      at = (at + 1) & (entries_.size() - 1);
+    }
+    entries_[at] = entry;
+  }
+
+  /** A power of two, at most half of them taken. */
+  std::vector<Entry> entries_;
+  std::size_t size_ = 0;
+};
+
+}  // namespace Model
