@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "Rules.h"
@@ -150,8 +151,8 @@ std::expected<Modules, Problems> loadModules(std::span<std::string const> folder
     return std::unexpected(std::move(problems));
   }
   KeepErrors const keepErrors;
-  unsigned const options = LY_CTX_DISABLE_SEARCHDIR_CWD | LY_CTX_NO_YANGLIBRARY | LY_CTX_EXPLICIT_COMPILE |
-                           (features.all ? LY_CTX_ENABLE_IMP_FEATURES : 0U);
+  unsigned const options =
+      LY_CTX_DISABLE_SEARCHDIR_CWD | LY_CTX_NO_YANGLIBRARY | (features.all ? LY_CTX_ENABLE_IMP_FEATURES : 0U);
   ly_ctx* raw = nullptr;
   if (ly_ctx_new(nullptr, static_cast<std::uint16_t>(options), &raw) != LY_SUCCESS) {
     return std::unexpected(Problems{"libyang cannot be started: its own modules do not load"});
@@ -174,7 +175,7 @@ std::expected<Modules, Problems> loadModules(std::span<std::string const> folder
     askedFor.insert(module);
     isGood = isGood && module != nullptr;
   }
-  if (!isGood || ly_ctx_compile(raw) != LY_SUCCESS) {
+  if (!isGood) {
     problems = problemsIn(raw, paths);
     return std::unexpected(problems.empty() ? Problems{"libyang refuses the modules, and does not say why"}
                                             : std::move(problems));
@@ -320,7 +321,10 @@ std::string_view Loaded::moduleOf(Zyn::ZynAttr attr) const noexcept {
 
 std::expected<Loaded, std::vector<std::string>> load(std::span<std::string const> folders,
                                                      std::span<std::string const> modules, Features const& features) {
-  auto const loaded = loadModules(folders, modules, features);
+  // libyang keeps for each thread the place that an error is in, and does not always take it back: what one load leaves
+  // behind must not be read by the next one.
+  std::expected<Modules, Problems> loaded = std::unexpected(Problems());
+  std::thread([&] { loaded = loadModules(folders, modules, features); }).join();
   if (!loaded) {
     return std::unexpected(loaded.error());
   }

@@ -31,8 +31,9 @@
 //   accepted   list route { key "vrf prefix"; ... }
 //   refused    list route { key "a__b"; ... }       "__" stands between the elements of a key path
 //
-// Functions may be called from any thread; each call makes a schema of its own. They throw `std::bad_alloc` only. While
-// modules load, libyang's log options are changed for the whole process: errors go into the result, none to stderr.
+// Functions may be called from any thread; each call makes a schema of its own. They throw `std::bad_alloc`, and
+// `load` throws `std::system_error` where it cannot start a thread, nothing else. While modules load, libyang's log
+// options are changed for the whole process: errors go into the result, none to stderr.
 //
 // Not checked: that data exists which a leafref or an instance-identifier names; `when` and `must`.
 #pragma once
