@@ -7,6 +7,7 @@
 #include <absl/hash/hash.h>
 #include <absl/strings/string_view.h>
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -23,6 +24,7 @@ class NameIndex {
     if (2 * (size_ + 1) > entries_.size()) {
       std::vector<Entry> former(entries_.empty() ? 8 : 2 * entries_.size());
       former.swap(entries_);
+      mask_ = entries_.size() - 1;
       for (Entry const& entry : former) {
         if (entry.name.data() != nullptr) {
           place(entry);
@@ -34,11 +36,11 @@ class NameIndex {
   }
 
   std::optional<std::uint32_t> find(std::string_view name) const noexcept {
-    if (entries_.empty()) {
+    if (mask_ == 0) {
       return std::nullopt;
     }
     Words const words = wordsOf(name);
-    for (std::size_t at = placeOf(words);; at = (at + 1) & (entries_.size() - 1)) {
+    for (std::size_t at = placeOf(words);; at = (at + 1) & mask_) {
       Entry const& entry = entries_[at];
       if (entry.name.data() == nullptr) {
         return std::nullopt;
@@ -91,19 +93,20 @@ class NameIndex {
   }
 
   std::size_t placeOf(Words words) const noexcept {
-    return absl::HashOf(words.first, words.last) & (entries_.size() - 1);
+    return absl::HashOf(words.first ^ std::rotl(words.last, 29)) & mask_;
   }
 
   void place(Entry const& entry) noexcept {
     std::size_t at = placeOf(entry.words);
     while (entries_[at].name.data() != nullptr) {
-      at = (at + 1) & (entries_.size() - 1);
+      at = (at + 1) & mask_;
     }
     entries_[at] = entry;
   }
 
   /** A power of two, at most half of them taken. */
   std::vector<Entry> entries_;
+  std::size_t mask_ = 0;
   std::size_t size_ = 0;
 };
 

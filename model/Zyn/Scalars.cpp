@@ -430,7 +430,11 @@ std::string scalarFits(TypeRow const& row, TextForm form) {
   }
   if (isSigned(row.kind) || isUnsigned(row.kind)) {
     auto const [min, max] = rangeOf(row.kind);
-    return fmt::format("a decimal number from {} to {}", min, max);
+    std::string text = "a decimal number from ";
+    appendNumber(min, text);
+    text += " to ";
+    appendNumber(max, text);
+    return text;
   }
   if (row.kind == Kind::String) {
     return form == TextForm::Literal ? "a text in double quotes" : "any text";

@@ -113,7 +113,8 @@ Velko::String unfit(Zyn::ZynType type, std::string_view text, TextForm form) {
   throw Velko::Exception(unfit(type, text, form));
 }
 
-NewValue fromText(Zyn::ZynType type, std::string_view text, TextForm form) {
+/** Inline, as each function that an exception has to pass takes its time. */
+[[gnu::always_inline]] inline NewValue fromText(Zyn::ZynType type, std::string_view text, TextForm form) {
   if (type.empty()) {
     throw Velko::Exception(Velko::String("An empty type has no values"));
   }
@@ -170,7 +171,10 @@ NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
 
 std::string quoted(std::string_view text) {
   constexpr std::size_t kShown = 64;
-  return fmt::format("'{}'{}", text.substr(0, kShown), text.size() > kShown ? "..." : "");
+  std::string shown = "'";
+  shown += text.substr(0, kShown);
+  shown += text.size() > kShown ? "'..." : "'";
+  return shown;
 }
 
 std::string textFits(Zyn::ZynType type, TextForm form) {
