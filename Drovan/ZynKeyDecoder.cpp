@@ -51,8 +51,8 @@ KvStd::Unexpected<Velko::String> error(fmt::format_string<Args const&...> format
 
 /**
  * What `call` returns, or the text of the `Exception` that it throws; no other exception is caught. A small function of
- * its own, and with nothing to clean up in it: that makes an exception, such as each failed alternative of a union
- * costs, cheaper by a third.
+ * its own, with nothing to clean up in it: so an exception, which every failed alternative of a union costs, finds its
+ * way without a stop.
  */
 template <typename Exception = Velko::Exception, typename Call>
 [[gnu::noinline]] auto textOf(Call const& call) -> KvStd::Expected<decltype(call()), Velko::String> {
