@@ -313,6 +313,17 @@ class Tree {
   Problems problems_;
 };
 
+/**
+ * What texts leave behind in a thread's memory of places points into the modules, and is read at the thread's next
+ * error, whoever's modules that one is in. So modules that texts are checked against are never freed.
+ */
+void keepForEver(Context const& context) {
+  static std::mutex mutex;
+  static auto& kept = *new std::vector<Context>;
+  std::scoped_lock const lock(mutex);
+  kept.push_back(context);
+}
+
 }  // namespace
 
 std::string_view Loaded::moduleOf(Zyn::ZynAttr attr) const noexcept {
@@ -328,6 +339,7 @@ std::expected<Loaded, std::vector<std::string>> load(std::span<std::string const
   if (!loaded) {
     return std::unexpected(loaded.error());
   }
+  keepForEver(loaded->context);
   return Tree(*loaded).build();
 }
 
