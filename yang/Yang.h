@@ -35,8 +35,8 @@
 // `load` throws `std::system_error` where it cannot start a thread, nothing else. While modules load, libyang's log
 // options are changed for the whole process: errors go into the result, none to stderr.
 //
-// Memory: what libyang holds of modules that have loaded stays until the process ends. libyang 2.1 also keeps eight bytes
-// in the thread for each predicate of an instance-identifier that it reads; no other type of key grows anything.
+// Memory: what libyang holds of modules that have loaded stays until the process ends. libyang 2.1 also keeps eight
+// bytes in the thread for each predicate of an instance-identifier that it reads; no other type of key grows anything.
 //
 // Not checked: that data exists which a leafref or an instance-identifier names; `when` and `must`.
 #pragma once
