@@ -137,9 +137,9 @@ bool isWhole(Zyn::ZynType node, Zyn::ZynType type, std::span<Rest const> below, 
       continue;
     }
     Zyn::ZynType const argType = attr.attrType();
-    bool const whole = argType.empty() || isOneValue(argType, useS4Encoding) ? false
-                       : inside.empty() ? isWhole(node, argType, below, useS4Encoding, &building)
-                                        : isWhole(argType, argType, inside, useS4Encoding, nullptr);
+    bool const whole = !inside.empty() ? isWhole(argType, argType, inside, useS4Encoding, nullptr)
+                                       : !argType.empty() && !isOneValue(argType, useS4Encoding) &&
+                                             isWhole(node, argType, below, useS4Encoding, &building);
     if (!whole) {
       return false;
     }
