@@ -385,6 +385,33 @@ TEST(Text, OnWhichAPatternIsSlowIsRefused) {
   EXPECT_TRUE(read(slow, "ababc")) << "and the next one is matched as before";
 }
 
+TEST(Text, OnWhichAPatternIsSlowMayBeLong) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  auto const keyOf = [&](std::string_view list) { return attrAt(odd.root, {"top", list}).keyType(); };
+  EXPECT_TRUE(read(keyOf("steps"), std::string(10000, 'a')));
+  std::string error;
+  EXPECT_FALSE(read(keyOf("steps"), std::string(200000, 'a'), &error));
+  EXPECT_THAT(error, HasSubstr("takes more than 5000 steps"));
+  EXPECT_FALSE(read(keyOf("tail"), std::string(std::size_t{16} << 20, 'a'), &error));
+  EXPECT_THAT(error, HasSubstr("steps"));
+  // The length decides, and no pattern is asked.
+  EXPECT_FALSE(read(keyOf("short"), std::string(60, 'a') + "cd", &error));
+  EXPECT_THAT(error, testing::EndsWith("a text of 1 to 8 characters like '((a|b|ab)*)*c'"));
+}
+
+TEST(Text, ThatIsAnExpressionHasALimit) {
+  Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
+  Zyn::ZynType const instance = attrAt(kinds.root, {"kinds", "instance"}).keyType();
+  std::string const start = "/kinds:kinds/string[id='";
+  std::string const end = "']";
+  std::string const longest = start + std::string(16384 - start.size() - end.size(), 'a') + end;
+  EXPECT_TRUE(read(instance, longest));
+  std::string error;
+  EXPECT_FALSE(read(instance, "/kinds:kinds/string[id='a" + longest.substr(start.size()), &error));
+  EXPECT_THAT(error, HasSubstr("; more than 16384 bytes are too many"));
+  EXPECT_FALSE(read(instance, std::string(std::size_t{64} << 20, '-'), &error));
+}
+
 TEST(Text, OfManyBytesIsReadInLinearTime) {
   Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
   std::string const text(std::size_t{16} << 20, 'a');
