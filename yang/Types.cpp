@@ -98,28 +98,41 @@ bool isBuiltIn(lysc_type const& type) {
   }
 }
 
-void addTypedefs(std::string_view module, lysp_tpdf const* typedefs, std::map<lysc_type const*, std::string>& names) {
+/** Of another type, of which it changes nothing. */
+bool isAlias(lysp_tpdf const& definition) {
+  return definition.type.flags == 0 &&
+         std::ranges::find(bases, definition.type.name, &BaseRow::name) == std::end(bases);
+}
+
+void addTypedefs(std::string_view module, lysp_tpdf const* typedefs, bool aliases,
+                 std::map<lysc_type const*, std::string>& names) {
   for (lysp_tpdf const& definition : elements(typedefs)) {
-    if (definition.type.compiled != nullptr) {
+    if (definition.type.compiled != nullptr && isAlias(definition) == aliases) {
       names.emplace(definition.type.compiled, fmt::format("{}:{}", module, definition.name));
     }
   }
 }
 
-std::map<lysc_type const*, std::string> typedefNames(ly_ctx const* context) {
-  std::map<lysc_type const*, std::string> names;
+void addTypedefs(ly_ctx const* context, bool aliases, std::map<lysc_type const*, std::string>& names) {
   std::uint32_t at = 0;
   while (lys_module const* const module = ly_ctx_get_module_iter(context, &at)) {
     if (module->parsed == nullptr) {
       continue;
     }
-    addTypedefs(module->name, module->parsed->typedefs, names);
+    addTypedefs(module->name, module->parsed->typedefs, aliases, names);
     for (lysp_include const& include : elements(module->parsed->includes)) {
       if (include.submodule != nullptr) {
-        addTypedefs(module->name, include.submodule->typedefs, names);
+        addTypedefs(module->name, include.submodule->typedefs, aliases, names);
       }
     }
   }
+}
+
+/** An alias is the same compiled type: the name of what it stands for counts. */
+std::map<lysc_type const*, std::string> typedefNames(ly_ctx const* context) {
+  std::map<lysc_type const*, std::string> names;
+  addTypedefs(context, false, names);
+  addTypedefs(context, true, names);
   return names;
 }
 

@@ -95,6 +95,26 @@ TEST(Shape, NamesThatTwoModulesUseAreQualifiedButForKeys) {
   EXPECT_THAT(argNames(two.keyType()), ElementsAre("size", "name"));
 }
 
+TEST(Shape, WhatHoldsTheWholeKeyHasANameOfItsOwn) {
+  // In `two`, both modules have a KEY, so that no attribute has that name; but the container's type has it.
+  Yang::Loaded const odd = loaded({modules}, {"odd-more"});
+  Zyn::ZynAttr const two = attrAt(odd.root, {"top", "two"});
+  EXPECT_STREQ(two.internalKeyName(), "KEY");
+  EXPECT_STREQ(two.keyType().name(), "Yang::/odd:top/two/KEY-");
+  EXPECT_EQ(odd.moduleOf(two.attrType().attr("odd-more:KEY")), "odd-more");
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "odd:KEY"}).attrType().name(), "Yang::/odd:top/two/KEY");
+  EXPECT_STREQ(attrAt(odd.root, {"top", "key-is-key"}).internalKeyName(), "KEY--");
+}
+
+TEST(Shape, AugmentsOfAugmentsAndDeviationsAreIn) {
+  Yang::Loaded const odd = loaded({modules}, {"odd-more", "odd"});
+  Zyn::ZynAttr const more = attrAt(odd.root, {"top", "two", "deeper", "more"});
+  EXPECT_STREQ(more.attrType().name(), "Yang::/odd:top/two/odd-more:deeper/more");
+  EXPECT_STREQ(more.keyType().name(), "Yang::odd:number");
+  EXPECT_THAT(attrNames(attrAt(odd.root, {"top", "changed"}).attrType()), ElementsAre("id"));
+  EXPECT_STREQ(attrAt(odd.root, {"top", "tail"}).keyType().name(), "Yang::uint8");
+}
+
 TEST(Shape, OtherListsArePlain) {
   for (std::string_view const name : {"unkeyed", "tags"}) {
     Zyn::ZynAttr const list = attrAt(shapes().root, {"shape:top", name});
@@ -113,6 +133,13 @@ TEST(Shape, AttributesKnowTheirModule) {
   EXPECT_EQ(all.moduleOf(attrAt(all.root, {"shape:top", "two", "KEY-"})), "shape");
   EXPECT_EQ(all.moduleOf(attrAt(all.root, {"shape:top", "two"}).keyType().attr("size")), "");
   EXPECT_EQ(all.moduleOf({}), "");
+}
+
+TEST(Shape, ATypeHasTheNameOfTheTypedefThatMakesIt) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "a"}).attrType().name(), "Yang::odd:number");
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "b"}).attrType().name(), "Yang::odd:number") << "of an alias";
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "c"}).attrType().name(), "Yang::odd:narrow");
 }
 
 TEST(Shape, ATypedefIsOneType) {
@@ -470,6 +497,17 @@ TEST(Load, SaysWhatIsWrong) {
        {},
        {keyword, "Parsing module \"keyword\" failed.", "Loading \"keyword\" module failed.",
         "Parsing module \"importer\" failed.", "Loading \"importer\" module failed."}},
+      {{bad},
+       {"whole"},
+       {},
+       {bad + "/part.yang:4: Invalid character sequence \"foo\", expected a keyword.", "Parsing submodule failed.",
+        "Including \"part\" submodule into \"whole\" failed.", "Parsing module \"whole\" failed.",
+        "Loading \"whole\" module failed."}},
+      {{bad},
+       {"revised@2020-01-01"},
+       {},
+       {bad + "/revised@2020-01-01.yang:5: Invalid character sequence \"foo\", expected a keyword.",
+        "Parsing module \"revised\" failed.", "Loading \"revised\" module failed."}},
       {{bad}, {"no-type"}, {}, {bad + "/no-type.yang: Referenced type \"strng\" not found. (/no-type:l/id)"}},
       {{bad},
        {"no-import"},
