@@ -374,10 +374,10 @@ class StoredRule final : public Model::TextRule {
 
 // ---- identities
 
-/** Every identity below the base, once each. */
-std::vector<lysc_ident const*> derivedFrom(lysc_ident const& base) {
-  std::vector<lysc_ident const*> found = {&base};
-  absl::flat_hash_set<lysc_ident const*> seen = {&base};
+/** Every identity below the bases, once each. */
+std::vector<lysc_ident const*> derivedFrom(std::span<lysc_ident* const> bases) {
+  std::vector<lysc_ident const*> found(bases.begin(), bases.end());
+  absl::flat_hash_set<lysc_ident const*> seen;
   for (std::size_t i = 0; i < found.size(); ++i) {
     for (lysc_ident const* const identity : elements(found[i]->derived)) {
       if (seen.insert(identity).second) {
@@ -385,7 +385,7 @@ std::vector<lysc_ident const*> derivedFrom(lysc_ident const& base) {
       }
     }
   }
-  found.erase(found.begin());
+  found.erase(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(bases.size()));
   return found;
 }
 
@@ -395,11 +395,13 @@ class IdentityRule final : public Model::TextRule {
   IdentityRule(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare) {
     Quiet const quiet;
     auto const bases = elements(as<lysc_type_identityref>(type).bases);
-    base_ = fmt::format("{}:{}", bases.front()->module->name, bases.front()->name);
+    for (lysc_ident const* const base : bases) {
+      bases_ += fmt::format("{}{}:{}", bases_.empty() ? "" : " or ", base->module->name, base->name);
+    }
     absl::flat_hash_map<std::string, std::vector<std::string>> byBareName;
-    for (lysc_ident const* const identity : derivedFrom(*bases.front())) {
+    for (lysc_ident const* const identity : derivedFrom(bases)) {
       std::string const full = fmt::format("{}:{}", identity->module->name, identity->name);
-      // There may be further bases, and modules that are not implemented.
+      // Not of modules that are not implemented. Of several bases, libyang takes what is derived from any.
       if (Stored const stored(context.get(), type, node, full); stored.fits()) {
         canonical_.emplace(full, stored.canonical());
         shown_.push_back(full);
@@ -427,13 +429,13 @@ class IdentityRule final : public Model::TextRule {
 
   std::string fits() const override {
     auto const shown = std::span(shown_).first(std::min(shown_.size(), shownNames));
-    return fmt::format("an identity derived from {}: {}{}", base_,
+    return fmt::format("an identity derived from {}: {}{}", bases_,
                        shown.empty() ? "there is none" : fmt::format("{}", fmt::join(shown, ", ")),
                        shown_.size() > shownNames ? ", ..." : "");
   }
 
  private:
-  std::string base_;
+  std::string bases_;
   absl::flat_hash_map<std::string, std::string> canonical_;
   /** In the order of the modules. */
   std::vector<std::string> shown_;

@@ -179,11 +179,7 @@ Types::Types(Context context, std::span<lys_module const* const> modules, Model:
   }
 }
 
-Zyn::ZynType Types::of(lysc_node const& leaf) {
-  lysc_type const& type = *typeOf(leaf);
-  auto const owner = owners_.find(&target(type));
-  return of(type, leaf, pathOf(owner == owners_.end() ? leaf : *owner->second), true);
-}
+Zyn::ZynType Types::of(lysc_node const& leaf) { return of(*typeOf(leaf), leaf, pathOf(leaf), true); }
 
 Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::string const& path, bool isLast) {
   lysc_type const& type = target(reference);
@@ -199,7 +195,10 @@ Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::s
     return known->second;
   }
   auto const definition = typedefs_.find(&type);
-  std::string name = definition != typedefs_.end() ? definition->second : path;
+  auto const owner = owners_.find(&type);
+  std::string name = definition != typedefs_.end() ? definition->second
+                     : owner != owners_.end()      ? pathOf(*owner->second)
+                                                   : path;
   if (definition == typedefs_.end() && isBuiltIn(type)) {
     name = baseOf(type).name;
     if (Zyn::ZynType const same = module_.find(name); !same.empty()) {

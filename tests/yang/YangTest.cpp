@@ -142,6 +142,12 @@ TEST(Shape, ATypeHasTheNameOfTheTypedefThatMakesIt) {
   EXPECT_STREQ(attrAt(odd.root, {"top", "two", "c"}).attrType().name(), "Yang::odd:narrow");
 }
 
+TEST(Shape, ATypeWithoutATypedefHasTheNameOfItsLeaf) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  Zyn::ZynType const early = attrAt(odd.root, {"top", "early"}).keyType();
+  EXPECT_STREQ(early.attr("string").attrType().name(), "Yang::/odd:top/late/id") << "also where a union comes first";
+}
+
 TEST(Shape, ATypedefIsOneType) {
   Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
   auto const keyOf = [&](std::string_view list) { return attrAt(kinds.root, {"kinds", list}).keyType(); };
@@ -391,6 +397,18 @@ TEST(Text, ThatDoesNotFitIsToldWhatWould) {
     EXPECT_FALSE(read(attrAt(kinds.root, {"kinds", row.list}).keyType(), "/", &error)) << row.list;
     EXPECT_EQ(error, row.fits);
   }
+}
+
+TEST(Text, OfAnIdentityMayBeDerivedFromAnyOfSeveralBases) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  Zyn::ZynType const both = attrAt(odd.root, {"top", "both"}).keyType();
+  for (char const* const name : {"only-left", "only-right", "from-both"}) {
+    EXPECT_EQ(canonical(read(both, name)), "odd:"s + name);
+  }
+  std::string error;
+  EXPECT_FALSE(read(both, "left", &error));
+  EXPECT_THAT(error, testing::EndsWith("an identity derived from odd:left or odd:right: odd:only-left, odd:from-both, "
+                                       "odd:only-right"));
 }
 
 TEST(Text, OfAnIdentityThatNothingIsDerivedFromIsNone) {
