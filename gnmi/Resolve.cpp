@@ -101,6 +101,18 @@ std::expected<std::vector<KeyPath>, KeyError> keyPathsOf(Zyn::ZynAttr collection
     }
     paths.push_back(*std::move(path));
   }
+  // The decoder would take the value of the whole, and say nothing of the part.
+  for (std::size_t i = 0; i != paths.size(); ++i) {
+    auto const& [text, elements, type] = paths[i];
+    for (std::string_view const element : std::span(elements).first(elements.size() - 1)) {
+      auto const end = static_cast<std::size_t>(element.data() + element.size() - text.data());
+      if (auto const whole = given.find(text.substr(0, end)); whole != given.end()) {
+        return std::unexpected(KeyError{.key = i,
+                                        .text = "key " + inQuotes(keys[i].name) + " is a part of " +
+                                                inQuotes(whole->second) + ", which is given, too"});
+      }
+    }
+  }
   return paths;
 }
 
@@ -137,9 +149,9 @@ bool isWhole(Zyn::ZynType node, Zyn::ZynType type, std::span<Rest const> below, 
       continue;
     }
     Zyn::ZynType const argType = attr.attrType();
-    bool const whole = argType.empty() || isOneValue(argType, useS4Encoding) ? false
-                       : inside.empty() ? isWhole(node, argType, below, useS4Encoding, &building)
-                                        : isWhole(argType, argType, inside, useS4Encoding, nullptr);
+    bool const whole = !inside.empty() ? isWhole(argType, argType, inside, useS4Encoding, nullptr)
+                                       : !argType.empty() && !isOneValue(argType, useS4Encoding) &&
+                                             isWhole(node, argType, below, useS4Encoding, &building);
     if (!whole) {
       return false;
     }

@@ -17,6 +17,8 @@
 //   built from attributes         its attributes; parts of parts joined by "__"; the name  [vrf=red] [colour=red]
 //                                 of the attribute that holds the key may stand in front   [key__vrf=red]    [key=red]
 //
+// Nothing is given twice: neither in two ways to write its name, nor as a whole and by its parts.
+//
 // A value that is "*" itself cannot be asked for. A filter cannot have parts of parts. Where a part may be given beside
 // the one that it belongs to (`[local=...]` for `[session__local=...]`), an exact key has it inside, and a filter asks
 // for it beside.

@@ -138,7 +138,13 @@ std::uint64_t countCharacters(std::string_view text) {
   return count;
 }
 
-constexpr std::uint32_t maxSteps = 1'000'000;
+/** A step may look at the whole rest of the text: a long one gets fewer, or the time would grow with its square. */
+std::uint32_t maxSteps(std::string_view text) {
+  constexpr std::size_t steps = 1'000'000;
+  constexpr std::size_t bytes = 1'000'000'000;
+  return static_cast<std::uint32_t>(std::min(steps, bytes / std::max<std::size_t>(text.size(), 1)));
+}
+
 constexpr std::uint32_t maxKibibytes = 64 * 1024;
 
 /** What matching works with: one for each thread, as the patterns are shared. */
@@ -146,10 +152,7 @@ struct Matcher {
   pcre2_match_data* data = pcre2_match_data_create(1, nullptr);
   pcre2_match_context* limits = pcre2_match_context_create(nullptr);
 
-  Matcher() {
-    pcre2_set_match_limit(limits, maxSteps);
-    pcre2_set_heap_limit(limits, maxKibibytes);
-  }
+  Matcher() { pcre2_set_heap_limit(limits, maxKibibytes); }
   ~Matcher() {
     pcre2_match_context_free(limits);
     pcre2_match_data_free(data);
@@ -168,6 +171,7 @@ int match(lysc_pattern const& pattern, std::string_view text) {
       throw std::bad_alloc();
     }
   }
+  pcre2_set_match_limit(matcher->limits, maxSteps(text));
   // libyang has compiled the pattern to match the whole text.
   int const answer = pcre2_match(pattern.code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, 0,
                                  matcher->data, matcher->limits);
@@ -188,8 +192,7 @@ class StringRule final : public Model::TextRule {
   }
 
   bool canonical(std::string_view& text, std::string& /*buffer*/) const override {
-    return !text.contains('\0') && (lengths_.empty() || within(lengths_, countCharacters(text))) &&
-           std::ranges::all_of(patterns_, [&](lysc_pattern const* pattern) {
+    return isMatched(text) && std::ranges::all_of(patterns_, [&](lysc_pattern const* pattern) {
              int const answer = match(*pattern, text);
              return answer >= PCRE2_ERROR_NOMATCH && (answer >= 0) != bool(pattern->inverted);
            });
@@ -210,16 +213,21 @@ class StringRule final : public Model::TextRule {
 
   std::string remark(std::string_view text) const override {
     for (lysc_pattern const* const pattern : patterns_) {
-      int const answer = text.contains('\0') ? PCRE2_ERROR_NOMATCH : match(*pattern, text);
+      int const answer = isMatched(text) ? match(*pattern, text) : PCRE2_ERROR_NOMATCH;
       if (answer == PCRE2_ERROR_MATCHLIMIT || answer == PCRE2_ERROR_HEAPLIMIT) {
         return fmt::format("; whether it is like '{}' takes more than {} steps or {} MiB to tell", pattern->expr,
-                           maxSteps, maxKibibytes / 1024);
+                           maxSteps(text), maxKibibytes / 1024);
       }
     }
     return {};
   }
 
  private:
+  /** Whether it comes to the patterns. */
+  bool isMatched(std::string_view text) const {
+    return !text.contains('\0') && (lengths_.empty() || within(lengths_, countCharacters(text)));
+  }
+
   Context context_;
   std::vector<Part> lengths_;
   std::vector<lysc_pattern const*> patterns_;
@@ -323,13 +331,21 @@ std::string storedFits(lysc_type const& type) {
   }
 }
 
+/** libyang reads an expression of operators in quadratic time; a hundred kilobytes take it seconds. */
+constexpr std::size_t maxExpression = 16 * 1024;
+
+bool isExpression(lysc_type const& type) {
+  std::string_view const id = type.plugin->id;
+  return id.contains("instance-identifier") || id.contains("xpath");
+}
+
 class StoredRule final : public Model::TextRule {
  public:
   StoredRule(Context context, lysc_type const& type, lysc_node const& node)
       : context_(std::move(context)), type_(type), node_(node) {}
 
   bool canonical(std::string_view& text, std::string& buffer) const override {
-    if (text.contains('\0')) {
+    if (text.contains('\0') || isTooLong(text)) {
       return false;
     }
     Quiet const quiet;
@@ -344,7 +360,13 @@ class StoredRule final : public Model::TextRule {
 
   std::string fits() const override { return storedFits(type_); }
 
+  std::string remark(std::string_view text) const override {
+    return isTooLong(text) ? fmt::format("; more than {} bytes are too many", maxExpression) : "";
+  }
+
  private:
+  bool isTooLong(std::string_view text) const { return text.size() > maxExpression && isExpression(type_); }
+
   Context context_;
   lysc_type const& type_;
   lysc_node const& node_;
@@ -352,10 +374,10 @@ class StoredRule final : public Model::TextRule {
 
 // ---- identities
 
-/** Every identity below the base, once each. */
-std::vector<lysc_ident const*> derivedFrom(lysc_ident const& base) {
-  std::vector<lysc_ident const*> found = {&base};
-  absl::flat_hash_set<lysc_ident const*> seen = {&base};
+/** Every identity below the bases, once each. */
+std::vector<lysc_ident const*> derivedFrom(std::span<lysc_ident* const> bases) {
+  std::vector<lysc_ident const*> found(bases.begin(), bases.end());
+  absl::flat_hash_set<lysc_ident const*> seen;
   for (std::size_t i = 0; i < found.size(); ++i) {
     for (lysc_ident const* const identity : elements(found[i]->derived)) {
       if (seen.insert(identity).second) {
@@ -363,7 +385,7 @@ std::vector<lysc_ident const*> derivedFrom(lysc_ident const& base) {
       }
     }
   }
-  found.erase(found.begin());
+  found.erase(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(bases.size()));
   return found;
 }
 
@@ -373,11 +395,13 @@ class IdentityRule final : public Model::TextRule {
   IdentityRule(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare) {
     Quiet const quiet;
     auto const bases = elements(as<lysc_type_identityref>(type).bases);
-    base_ = fmt::format("{}:{}", bases.front()->module->name, bases.front()->name);
+    for (lysc_ident const* const base : bases) {
+      bases_ += fmt::format("{}{}:{}", bases_.empty() ? "" : " or ", base->module->name, base->name);
+    }
     absl::flat_hash_map<std::string, std::vector<std::string>> byBareName;
-    for (lysc_ident const* const identity : derivedFrom(*bases.front())) {
+    for (lysc_ident const* const identity : derivedFrom(bases)) {
       std::string const full = fmt::format("{}:{}", identity->module->name, identity->name);
-      // There may be further bases, and modules that are not implemented.
+      // Not of modules that are not implemented. Of several bases, libyang takes what is derived from any.
       if (Stored const stored(context.get(), type, node, full); stored.fits()) {
         canonical_.emplace(full, stored.canonical());
         shown_.push_back(full);
@@ -405,13 +429,13 @@ class IdentityRule final : public Model::TextRule {
 
   std::string fits() const override {
     auto const shown = std::span(shown_).first(std::min(shown_.size(), shownNames));
-    return fmt::format("an identity derived from {}: {}{}", base_,
+    return fmt::format("an identity derived from {}: {}{}", bases_,
                        shown.empty() ? "there is none" : fmt::format("{}", fmt::join(shown, ", ")),
                        shown_.size() > shownNames ? ", ..." : "");
   }
 
  private:
-  std::string base_;
+  std::string bases_;
   absl::flat_hash_map<std::string, std::string> canonical_;
   /** In the order of the modules. */
   std::vector<std::string> shown_;

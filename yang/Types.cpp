@@ -98,28 +98,41 @@ bool isBuiltIn(lysc_type const& type) {
   }
 }
 
-void addTypedefs(std::string_view module, lysp_tpdf const* typedefs, std::map<lysc_type const*, std::string>& names) {
+/** Of another type, of which it changes nothing. */
+bool isAlias(lysp_tpdf const& definition) {
+  return definition.type.flags == 0 &&
+         std::ranges::find(bases, definition.type.name, &BaseRow::name) == std::end(bases);
+}
+
+void addTypedefs(std::string_view module, lysp_tpdf const* typedefs, bool aliases,
+                 std::map<lysc_type const*, std::string>& names) {
   for (lysp_tpdf const& definition : elements(typedefs)) {
-    if (definition.type.compiled != nullptr) {
+    if (definition.type.compiled != nullptr && isAlias(definition) == aliases) {
       names.emplace(definition.type.compiled, fmt::format("{}:{}", module, definition.name));
     }
   }
 }
 
-std::map<lysc_type const*, std::string> typedefNames(ly_ctx const* context) {
-  std::map<lysc_type const*, std::string> names;
+void addTypedefs(ly_ctx const* context, bool aliases, std::map<lysc_type const*, std::string>& names) {
   std::uint32_t at = 0;
   while (lys_module const* const module = ly_ctx_get_module_iter(context, &at)) {
     if (module->parsed == nullptr) {
       continue;
     }
-    addTypedefs(module->name, module->parsed->typedefs, names);
+    addTypedefs(module->name, module->parsed->typedefs, aliases, names);
     for (lysp_include const& include : elements(module->parsed->includes)) {
       if (include.submodule != nullptr) {
-        addTypedefs(module->name, include.submodule->typedefs, names);
+        addTypedefs(module->name, include.submodule->typedefs, aliases, names);
       }
     }
   }
+}
+
+/** An alias is the same compiled type: the name of what it stands for counts. */
+std::map<lysc_type const*, std::string> typedefNames(ly_ctx const* context) {
+  std::map<lysc_type const*, std::string> names;
+  addTypedefs(context, false, names);
+  addTypedefs(context, true, names);
   return names;
 }
 
@@ -166,11 +179,7 @@ Types::Types(Context context, std::span<lys_module const* const> modules, Model:
   }
 }
 
-Zyn::ZynType Types::of(lysc_node const& leaf) {
-  lysc_type const& type = *typeOf(leaf);
-  auto const owner = owners_.find(&target(type));
-  return of(type, leaf, pathOf(owner == owners_.end() ? leaf : *owner->second), true);
-}
+Zyn::ZynType Types::of(lysc_node const& leaf) { return of(*typeOf(leaf), leaf, pathOf(leaf), true); }
 
 Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::string const& path, bool isLast) {
   lysc_type const& type = target(reference);
@@ -186,7 +195,10 @@ Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::s
     return known->second;
   }
   auto const definition = typedefs_.find(&type);
-  std::string name = definition != typedefs_.end() ? definition->second : path;
+  auto const owner = owners_.find(&type);
+  std::string name = definition != typedefs_.end() ? definition->second
+                     : owner != owners_.end()      ? pathOf(*owner->second)
+                                                   : path;
   if (definition == typedefs_.end() && isBuiltIn(type)) {
     name = baseOf(type).name;
     if (Zyn::ZynType const same = module_.find(name); !same.empty()) {

@@ -43,6 +43,8 @@ class KeepErrors {
 
 struct SearchPaths {
   std::vector<std::string> folders;
+  /** By module, where one is asked for. */
+  std::map<std::string, std::string> revisions = {};
 
   /** Where libyang finds the module; its name where it does not. */
   std::string fileOf(std::string const& module) const {
@@ -53,7 +55,9 @@ struct SearchPaths {
     paths.push_back(nullptr);
     char* file = nullptr;
     LYS_INFORMAT format = LYS_IN_UNKNOWN;
-    lys_search_localfile(paths.data(), 0, module.c_str(), nullptr, &file, &format);
+    auto const revision = revisions.find(module);
+    lys_search_localfile(paths.data(), 0, module.c_str(),
+                         revision == revisions.end() ? nullptr : revision->second.c_str(), &file, &format);
     std::unique_ptr<char, void (*)(void*)> const owned(file, std::free);
     return file == nullptr ? module : file;
   }
@@ -66,8 +70,8 @@ std::string quotedName(std::string_view message) {
 }
 
 /**
- * libyang's errors, in the order in which they were found. An error in a text has a line; the message after it says in
- * which module: that is where the file comes from. An error in what was compiled has a path instead.
+ * libyang's errors, in the order in which they were found. An error in a text has a line; a message after it says in
+ * which module or submodule: that is where the file comes from. An error in what was compiled has a path instead.
  */
 Problems problemsIn(ly_ctx const* context, SearchPaths const& paths) {
   constexpr std::string_view lineStart = "Line number ";
@@ -87,7 +91,7 @@ Problems problemsIn(ly_ctx const* context, SearchPaths const& paths) {
     } else if (place.starts_with('/')) {
       std::string const module(place.substr(1, place.find(':') - 1));
       text = fmt::format("{}: {} ({})", paths.fileOf(module), message, place);
-    } else if (message.starts_with("Parsing ")) {
+    } else if (message.starts_with("Parsing module ") || message.starts_with("Including ")) {
       for (std::size_t const problem : withoutFile) {
         problems[problem] = fmt::format("{}:{}", paths.fileOf(quotedName(message)), problems[problem]);
       }
@@ -169,6 +173,9 @@ std::expected<Modules, Problems> loadModules(std::span<std::string const> folder
     std::size_t const at = nameAndRevision.find('@');
     std::string const name = nameAndRevision.substr(0, at);
     std::string const revision = at == std::string::npos ? "" : nameAndRevision.substr(at + 1);
+    if (!revision.empty()) {
+      paths.revisions[name] = revision;
+    }
     auto names = featuresOf(name, features);
     lys_module const* const module =
         ly_ctx_load_module(raw, name.c_str(), revision.empty() ? nullptr : revision.c_str(), names.data());
@@ -289,7 +296,12 @@ class Tree {
     while (!entry.attr(name).empty()) {
       name += '-';
     }
-    Model::TypeBuilder key = module_.value(fmt::format("{}/{}", Model::shortName(entry), name));
+    // Where two modules use the name, no attribute has it, but a type may.
+    std::string typeName = fmt::format("{}/{}", Model::shortName(entry), name);
+    while (!module_.find(typeName).empty()) {
+      typeName += '-';
+    }
+    Model::TypeBuilder key = module_.value(typeName);
     for (std::string_view const leaf : keys) {
       key.attr(leaf, entry.attr(leaf).attrType());
     }

@@ -24,9 +24,10 @@
 // by the path of the first leaf of that type. All of them are of the module "Yang". RPCs, actions and notifications are
 // left out: they hold no data.
 //
-// What a rule takes is what libyang's type takes, with three exceptions: a text that holds NUL is no YANG text; a text
-// on which a pattern takes more than a million steps of the matcher, or more than 64 MiB of memory, is refused; and the
-// bare identities above are taken.
+// What a rule takes is what libyang's type takes, with four exceptions: a text that holds NUL is no YANG text; a text
+// on which a pattern takes more than a million steps of the matcher (for a text of more than 1000 bytes fewer: 10^9
+// divided by the bytes), or more than 64 MiB of memory, is refused; so is an instance-identifier or XPath expression of
+// more than 16 KiB; and the bare identities above are taken.
 //
 //   accepted   list route { key "vrf prefix"; ... }
 //   refused    list route { key "a__b"; ... }       "__" stands between the elements of a key path

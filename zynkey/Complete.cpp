@@ -39,6 +39,12 @@ std::string inPath(std::string const& name) {
   return Gnmi::formatPath({.origin = {}, .elements = {{.name = name}}}).substr(1);
 }
 
+/** With the bracket in front. */
+std::string keyInPath(std::string const& name) {
+  std::string const path = Gnmi::formatPath({.origin = {}, .elements = {{.name = "e", .keys = {{.name = name, .value = {}}}}}});
+  return path.substr(2, path.size() - 3);
+}
+
 std::string afterElement(Zyn::ZynAttr attr) {
   return !Gnmi::keyNames(attr, false).empty() ? "[" : Zyn::AttributeQIterator(attr.attrType()) ? "/" : " ";
 }
@@ -47,8 +53,8 @@ std::string afterElement(Zyn::ZynAttr attr) {
 
 std::vector<std::string> completePath(Zyn::ZynType root, std::string_view text) {
   auto const [place, begin] = endOf(text);
-  // What stands before is read by itself: a path up to a slash, a "[" or a whole key.
-  auto const before = Gnmi::parsePath(text.substr(0, place == Place::KeyName ? begin - 1 : begin));
+  // What stands before is read by itself: a path up to a slash, or to a key, which is made a whole one.
+  auto before = Gnmi::parsePath(std::string(text.substr(0, begin)) + (place == Place::KeyName ? "k=]" : ""));
   if (!before || place == Place::Value) {
     return {};
   }
@@ -64,10 +70,13 @@ std::vector<std::string> completePath(Zyn::ZynType root, std::string_view text) 
       rest.push_back(inPath((*attr).name()) + afterElement(*attr));
     }
   } else {
-    std::vector<Gnmi::Key> const& given = before->elements.back().keys;
+    std::vector<Gnmi::Key>& given = before->elements.back().keys;
+    if (place == Place::KeyName) {
+      given.pop_back();
+    }
     for (std::string const& name : Gnmi::keyNames(last, false)) {
       if (std::ranges::find(given, name, &Gnmi::Key::name) == given.end()) {
-        rest.push_back((place == Place::KeyName ? "" : "[") + name + "=");
+        rest.push_back(keyInPath(name).substr(place == Place::KeyName ? 1 : 0));
       }
     }
     if (place == Place::AfterKey && Zyn::AttributeQIterator(type)) {

@@ -68,6 +68,9 @@ class Resolve : public testing::Test {
                                   .attr("seat", core(Kind::U8))
                                   .attr("id", core(Kind::U32))
                                   .args({"site", "id"});
+  // Parts that have a text of their own, or are built from theirs.
+  Zyn::ZynType const texts =
+      module.value("Texts").attr("vlan", vlan).attr("range", range).attr("peer", peer).args({"vlan", "range"});
   // An attribute of the key has the name of the attribute that holds the key.
   Zyn::ZynType const own = module.value("Own").attr("key", core(Kind::U8)).attr("other", core(Kind::U8)).args({"key"});
   Zyn::ZynType const free = module.value("Free").attr("x", core(Kind::U8)).attr("y", core(Kind::U8));
@@ -88,6 +91,7 @@ class Resolve : public testing::Test {
     keyed("range", range);
     Zyn::ZynType const entry = keyed("pair", pair);
     keyed("nested", nested);
+    keyed("texts", texts);
     keyed("own", own);
     keyed("free", free);
     keyed("nameless", core(Kind::U8), std::nullopt);
@@ -221,6 +225,26 @@ TEST_F(Resolve, PartsOfParts) {
        "at 35: key 'site__row' is given twice; there are 'site', 'row', 'seat', 'id'"},
       {"/nested[site__row=1][site__seat=999][id=3]",
        "at 32: Zyn::U8: '999' does not fit: a decimal number from 0 to 255"},
+  };
+  for (auto const& [path, result] : rows) {
+    EXPECT_EQ(at(path), result) << path;
+  }
+}
+
+TEST_F(Resolve, PartsOfPartsThatHaveATextToo) {
+  Row const rows[] = {
+      {"/texts[vlan=7][range=1-2]", "texts exact Test::Texts(vlan=Test::Vlan(7), range=Test::Range(low=1, high=2))"},
+      {"/texts[vlan__value=7][range__low=1][range__high=2]",
+       "texts exact Test::Texts(vlan=Test::Vlan(7), range=Test::Range(low=1, high=2))"},
+      {"/texts[range__low=1][vlan=7]", "at 7: Filtering nested key 'range__low' is not supported"},
+      {"/texts[low=1][high=2][vlan=7]", "at 7: unknown key 'low' of 'texts'; there are 'vlan', 'range', 'peer'"},
+      {"/texts[vlan=7][vlan__value=8][range=1-2]", "at 15: key 'vlan__value' is a part of 'vlan', which is given, too"},
+      {"/texts[range=1-2][key__range__low=1][key__vlan=*]",
+       "at 18: key 'key__range__low' is a part of 'range', which is given, too"},
+      {"/texts[vlan__value=70000][range=1-2]",
+       "at 19: Zyn::U16: '70000' does not fit: a decimal number from 0 to 65535"},
+      {"/texts[vlan=7][range=1-2][peer__number=7]",
+       "at 1: Test::Peer: it is built by setting an alternative, not from arguments"},
   };
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;

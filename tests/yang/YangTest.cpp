@@ -95,6 +95,26 @@ TEST(Shape, NamesThatTwoModulesUseAreQualifiedButForKeys) {
   EXPECT_THAT(argNames(two.keyType()), ElementsAre("size", "name"));
 }
 
+TEST(Shape, WhatHoldsTheWholeKeyHasANameOfItsOwn) {
+  // In `two`, both modules have a KEY, so that no attribute has that name; but the container's type has it.
+  Yang::Loaded const odd = loaded({modules}, {"odd-more"});
+  Zyn::ZynAttr const two = attrAt(odd.root, {"top", "two"});
+  EXPECT_STREQ(two.internalKeyName(), "KEY");
+  EXPECT_STREQ(two.keyType().name(), "Yang::/odd:top/two/KEY-");
+  EXPECT_EQ(odd.moduleOf(two.attrType().attr("odd-more:KEY")), "odd-more");
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "odd:KEY"}).attrType().name(), "Yang::/odd:top/two/KEY");
+  EXPECT_STREQ(attrAt(odd.root, {"top", "key-is-key"}).internalKeyName(), "KEY--");
+}
+
+TEST(Shape, AugmentsOfAugmentsAndDeviationsAreIn) {
+  Yang::Loaded const odd = loaded({modules}, {"odd-more", "odd"});
+  Zyn::ZynAttr const more = attrAt(odd.root, {"top", "two", "deeper", "more"});
+  EXPECT_STREQ(more.attrType().name(), "Yang::/odd:top/two/odd-more:deeper/more");
+  EXPECT_STREQ(more.keyType().name(), "Yang::odd:number");
+  EXPECT_THAT(attrNames(attrAt(odd.root, {"top", "changed"}).attrType()), ElementsAre("id"));
+  EXPECT_STREQ(attrAt(odd.root, {"top", "tail"}).keyType().name(), "Yang::uint8");
+}
+
 TEST(Shape, OtherListsArePlain) {
   for (std::string_view const name : {"unkeyed", "tags"}) {
     Zyn::ZynAttr const list = attrAt(shapes().root, {"shape:top", name});
@@ -113,6 +133,19 @@ TEST(Shape, AttributesKnowTheirModule) {
   EXPECT_EQ(all.moduleOf(attrAt(all.root, {"shape:top", "two", "KEY-"})), "shape");
   EXPECT_EQ(all.moduleOf(attrAt(all.root, {"shape:top", "two"}).keyType().attr("size")), "");
   EXPECT_EQ(all.moduleOf({}), "");
+}
+
+TEST(Shape, ATypeHasTheNameOfTheTypedefThatMakesIt) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "a"}).attrType().name(), "Yang::odd:number");
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "b"}).attrType().name(), "Yang::odd:number") << "of an alias";
+  EXPECT_STREQ(attrAt(odd.root, {"top", "two", "c"}).attrType().name(), "Yang::odd:narrow");
+}
+
+TEST(Shape, ATypeWithoutATypedefHasTheNameOfItsLeaf) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  Zyn::ZynType const early = attrAt(odd.root, {"top", "early"}).keyType();
+  EXPECT_STREQ(early.attr("string").attrType().name(), "Yang::/odd:top/late/id") << "also where a union comes first";
 }
 
 TEST(Shape, ATypedefIsOneType) {
@@ -366,6 +399,18 @@ TEST(Text, ThatDoesNotFitIsToldWhatWould) {
   }
 }
 
+TEST(Text, OfAnIdentityMayBeDerivedFromAnyOfSeveralBases) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  Zyn::ZynType const both = attrAt(odd.root, {"top", "both"}).keyType();
+  for (char const* const name : {"only-left", "only-right", "from-both"}) {
+    EXPECT_EQ(canonical(read(both, name)), "odd:"s + name);
+  }
+  std::string error;
+  EXPECT_FALSE(read(both, "left", &error));
+  EXPECT_THAT(error, testing::EndsWith("an identity derived from odd:left or odd:right: odd:only-left, odd:from-both, "
+                                       "odd:only-right"));
+}
+
 TEST(Text, OfAnIdentityThatNothingIsDerivedFromIsNone) {
   Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
   std::string error;
@@ -383,6 +428,33 @@ TEST(Text, OnWhichAPatternIsSlowIsRefused) {
   EXPECT_THAT(error, HasSubstr("does not fit: a text like '((a|b|ab)*)*c'; whether it is like '((a|b|ab)*)*c' takes "
                                "more than 1000000 steps or 64 MiB to tell"));
   EXPECT_TRUE(read(slow, "ababc")) << "and the next one is matched as before";
+}
+
+TEST(Text, OnWhichAPatternIsSlowMayBeLong) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  auto const keyOf = [&](std::string_view list) { return attrAt(odd.root, {"top", list}).keyType(); };
+  EXPECT_TRUE(read(keyOf("steps"), std::string(10000, 'a')));
+  std::string error;
+  EXPECT_FALSE(read(keyOf("steps"), std::string(200000, 'a'), &error));
+  EXPECT_THAT(error, HasSubstr("takes more than 5000 steps"));
+  EXPECT_FALSE(read(keyOf("tail"), std::string(std::size_t{16} << 20, 'a'), &error));
+  EXPECT_THAT(error, HasSubstr("steps"));
+  // The length decides, and no pattern is asked.
+  EXPECT_FALSE(read(keyOf("short"), std::string(60, 'a') + "cd", &error));
+  EXPECT_THAT(error, testing::EndsWith("a text of 1 to 8 characters like '((a|b|ab)*)*c'"));
+}
+
+TEST(Text, ThatIsAnExpressionHasALimit) {
+  Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
+  Zyn::ZynType const instance = attrAt(kinds.root, {"kinds", "instance"}).keyType();
+  std::string const start = "/kinds:kinds/string[id='";
+  std::string const end = "']";
+  std::string const longest = start + std::string(16384 - start.size() - end.size(), 'a') + end;
+  EXPECT_TRUE(read(instance, longest));
+  std::string error;
+  EXPECT_FALSE(read(instance, "/kinds:kinds/string[id='a" + longest.substr(start.size()), &error));
+  EXPECT_THAT(error, HasSubstr("; more than 16384 bytes are too many"));
+  EXPECT_FALSE(read(instance, std::string(std::size_t{64} << 20, '-'), &error));
 }
 
 TEST(Text, OfManyBytesIsReadInLinearTime) {
@@ -443,6 +515,17 @@ TEST(Load, SaysWhatIsWrong) {
        {},
        {keyword, "Parsing module \"keyword\" failed.", "Loading \"keyword\" module failed.",
         "Parsing module \"importer\" failed.", "Loading \"importer\" module failed."}},
+      {{bad},
+       {"whole"},
+       {},
+       {bad + "/part.yang:4: Invalid character sequence \"foo\", expected a keyword.", "Parsing submodule failed.",
+        "Including \"part\" submodule into \"whole\" failed.", "Parsing module \"whole\" failed.",
+        "Loading \"whole\" module failed."}},
+      {{bad},
+       {"revised@2020-01-01"},
+       {},
+       {bad + "/revised@2020-01-01.yang:5: Invalid character sequence \"foo\", expected a keyword.",
+        "Parsing module \"revised\" failed.", "Loading \"revised\" module failed."}},
       {{bad}, {"no-type"}, {}, {bad + "/no-type.yang: Referenced type \"strng\" not found. (/no-type:l/id)"}},
       {{bad},
        {"no-import"},
