@@ -41,7 +41,8 @@ std::string inPath(std::string const& name) {
 
 /** With the bracket in front. */
 std::string keyInPath(std::string const& name) {
-  std::string const path = Gnmi::formatPath({.origin = {}, .elements = {{.name = "e", .keys = {{.name = name, .value = {}}}}}});
+  std::string const path =
+      Gnmi::formatPath({.origin = {}, .elements = {{.name = "e", .keys = {{.name = name, .value = {}}}}}});
   return path.substr(2, path.size() - 3);
 }
 
