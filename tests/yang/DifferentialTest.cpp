@@ -240,7 +240,7 @@ TEST_P(Real, KeysAreReadAsLibyangReadsThem) {
   ly_log_options(0);
   std::vector<std::string> modules = modulesIn(set.folder, set.submodules);
   std::size_t const found = modules.size();
-  static std::vector<ly_ctx*> kept;
+  static auto& kept = *new std::vector<ly_ctx*>;
   ly_ctx* context = nullptr;
   // In a thread of its own: the places of errors that libyang remembers for a thread may be gone by the next error.
   std::thread([&] { context = contextOf(set.folder, modules); }).join();
