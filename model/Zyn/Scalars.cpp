@@ -237,16 +237,38 @@ void printTime(TypeRow const&, Scalar const& value, std::string& out) {
   out += 'Z';
 }
 
+/** Four numbers up to 255 without zeros in front. By hand, as most addresses are such: `inet_pton` costs twice as much.
+ */
+bool readIpv4(std::string_view text, Content& content) {
+  char const* at = text.data();
+  char const* const end = at + text.size();
+  for (std::size_t i = 0; i < 4; ++i) {
+    if (i != 0 && (at == end || *at++ != '.')) {
+      return false;
+    }
+    char const* const first = at;
+    unsigned number = 0;
+    for (; at != end && isDigit(*at) && number <= 255; ++at) {
+      number = number * 10 + static_cast<unsigned>(*at - '0');
+    }
+    if (at == first || number > 255 || (*first == '0' && at - first > 1)) {
+      return false;
+    }
+    content.small[i] = static_cast<char>(number);
+  }
+  return at == end;
+}
+
 /** Into the small buffer. The count of bytes; 0 when the text is no address. */
 std::size_t readAddress(std::string_view text, Content& content) {
+  if (readIpv4(text, content)) {
+    return 4;
+  }
   std::array<char, INET6_ADDRSTRLEN> terminated{};
   if (text.size() >= terminated.size() || text.contains('\0')) {
     return 0;
   }
   std::ranges::copy(text, terminated.begin());
-  if (inet_pton(AF_INET, terminated.data(), content.small.data()) == 1) {
-    return 4;
-  }
   return inet_pton(AF_INET6, terminated.data(), content.small.data()) == 1 ? 16 : 0;
 }
 
