@@ -367,14 +367,15 @@ constexpr std::string_view kFloatFits = "a finite decimal number, not too small 
 
 constexpr ScalarRow kScalars[] = {
     {Kind::Bool, '\0', readBool, printBool, "false", "true or false"},
-    {Kind::S8, '\0', readSigned, printSigned, "0", ""},
-    {Kind::S16, '\0', readSigned, printSigned, "0", ""},
-    {Kind::S32, '\0', readSigned, printSigned, "0", ""},
-    {Kind::S64, '\0', readSigned, printSigned, "0", ""},
-    {Kind::U8, '\0', readUnsigned, printUnsigned, "0", ""},
-    {Kind::U16, '\0', readUnsigned, printUnsigned, "0", ""},
-    {Kind::U32, '\0', readUnsigned, printUnsigned, "0", ""},
-    {Kind::U64, '\0', readUnsigned, printUnsigned, "0", ""},
+    {Kind::S8, '\0', readSigned, printSigned, "0", "a decimal number from -128 to 127"},
+    {Kind::S16, '\0', readSigned, printSigned, "0", "a decimal number from -32768 to 32767"},
+    {Kind::S32, '\0', readSigned, printSigned, "0", "a decimal number from -2147483648 to 2147483647"},
+    {Kind::S64, '\0', readSigned, printSigned, "0",
+     "a decimal number from -9223372036854775808 to 9223372036854775807"},
+    {Kind::U8, '\0', readUnsigned, printUnsigned, "0", "a decimal number from 0 to 255"},
+    {Kind::U16, '\0', readUnsigned, printUnsigned, "0", "a decimal number from 0 to 65535"},
+    {Kind::U32, '\0', readUnsigned, printUnsigned, "0", "a decimal number from 0 to 4294967295"},
+    {Kind::U64, '\0', readUnsigned, printUnsigned, "0", "a decimal number from 0 to 18446744073709551615"},
     {Kind::Float, '\0', readFloat<float>, printFloat<float>, "0", kFloatFits},
     {Kind::Double, '\0', readFloat<double>, printFloat<double>, "0", kFloatFits},
     {Kind::String, '"', readString, printString, "", ""},
@@ -449,14 +450,6 @@ std::string scalarFits(TypeRow const& row, TextForm form) {
   if (row.rule) {
     std::string_view const quotes = form == TextForm::Literal && row.kind == Kind::String ? ", in double quotes" : "";
     return row.rule->fits().append(quotes);
-  }
-  if (isSigned(row.kind) || isUnsigned(row.kind)) {
-    auto const [min, max] = rangeOf(row.kind);
-    std::string text = "a decimal number from ";
-    appendNumber(min, text);
-    text += " to ";
-    appendNumber(max, text);
-    return text;
   }
   if (row.kind == Kind::String) {
     return form == TextForm::Literal ? "a text in double quotes" : "any text";
