@@ -128,8 +128,10 @@ def sections(cost, times, memory, null, batch):
     plain_one = times[f"{KEY}, plain counts/threads:1"]
     plain_two = times[f"{KEY}, plain counts/threads:2"]
     yield "## Ratios"
+    first_cost, last_cost = (cost[f"scalar, union of 5 hit {which}"]["whole"] for which in ("first", "last"))
     yield table(["What", "Ratio"], [
         ("a union's failed alternative to a bare throw and catch", ratio((last - first) / 4, times[BARE])),
+        ("the same in instructions", ratio((last_cost - first_cost) / 4, cost[BARE]["whole"])),
         ("two threads to one, atomic counts", ratio(2 * one, two)),
         ("two threads to one, plain counts", ratio(2 * plain_one, plain_two)),
         ("atomic counts to plain ones, one thread", ratio(one, plain_one)),
