@@ -323,7 +323,7 @@ std::string storedFits(lysc_type const& type) {
   }
 }
 
-class StoredRule : public Model::TextRule {
+class StoredRule final : public Model::TextRule {
  public:
   StoredRule(Context context, lysc_type const& type, lysc_node const& node)
       : context_(std::move(context)), type_(type), node_(node) {}
@@ -402,21 +402,24 @@ bool isCanonicalIpv4(std::string_view text, bool isPrefix) {
 }
 
 /** Asks libyang only for texts that are not canonical: storing a value costs more than all else that a key needs. */
-class Ipv4Rule final : public StoredRule {
+class Ipv4Rule final : public Model::TextRule {
  public:
   Ipv4Rule(Context context, lysc_type const& type, lysc_node const& node, bool isPrefix)
-      : StoredRule(std::move(context), type, node), isPrefix_(isPrefix) {}
+      : other_(std::move(context), type, node), isPrefix_(isPrefix) {}
 
   bool canonical(std::string_view& text, std::string& buffer) const override {
-    return isCanonicalIpv4(text, isPrefix_) || StoredRule::canonical(text, buffer);
+    return isCanonicalIpv4(text, isPrefix_) || other_.canonical(text, buffer);
   }
+  std::string fits() const override { return other_.fits(); }
+  std::string remark(std::string_view text) const override { return other_.remark(text); }
 
  private:
+  StoredRule other_;
   bool isPrefix_;
 };
 
-/** Whether the type is libyang's own for IPv4, of which `what` is the start of the plugin's name, and no restriction of
- * anybody else is on top. */
+/** Whether the type is one of libyang's for IPv4, `what` being how its plugin starts, and nobody restricts it any
+ * further. */
 bool isIpv4(lysc_type const& type, std::string_view what, std::span<std::string_view const> known) {
   auto const& string = as<lysc_type_str>(type);
   return type.basetype == LY_TYPE_STRING && std::string_view(type.plugin->id).starts_with(what) &&

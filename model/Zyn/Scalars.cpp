@@ -237,8 +237,7 @@ void printTime(TypeRow const&, Scalar const& value, std::string& out) {
   out += 'Z';
 }
 
-/** Four numbers up to 255 without zeros in front. By hand, as most addresses are such: `inet_pton` costs twice as much.
- */
+/** Four numbers up to 255, no zero in front. By hand: most addresses are such, and `inet_pton` costs twice as much. */
 bool readIpv4(std::string_view text, Content& content) {
   char const* at = text.data();
   char const* const end = at + text.size();
