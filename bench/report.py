@@ -188,7 +188,7 @@ def report(build):
     cost = counts.count(build / "bench" / "bench")
     null = counts.count(build / "bench" / "bench_null")
     memory = measure_memory(build)
-    times = measure_times(build, "^[^g]", 7) | measure_times(build, "^growth", 2)
+    times = measure_times(build, "-^growth", 7) | measure_times(build, "^growth", 2)
     batch = {}
     for jobs in (1, 2):
         best = max((measure_batch(build, jobs, BATCH_LINES) for _ in range(3)), key=lambda row: row[0])

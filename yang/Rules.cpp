@@ -418,8 +418,7 @@ class Ipv4Rule final : public Model::TextRule {
   bool isPrefix_;
 };
 
-/** Whether the type is one of libyang's for IPv4, `what` being how its plugin starts, and nobody restricts it any
- * further. */
+/** Whether the type is one of libyang's for IPv4, whose plugin starts with `what`, and nobody restricts it further. */
 bool isIpv4(lysc_type const& type, std::string_view what, std::span<std::string_view const> known) {
   auto const& string = as<lysc_type_str>(type);
   return type.basetype == LY_TYPE_STRING && std::string_view(type.plugin->id).starts_with(what) &&
