@@ -3,6 +3,7 @@
 #include <absl/strings/escaping.h>
 #include <fmt/format.h>
 
+#include "gnmi/Resolve.h"
 #include "model/Runtime.h"
 #include "model/Schema.h"
 
@@ -68,6 +69,16 @@ std::string s4Text(std::size_t size) {
   return absl::Base64Escape(message);
 }
 
+/** The text of a path to one entry of a collection, read and looked up. */
+Work gnmiPath(std::string name, Zyn::ZynAttr collection, std::string const& keys) {
+  Zyn::ZynType const root(collection.module(), collection.owner());
+  std::string const path = fmt::format("/{}{}", collection.name(), keys);
+  if (auto const found = Gnmi::resolve(root, path, {}); !found) {
+    fail(name, found.error().text);
+  }
+  return {std::move(name), [root, path] { keep(Gnmi::resolve(root, path, {})); }};
+}
+
 Fields const threeFields = {{"key__vrf", vrfText}, {"key__tag", tagText}, {"key__prefix", prefixText}};
 
 }  // namespace
@@ -122,7 +133,9 @@ void addJobs(Works& works) {
   works.push_back(wholeKey("error, unknown attribute", list3, {{"key__color", "red"}}, true));
   works.push_back(wholeKey("error, value that does not fit", list3, {{"key__tag", "red"}}, true));
   works.push_back(wholeKey("error, missing attribute", list3, {{"key__vrf", "red"}}, true));
-  // A gNMI path of 1 and of 3 keys belongs here as soon as there is a reader of such paths.
+  works.push_back(gnmiPath("gnmi, path of 1 key", collectionOf(string), "[key=Ethernet1]"));
+  works.push_back(gnmiPath("gnmi, path of 3 keys", list3,
+                           fmt::format("[vrf={}][tag={}][prefix={}]", vrfText, tagText, prefixText)));
 }
 
 void addGrowth(Works& works) {
@@ -166,9 +179,8 @@ Works works() {
   Works all;
   addJobs(all);
   addFloor(all);
-  addYangPeer(all);
+  addYang(all);
   addProtobufPeer(all);
-  // The same lists through the types that are made of YANG modules belong here, beside the peers on equal keys.
   addGrowth(all);
   return all;
 }

@@ -13,8 +13,9 @@ void addJobs(Works& works);
 void addFloor(Works& works);
 /** One work for each size, to see that time and memory grow in proportion. */
 void addGrowth(Works& works);
-/** Other libraries on equal keys. */
-void addYangPeer(Works& works);
+/** The types made of YANG modules, each beside libyang on the same list. */
+void addYang(Works& works);
+/** Another library on equal keys. */
 void addProtobufPeer(Works& works);
 
 /** The key of which every peer makes the same: a string, a number, a prefix. */

@@ -30,12 +30,13 @@ Work split(std::string name, std::string path) {
 
 Work scalar(std::string name, Zyn::ZynAttr collection, Zyn::ZynType type, std::string value, bool s4, bool fails) {
   ZynKeyDecoder const decoder(collection, s4);
-  auto const once = [decoder, type, value] -> KvStd::Expected<void, Velko::String> {
-    auto outcome = decoder.decodeScalarKey(type, "key", value);
+  std::string_view const key = collection.internalKeyName();
+  auto const once = [decoder, type, key, value] -> KvStd::Expected<void, Velko::String> {
+    auto outcome = decoder.decodeScalarKey(type, key, value);
     return outcome ? KvStd::Expected<void, Velko::String>() : KvStd::Unexpected(std::move(outcome).error());
   };
-  return tried({std::move(name), [decoder, type, value] { keep(decoder.decodeScalarKey(type, "key", value)); }}, once,
-               fails);
+  return tried({std::move(name), [decoder, type, key, value] { keep(decoder.decodeScalarKey(type, key, value)); }},
+               once, fails);
 }
 
 Work wholeKey(std::string name, Zyn::ZynAttr collection, Fields fields, bool fails) {

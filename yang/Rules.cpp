@@ -372,6 +372,83 @@ class StoredRule final : public Model::TextRule {
   lysc_node const& node_;
 };
 
+// ---- IPv4
+
+// What the patterns of ietf-inet-types say of the texts that `isCanonicalIpv4` knows: all of them fit.
+#define OCTET "([0-9]|[1-9][0-9]|1[0-9][0-9]|2[0-4][0-9]|25[0-5])"
+constexpr std::string_view addressPattern = "(" OCTET "\\.){3}" OCTET "(%[\\p{N}\\p{L}]+)?";
+constexpr std::string_view noZonePattern = "[0-9\\.]*";
+constexpr std::string_view prefixPattern = "(" OCTET "\\.){3}" OCTET "/(([0-9])|([1-2][0-9])|(3[0-2]))";
+#undef OCTET
+
+/** Takes a number of up to three digits, and no zero in front, from the front of the text; 1000 where there is none. */
+std::uint32_t takeNumber(std::string_view& text) {
+  constexpr std::uint32_t none = 1000;
+  std::uint32_t number = 0;
+  std::size_t digits = 0;
+  for (; digits < 3 && digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
+    number = number * 10 + static_cast<std::uint32_t>(text[digits] - '0');
+  }
+  if (digits == 0 || (digits > 1 && text.front() == '0')) {
+    return none;
+  }
+  text.remove_prefix(digits);
+  return number;
+}
+
+/** An address without a zone, or a prefix with no bit set behind its length: its canonical text is the text itself. */
+bool isCanonicalIpv4(std::string_view text, bool isPrefix) {
+  std::uint64_t address = 0;
+  for (int i = 0; i < 4; ++i) {
+    if (i != 0) {
+      if (!text.starts_with('.')) {
+        return false;
+      }
+      text.remove_prefix(1);
+    }
+    std::uint32_t const octet = takeNumber(text);
+    if (octet > 255) {
+      return false;
+    }
+    address = address << 8U | octet;
+  }
+  if (!isPrefix) {
+    return text.empty();
+  }
+  if (!text.starts_with('/')) {
+    return false;
+  }
+  text.remove_prefix(1);
+  std::uint32_t const length = takeNumber(text);
+  return length <= 32 && text.empty() && (address << length & 0xFFFF'FFFFU) == 0;
+}
+
+/** Asks libyang only for texts that are not canonical: storing a value costs more than all else that a key needs. */
+class Ipv4Rule final : public Model::TextRule {
+ public:
+  Ipv4Rule(Context context, lysc_type const& type, lysc_node const& node, bool isPrefix)
+      : other_(std::move(context), type, node), isPrefix_(isPrefix) {}
+
+  bool canonical(std::string_view& text, std::string& buffer) const override {
+    return isCanonicalIpv4(text, isPrefix_) || other_.canonical(text, buffer);
+  }
+  std::string fits() const override { return other_.fits(); }
+  std::string remark(std::string_view text) const override { return other_.remark(text); }
+
+ private:
+  StoredRule other_;
+  bool isPrefix_;
+};
+
+/** Whether the type is one of libyang's for IPv4, whose plugin starts with `what`, and nobody restricts it further. */
+bool isIpv4(lysc_type const& type, std::string_view what, std::span<std::string_view const> known) {
+  auto const& string = as<lysc_type_str>(type);
+  return type.basetype == LY_TYPE_STRING && std::string_view(type.plugin->id).starts_with(what) &&
+         string.length == nullptr && std::ranges::all_of(elements(string.patterns), [&](lysc_pattern const* pattern) {
+           return !pattern->inverted && std::ranges::find(known, std::string_view(pattern->expr)) != known.end();
+         });
+}
+
 // ---- identities
 
 /** Every identity below the bases, once each. */
@@ -458,6 +535,12 @@ Rule ruleOf(Context const& context, lysc_type const& type, lysc_node const& node
   }
   if (store == lyplg_type_store_identityref) {
     return std::make_shared<IdentityRule>(context, type, node, takesBare);
+  }
+  if (isIpv4(type, "libyang 2 - ipv4-address", std::array{addressPattern, noZonePattern})) {
+    return std::make_shared<Ipv4Rule>(context, type, node, false);
+  }
+  if (isIpv4(type, "libyang 2 - ipv4-prefix", std::array{prefixPattern})) {
+    return std::make_shared<Ipv4Rule>(context, type, node, true);
   }
   return std::make_shared<StoredRule>(context, type, node);
 }

@@ -1,8 +1,8 @@
 // What libyang's types take, as rules of the model. Only yang/ looks in here.
 //
-// Numbers, strings and identities are decided here, from what libyang has compiled; all else is asked of libyang, whose
-// dictionary then counts the text for a moment. Both may be called from any thread: a compiled context does not change,
-// and its dictionary has a lock.
+// Numbers, strings, identities, and IPv4 addresses and prefixes in their canonical form are decided here, from what
+// libyang has compiled; all else is asked of libyang, whose dictionary then counts the text for a moment. Both may be
+// called from any thread: a compiled context does not change, and its dictionary has a lock.
 #pragma once
 
 #include <libyang/libyang.h>

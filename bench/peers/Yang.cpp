@@ -1,86 +1,104 @@
-// libyang's own way from the text of a list's keys to a list instance.
+// libyang's own way from the text of a list's keys to a list instance, and the types made of the same modules.
 #include <libyang/libyang.h>
 
+#include <filesystem>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "bench/Decoder.h"
+#include "yang/Yang.h"
 
 namespace Bench {
 namespace {
 
-constexpr char const* moduleText = R"(
-module bench {
-  namespace "urn:bench";
-  prefix b;
-  import ietf-inet-types { prefix inet; }
+/** A keyed list of a module: once as libyang has it, once as a collection. */
+struct List {
+  lyd_node* parent = nullptr;
+  lys_module const* module = nullptr;
+  Zyn::ZynAttr collection;
+};
 
-  list interface {
-    key "name";
-    leaf name { type string; }
-  }
-  list route {
-    key "vrf tag prefix";
-    leaf vrf { type string; }
-    leaf tag { type uint32; }
-    leaf prefix { type inet:ip-prefix; }
-  }
-  list speaker {
-    key "id";
-    leaf id { type union { type uint32; type inet:ipv4-address; type string { length "1..16"; } } }
-  }
-  list port {
-    key "name";
-    leaf name { type string { length "1..32"; pattern "[a-zA-Z]+[0-9]+(/[0-9]+)*"; } }
-  }
-}
-)";
+/** What a module holds; it stays until the process ends. */
+struct Module {
+  lys_module const* module = nullptr;
+  Zyn::ZynType root;
 
-lys_module const* module() {
-  static lys_module const* const one = [] {
+  Module(char const* folder, char const* name) {
     ly_ctx* context = nullptr;
-    lys_module* loaded = nullptr;
-    if (ly_ctx_new(nullptr, 0, &context) != LY_SUCCESS ||
-        lys_parse_mem(context, moduleText, LYS_IN_YANG, &loaded) != LY_SUCCESS) {
-      fail("libyang", "the module does not load");
+    if (ly_ctx_new(folder, 0, &context) == LY_SUCCESS) {
+      module = ly_ctx_load_module(context, name, nullptr, nullptr);
     }
-    return loaded;
-  }();
-  return one;
-}
+    static std::vector<Yang::Loaded> kept;
+    auto loaded = Yang::load(std::vector<std::string>{folder}, std::vector<std::string>{name});
+    if (module == nullptr || !loaded) {
+      fail(name, "the module does not load");
+    }
+    root = kept.emplace_back(*std::move(loaded)).root;
+  }
+};
 
-lyd_node* fromText(char const* list, char const* keys) {
+lyd_node* fromText(List const& list, char const* keys) {
   lyd_node* node = nullptr;
-  if (lyd_new_list2(nullptr, module(), list, keys, 0, &node) != LY_SUCCESS) {
+  if (lyd_new_list2(list.parent, list.module, list.collection.name(), keys, 0, &node) != LY_SUCCESS) {
     fail("libyang", keys);
   }
   return node;
 }
 
-template <typename... Values>
-lyd_node* fromValues(char const* list, Values... values) {
-  lyd_node* node = nullptr;
-  if (lyd_new_list(nullptr, module(), list, 0, &node, values...) != LY_SUCCESS) {
-    fail("libyang", list);
+/** Both ways from the same texts to the list's key. */
+void addBoth(Works& works, std::string const& name, List const& list, Fields const& keys) {
+  std::string text;
+  for (auto const& [key, value] : keys) {
+    text += "[" + key + "='" + value + "']";
   }
-  return node;
+  lyd_free_tree(fromText(list, text.c_str()));
+  works.push_back({"libyang, text, " + name, [list, text] { lyd_free_tree(fromText(list, text.c_str())); }});
+  works.push_back(keys.size() == 1
+                      ? scalar("yang, " + name, list.collection, list.collection.keyType(), keys.front().second)
+                      : wholeKey("yang, " + name, list.collection, keys));
 }
 
-Work textWork(std::string name, char const* list, std::string keys) {
-  lyd_free_tree(fromText(list, keys.c_str()));
-  return {std::move(name), [list, keys = std::move(keys)] { lyd_free_tree(fromText(list, keys.c_str())); }};
+/** A real list with four keys, where its modules are at hand: `./dev setup` unpacks them. */
+void addNexthop(Works& works) {
+  if (!std::filesystem::exists(FRR_MODULES)) {
+    return;
+  }
+  Module const frr(FRR_MODULES, "frr-nexthop");
+  lyd_node* group = nullptr;
+  lyd_node* nexthops = nullptr;
+  if (lyd_new_path(nullptr, frr.module->ctx, "/frr-nexthop:frr-nexthop-group/nexthop-groups[name='a']/frr-nexthops",
+                   nullptr, 0, &group) != LY_SUCCESS ||
+      lyd_find_path(group, "nexthop-groups[name='a']/frr-nexthops", 0, &nexthops) != LY_SUCCESS) {
+    fail("libyang", "no parent for a list");
+  }
+  Zyn::ZynType const groups = frr.root.attr("frr-nexthop-group").attrType();
+  Zyn::ZynType const holder = groups.attr("nexthop-groups").attrType().attr("frr-nexthops").attrType();
+  addBoth(works, "4 keys of FRR", {nexthops, frr.module, holder.attr("nexthop")},
+          {{"nh-type", "ip4-ifindex"}, {"vrf", "default"}, {"gateway", "10.0.0.1"}, {"interface", "eth0"}});
 }
 
 }  // namespace
 
-void addYangPeer(Works& works) {
-  works.push_back(textWork("libyang, text, 1 string", "interface", "[name='Ethernet1']"));
-  works.push_back(textWork("libyang, text, 3 keys", "route",
-                           std::string("[vrf='") + vrfText + "'][tag='" + tagText + "'][prefix='" + prefixText + "']"));
-  works.push_back(
-      {"libyang, values, 3 keys", [] { lyd_free_tree(fromValues("route", vrfText, tagText, prefixText)); }});
-  works.push_back(textWork("libyang, text, union hit first", "speaker", "[id='4200']"));
-  works.push_back(textWork("libyang, text, union hit last", "speaker", "[id='Ethernet1']"));
-  works.push_back(textWork("libyang, text, restricted string", "port", "[name='Ethernet1/2']"));
+void addYang(Works& works) {
+  static Module const bench(BENCH_MODULES, "bench");
+  auto const add = [&works](std::string const& name, char const* list, Fields const& keys) {
+    addBoth(works, name, {nullptr, bench.module, bench.root.attr(list)}, keys);
+  };
+  add("1 string", "interface", {{"name", "Ethernet1"}});
+  add("3 keys", "route", {{"vrf", vrfText}, {"tag", tagText}, {"prefix", prefixText}});
+  works.push_back({"libyang, values, 3 keys", [] {
+                     lyd_node* node = nullptr;
+                     if (lyd_new_list(nullptr, bench.module, "route", 0, &node, vrfText, tagText, prefixText) !=
+                         LY_SUCCESS) {
+                       fail("libyang", "values");
+                     }
+                     lyd_free_tree(node);
+                   }});
+  add("union hit first", "speaker", {{"id", "4200"}});
+  add("union hit last", "speaker", {{"id", "Ethernet1"}});
+  add("restricted string", "port", {{"name", "Ethernet1/2"}});
+  addNexthop(works);
 }
 
 }  // namespace Bench

@@ -31,7 +31,7 @@ class NameIndex {
         }
       }
     }
-    place({name, wordsOf(name), number});
+    place({name, isShort(name) ? shortWords(name) : longWords(name), number});
     ++size_;
   }
 
@@ -39,20 +39,12 @@ class NameIndex {
     if (mask_ == 0) {
       return std::nullopt;
     }
-    Words const words = wordsOf(name);
-    for (std::size_t at = placeOf(words);; at = (at + 1) & mask_) {
-      Entry const& entry = entries_[at];
-      if (entry.name.data() == nullptr) {
-        return std::nullopt;
-      }
-      if (entry.words == words && entry.name.size() == name.size() &&
-          (name.size() <= 2 * sizeof(std::uint64_t) || entry.name == name)) {
-        return entry.number;
-      }
-    }
+    return isShort(name) ? search(name, shortWords(name)) : findLong(name);
   }
 
  private:
+  static bool isShort(std::string_view name) noexcept { return name.size() <= 2 * sizeof(std::uint64_t); }
+
   struct Words {
     std::uint64_t first = 0;
     std::uint64_t last = 0;
@@ -74,12 +66,9 @@ class NameIndex {
   }
 
   /** With the length, all that there is to a name of up to 16 bytes. */
-  static Words wordsOf(std::string_view name) noexcept {
+  static Words shortWords(std::string_view name) noexcept {
     char const* const begin = name.data();
     char const* const end = begin + name.size();
-    if (name.size() > 2 * sizeof(std::uint64_t)) {
-      return {absl::HashOf(absl::string_view(begin, name.size())), wordAt<std::uint64_t>(end - 8)};
-    }
     if (name.size() >= 8) {
       return {wordAt<std::uint64_t>(begin), wordAt<std::uint64_t>(end - 8)};
     }
@@ -92,8 +81,30 @@ class NameIndex {
     return {name.empty() ? std::uint64_t{0} : wordAt<std::uint8_t>(begin), 0};
   }
 
+  static Words longWords(std::string_view name) noexcept {
+    return {absl::HashOf(absl::string_view(name.data(), name.size())),
+            wordAt<std::uint64_t>(name.data() + name.size() - 8)};
+  }
+
   std::size_t placeOf(Words words) const noexcept {
     return absl::HashOf(words.first ^ std::rotl(words.last, 29)) & mask_;
+  }
+
+  std::optional<std::uint32_t> search(std::string_view name, Words words) const noexcept {
+    for (std::size_t at = placeOf(words);; at = (at + 1) & mask_) {
+      Entry const& entry = entries_[at];
+      if (entry.name.data() == nullptr) {
+        return std::nullopt;
+      }
+      if (entry.words == words && entry.name.size() == name.size() && (isShort(name) || entry.name == name)) {
+        return entry.number;
+      }
+    }
+  }
+
+  /** On its own, so that a search for a short name need not save registers for the calls that this one makes. */
+  [[gnu::noinline]] std::optional<std::uint32_t> findLong(std::string_view name) const noexcept {
+    return search(name, longWords(name));
   }
 
   void place(Entry const& entry) noexcept {
