@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "TypeNames.h"
 #include "model/Zyn/Tables.h"
 
 namespace {
@@ -51,22 +52,6 @@ std::string asked(Zyn::ZynType type) {
   text += type.isUnionType() ? " union" : "";
   text += type.isScalarKind() ? " scalar" : "";
   return text;
-}
-
-std::vector<std::string> attrNames(Zyn::ZynType type) {
-  std::vector<std::string> names;
-  for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
-    names.emplace_back((*attr).name());
-  }
-  return names;
-}
-
-std::vector<std::string> argNames(Zyn::ZynType type) {
-  std::vector<std::string> names;
-  for (auto arg = type.module()->argNameQIterator(type.argListIndex()); arg; ++arg) {
-    names.emplace_back(*arg);
-  }
-  return names;
 }
 
 /** Everything that a refused change could have changed. */

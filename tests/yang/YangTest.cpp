@@ -3,6 +3,7 @@
 #include <set>
 #include <utility>
 
+#include "TypeNames.h"
 #include "yang/Loaded.h"
 
 namespace YangTest {
@@ -19,22 +20,6 @@ std::string const bad = YANG_MODULES "/bad";
 Yang::Loaded const& shapes() {
   static Yang::Loaded const all = loaded({modules}, {"shape", "more"});
   return all;
-}
-
-std::vector<std::string> attrNames(Zyn::ZynType type) {
-  std::vector<std::string> names;
-  for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
-    names.emplace_back((*attr).name());
-  }
-  return names;
-}
-
-std::vector<std::string> argNames(Zyn::ZynType type) {
-  std::vector<std::string> names;
-  for (auto name = type.module()->argNameQIterator(type.argListIndex()); name; ++name) {
-    names.emplace_back(*name);
-  }
-  return names;
 }
 
 TEST(Shape, TypesAreNamedByTheirSchemaPath) {
