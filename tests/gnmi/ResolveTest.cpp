@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
 #include <optional>
 
+#include "gnmi/Sizes.h"
 #include "model/Runtime.h"
 #include "model/Schema.h"
 #include "model/Value.h"
@@ -362,21 +362,18 @@ TEST_F(Resolve, LongNamesAreCutInMessages) {
 }
 
 TEST_F(Resolve, AnyNumberOfKeysAndElements) {
-  constexpr std::size_t million = 1000000;
   std::string same = "/pair";
   std::string different = "/pair";
   std::string deep = "/pair";
-  for (std::size_t i = 0; i != million; ++i) {
+  for (std::size_t i = 0; i != many; ++i) {
     same += "[vrf=a]";
     different += "[k" + std::to_string(i) + "=a]";
     deep += i % 10 == 0 ? "/inner[tag=1]" : "/inner";
   }
-  auto const start = std::chrono::steady_clock::now();
   EXPECT_EQ(at(same).substr(0, 30), "at 13: key 'vrf' is given twic");
   EXPECT_EQ(at(different).substr(0, 24), "at 6: unknown key 'k0' o");
-  EXPECT_EQ(resolve(rootType, deep, {})->size(), million + 1);
-  EXPECT_EQ(at("/string[name=" + std::string(std::size_t{64} << 20U, 'v') + "]").size(), (64U << 20U) + 15);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+  EXPECT_EQ(resolve(rootType, deep, {})->size(), many + 1);
+  EXPECT_EQ(at("/string[name=" + std::string(hugeSize, 'v') + "]").size(), hugeSize + 15);
 }
 
 }  // namespace
