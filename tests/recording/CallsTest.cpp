@@ -608,6 +608,18 @@ TEST_F(Calls, ContainersCountUnderTheirTags) {
   EXPECT_EQ(world.count("alloc Velko::AbslFlatHashMapOf<Zyn::ZynAttr, Velko::Ptr<Zyn::GenericIf> >*"), 1U);
 }
 
+/** Most keys have no more fields, and then their children lie in one block from first to last. */
+TEST_F(Calls, SevenChildrenTakeOneBlock) {
+  Zyn::ZynType const key = world.type({.name = "Key"});
+  KeyElemNode root(key, false);
+  for (int i = 0; i < 8; ++i) {
+    std::string const name = "f" + std::to_string(i);
+    world.attr(key, {.name = name, .type = world.type({.name = "Number", .isScalarKind = true})});
+    EXPECT_EQ(insert(root, name, "1"), "done");
+    EXPECT_EQ(world.count("dealloc Velko::AbslFlatHashMapOfTag"), i < 7 ? 0U : 1U) << i;  // of the block before
+  }
+}
+
 TEST_F(Calls, EightArgumentsTakeNoMemory) {
   Zyn::ZynType const empty = world.type({.name = "Empty"});
   Zyn::ZynType const key = world.type({.name = "Key", .args = {"a", "a", "a", "a", "a", "a", "a", "a"}});

@@ -576,6 +576,15 @@ TEST_F(KeyName, MayBeAViewThatEndsAnywhere) {
   EXPECT_EQ(decode(std::string_view(), "*").substr(0, 5), "error");
 }
 
+TEST_F(KeyName, IsComparedByteForByteToItsEnd) {
+  EXPECT_EQ(decode("id\0"sv, "*").substr(0, 5), "error");
+  EXPECT_EQ(decode("\0id"sv, "*").substr(0, 5), "error");
+  world.of(id).name = "i\1d\xff";
+  world.of(vlan).keyName = "i\1d\xff";
+  EXPECT_EQ(decode("i\1d\xff", "*"), "*");
+  EXPECT_EQ(decode("i\1d", "*").substr(0, 5), "error");
+}
+
 TEST_F(KeyName, TheWildcardAsksTheTypeNothingAndIsTracedOnce) {
   EXPECT_EQ(decode("id", "*"), "*");
   EXPECT_TRUE(undecoded());

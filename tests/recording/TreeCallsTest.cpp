@@ -599,6 +599,19 @@ TEST_F(TreeCalls, AChildMadeByAPathThatEndedTooEarlyIsThereForTheNextOne) {
   EXPECT_EQ(lastMade(), "Inner.genericIf(\"1\", false)");
 }
 
+TEST_F(TreeCalls, AChildKeepsTheTypeThatItWasMadeFor) {
+  Zyn::ZynType const key = world.type({.name = "Key"});
+  Zyn::ZynAttr const x = world.attr(key, {.name = "x", .type = number});
+  KeyElemNode root(key, false);
+  EXPECT_EQ(insert(root, "x", "1"), "done");
+  // The values below it were made for that type: what the attribute says later is for children made later.
+  world.of(x).type = string;
+  world.forget();
+  EXPECT_EQ(insert(root, "x", "2"), "done");
+  EXPECT_EQ(lastMade(), "Number.genericIf(\"2\", false)");
+  EXPECT_THAT(world.lines(".attrType"), IsEmpty());
+}
+
 TEST_F(TreeCalls, ElementsOutsideTheRangeAreNotLookedAt) {
   Zyn::ZynType const key = world.type({.name = "Key"});
   world.attr(key, {.name = "x", .type = number});
