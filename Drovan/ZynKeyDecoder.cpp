@@ -37,11 +37,11 @@ constexpr std::size_t usualDepth = 4;
 }
 
 // A macro, for the function's name and line; nothing is formatted unless the handle is enabled.
-#define TRACE(className, ...)                                                                            \
-  do {                                                                                                   \
-    if (traceHandle().enabled()) [[unlikely]] {                                                          \
-      Velko::fmtrace(traceHandle(), traceLevel, sourceFile, __func__, __LINE__, className, __VA_ARGS__); \
-    }                                                                                                    \
+#define TRACE(handle, className, ...)                                                             \
+  do {                                                                                            \
+    if ((handle).enabled()) [[unlikely]] {                                                        \
+      Velko::fmtrace(handle, traceLevel, sourceFile, __func__, __LINE__, className, __VA_ARGS__); \
+    }                                                                                             \
   } while (false)
 
 template <typename... Args>
@@ -49,13 +49,17 @@ KvStd::Unexpected<Velko::String> error(fmt::format_string<Args const&...> format
   return KvStd::Unexpected(KvFmt::Detail::formatVelkoString(format, fmt::make_format_args(args...)));
 }
 
+/** Whether anybody will read why something failed: nobody does while a union has further alternatives to try. */
+enum class Reason : bool { Unread, Read };
+
 /**
  * What `call` returns, or the text of the `Exception` that it throws; no other exception is caught. A small function of
  * its own, with nothing to clean up in it: so an exception, which every failed alternative of a union costs, finds its
  * way without a stop.
  */
 template <typename Exception = Velko::Exception, typename Call>
-[[gnu::noinline]] auto textOf(Call const& call) -> KvStd::Expected<decltype(call()), Velko::String> {
+[[gnu::noinline]] auto textOf(Call const& call, Reason reason = Reason::Read)
+    -> KvStd::Expected<decltype(call()), Velko::String> {
   try {
     if constexpr (std::is_void_v<decltype(call())>) {
       call();
@@ -64,7 +68,7 @@ template <typename Exception = Velko::Exception, typename Call>
       return call();
     }
   } catch (Exception const& exception) {
-    return KvStd::Unexpected(exception.what());
+    return KvStd::Unexpected(reason == Reason::Read ? exception.what() : Velko::String());
   }
 }
 
@@ -128,10 +132,10 @@ Velko::String decodeBase64(std::string_view text) {
   }
 }
 
-Value createS4SyncKey(Zyn::ZynType type, std::string_view value) noexcept {
+Value createS4SyncKey(Zyn::ZynType const& type, std::string_view value, Reason reason) noexcept {
   Velko::String const message = decodeBase64(value);
   Velko::Pb::ReadCursor cursor{message.data(), 0, message.size()};
-  Value read = textOf<Velko::Pb::PbReadException>([&] { return type.genericIfFromPbMessage(&cursor, false); });
+  Value read = textOf<Velko::Pb::PbReadException>([&] { return type.genericIfFromPbMessage(&cursor, false); }, reason);
   if (read && !*read) {
     Velko::Impl::vfmassert(traceHandle(), "value", sourceFile, __func__, __LINE__,
                            "Unexpectedly failed to decode an s4 encoded value", {});
@@ -139,19 +143,19 @@ Value createS4SyncKey(Zyn::ZynType type, std::string_view value) noexcept {
   return read;
 }
 
-Value enumFromGnmiString(Zyn::ZynType enumType, std::string_view value) noexcept {
+Value enumFromGnmiString(Zyn::ZynType const& enumType, std::string_view value, Reason reason) noexcept {
   if (!enumType.isEnumType()) {
     Velko::Impl::vfmassert("enumType.isEnumType()", sourceFile, __func__, __LINE__, "", {});
   }
   Velko::String const literal = quoted('\'', value);
-  return textOf([&] { return enumType.genericIf(literal, false); });
+  return textOf([&] { return enumType.genericIf(literal, false); }, reason);
 }
 
-Value defaultZynObject(Zyn::ZynType zynType) noexcept {
+Value defaultZynObject(Zyn::ZynType const& zynType, Reason reason) noexcept {
   if (!zynType.isValue()) {
     Velko::Impl::vfmassert("zynType.isValue()", sourceFile, __func__, __LINE__, "", {});
   }
-  return textOf([&] { return zynType.genericIf(static_cast<void const*>(nullptr), false); });
+  return textOf([&] { return zynType.genericIf(static_cast<void const*>(nullptr), false); }, reason);
 }
 
 // The text of a value: a view, or a string that a caller already has, which goes on to the type system uncopied.
@@ -162,70 +166,75 @@ Velko::String stringOf(std::string_view text) { return Velko::String(text); }
 Velko::String const& stringOf(Velko::String const& text) { return text; }
 
 template <typename Text>
-Value createScalarKey(Zyn::ZynType type, Text const& value, bool useS4Encoding) noexcept;
+Value createScalarKey(Zyn::ZynType const& type, Text const& value, bool useS4Encoding,
+                      Reason reason = Reason::Read) noexcept;
 
 /** The value goes in as it is, as the wrapper's one constructor argument. */
 template <typename Text>
-Value createWrapper(Zyn::ZynType type, Zyn::ZynType inner, Text const& value, bool useS4Encoding) {
-  Value wrapped = createScalarKey(inner, value, useS4Encoding);
+Value createWrapper(Zyn::ZynType const& type, Zyn::ZynType const& inner, Text const& value, bool useS4Encoding,
+                    Reason reason) {
+  Value wrapped = createScalarKey(inner, value, useS4Encoding, reason);
   if (!wrapped) {
     return wrapped;
   }
   Zyn::GenericIfArgs args;
   args.push_back(*std::move(wrapped));
-  return textOf([&] { return type.genericIf(args, false); });
+  return textOf([&] { return type.genericIf(args, false); }, reason);
 }
 
 /** The first alternative that decodes wins, also when the union then rejects it. */
 template <typename Text>
-Value createUnion(Zyn::ZynType type, Text const& value, bool useS4Encoding) {
-  Value object = defaultZynObject(type);
+Value createUnion(Zyn::ZynType const& type, Text const& value, bool useS4Encoding, Reason reason) {
+  Value object = defaultZynObject(type, reason);
   if (!object) {
     return object;
   }
   for (Zyn::AttributeQIterator alternative(type); alternative; ++alternative) {
-    Value decoded = createScalarKey((*alternative).attrType(), value, useS4Encoding);
+    Value decoded = createScalarKey((*alternative).attrType(), value, useS4Encoding, Reason::Unread);
     if (!decoded) {
       continue;
     }
     Velko::Ptr<Zyn::GenericIf const> const held = *std::move(decoded);
     Velko::Ptr<Zyn::GenericIf const> const noKey;
-    Done const set = textOf([&] { (*alternative).genericIfSet(*object, noKey, held); });
+    Done const set = textOf([&] { (*alternative).genericIfSet(*object, noKey, held); }, reason);
     return set ? std::move(object) : Value(KvStd::Unexpected(set.error()));
+  }
+  if (reason == Reason::Unread) {
+    return KvStd::Unexpected(Velko::String());
   }
   return error("'{}' doesn't match any alternatives of Union type '{}'", value, type);
 }
 
 /** Turns one text into a value of `type`: the type's kind decides how the text reaches the type system. */
 template <typename Text>
-Value createScalarKey(Zyn::ZynType type, Text const& value, bool useS4Encoding) noexcept {
-  TRACE(nullptr, "Creating scalar key of type '{}'", type);
+Value createScalarKey(Zyn::ZynType const& type, Text const& value, bool useS4Encoding, Reason reason) noexcept {
+  TRACE(traceHandle(), nullptr, "Creating scalar key of type '{}'", type);
   if (useS4Encoding && type.hasS4Encoding() && type.valAttr().empty()) {
-    return createS4SyncKey(type, viewOf(value));
+    return createS4SyncKey(type, viewOf(value), reason);
   }
   if (type.hasGnmiStringForm()) {
     Velko::String const& text = stringOf(value);
-    return textOf([&] { return type.genericIfFromGnmiString(text, false); });
+    return textOf([&] { return type.genericIfFromGnmiString(text, false); }, reason);
   }
   if (Zyn::ZynAttr const valAttr = type.valAttr(); !valAttr.empty()) {
-    return createWrapper(type, valAttr.attrType(), value, useS4Encoding);
+    return createWrapper(type, valAttr.attrType(), value, useS4Encoding, reason);
   }
   if (type.isEnumType()) {
-    return enumFromGnmiString(type, viewOf(value));
+    return enumFromGnmiString(type, viewOf(value), reason);
   }
   if (type.isFundamentalString()) {
     Velko::String const literal = quoted('"', viewOf(value));
-    return textOf([&] { return type.genericIf(literal, false); });
+    return textOf([&] { return type.genericIf(literal, false); }, reason);
   }
   if (!type.isUnionType()) {
     Velko::String const& literal = stringOf(value);
-    return textOf([&] { return type.genericIf(literal, false); });
+    return textOf([&] { return type.genericIf(literal, false); }, reason);
   }
-  return createUnion(type, value, useS4Encoding);
+  return createUnion(type, value, useS4Encoding, reason);
 }
 
 /** Whether one text supplies a value of the type as a whole; all other types are assembled from attributes. */
-bool isScalarKeyType(Zyn::ZynType type, bool useS4Encoding) {
+bool isScalarKeyType(Zyn::ZynType const& type, bool useS4Encoding) {
   return (useS4Encoding && type.hasS4Encoding() && type.isValue()) || type.isEnumType() || type.isScalarKind() ||
          !type.valAttr().empty();
 }
@@ -236,7 +245,7 @@ bool isScalarKeyType(Zyn::ZynType type, bool useS4Encoding) {
  * The attribute of the collection's entries that holds the key; empty where the collection declares none, and then no
  * path or key name is checked against it. An empty name counts as none only for callers that say so.
  */
-Zyn::ZynAttr keyAttr(Zyn::ZynAttr collection, bool emptyNameIsNone) {
+Zyn::ZynAttr keyAttr(Zyn::ZynAttr const& collection, bool emptyNameIsNone) {
   if (!collection.isKeyed()) {
     return {};
   }
@@ -258,7 +267,7 @@ bool isNamed(std::string_view text, char const* name) {
 }
 
 /** The attribute of that name; no type, no attribute. */
-Zyn::ZynAttr attrOf(Zyn::ZynType type, std::string_view name) {
+Zyn::ZynAttr attrOf(Zyn::ZynType const& type, std::string_view name) {
   return type.empty() ? Zyn::ZynAttr() : type.attr(name);
 }
 
@@ -283,12 +292,12 @@ bool goesInCircles(KeyElemNode const& node, Zyn::ZynType type, Building const* b
   return building != nullptr && building->childrenAtEntry == node.children.size();
 }
 
-Zyn::ArgNameQIterator argNames(Zyn::ZynType type) {
+Zyn::ArgNameQIterator argNames(Zyn::ZynType const& type) {
   return type.empty() ? Zyn::ArgNameQIterator() : type.module()->argNameQIterator(type.argListIndex());
 }
 
 Value construct(KeyElemNode& node, Zyn::ZynType type, Building const* outer) {
-  TRACE("KeyElemNode", "Constructing type: '{}'", type);
+  TRACE(traceHandle(), "KeyElemNode", "Constructing type: '{}'", type);
   Building const building{type, node.children.size(), outer};
   Zyn::GenericIfArgs args;
   for (Zyn::ArgNameQIterator name = argNames(type); name; ++name) {
@@ -342,9 +351,10 @@ ZynKeyDecoder::KeyElemNode::KeyElemNode(Zyn::ZynType type, bool useS4Encoding) n
     : type(type), useS4Encoding(useS4Encoding) {}
 
 Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, Velko::String const& value) noexcept {
+  Velko::Platform::DebugHandler const& trace = traceHandle();
   KeyElemNode* node = this;
   for (;; ++begin) {
-    TRACE("KeyElemNode", "KeyElem type: '{}'", node->type);
+    TRACE(trace, "KeyElemNode", "KeyElem type: '{}'", node->type);
     if (begin == end) {
       break;
     }
@@ -353,8 +363,8 @@ Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, 
       return error("Attribute '{}' not found on Type '{}'", *begin, node->type);
     }
     // The trace comes before the child, so only a trace needs a look beforehand; making the child looks once.
-    if (traceHandle().enabled() && !node->children.contains(attr)) {
-      TRACE("KeyElemNode", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
+    if (trace.enabled() && !node->children.contains(attr)) {
+      TRACE(trace, "KeyElemNode", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
     }
     auto const [child, isNew] = childOf(*node, attr);
     if (isNew && std::next(begin) == end && !isScalarKeyType(child->type, node->useS4Encoding)) {
@@ -376,7 +386,7 @@ Value ZynKeyDecoder::KeyElemNode::construct(Zyn::ZynType type) noexcept {
 }
 
 Done ZynKeyDecoder::KeyElemNode::instantiate() noexcept {
-  TRACE("KeyElemNode", "KeyElem type: '{}'", type);
+  TRACE(traceHandle(), "KeyElemNode", "KeyElem type: '{}'", type);
   if (value) {
     return {};
   }
@@ -421,7 +431,7 @@ ZynKeyDecoder::decodeScalarKey(Zyn::ZynType type, std::string_view keyName, std:
                  std::string_view(key.name()), keyName);
   }
   if (value == wildcard) {
-    TRACE(nullptr, "Found a wildcard");
+    TRACE(traceHandle(), nullptr, "Found a wildcard");
     return Multiple{};
   }
   Value decoded = createScalarKey(type, value, useS4Encoding);
@@ -432,7 +442,7 @@ ZynKeyDecoder::decodeScalarKey(Zyn::ZynType type, std::string_view keyName, std:
 }
 
 Done ZynKeyDecoder::processKeyPath(KeyElemNode& node, std::string_view keyPath, std::string_view value) const noexcept {
-  TRACE(nullptr, "Processing key path '{}', and value '{}'", keyPath, value);
+  TRACE(traceHandle(), nullptr, "Processing key path '{}', and value '{}'", keyPath, value);
   PathElements const elements = splitPath(keyPath);
   PathIter begin = elements.begin();
   if (Zyn::ZynAttr const key = keyAttr(collectionAttr, false); !key.empty()) {
@@ -450,7 +460,7 @@ Done ZynKeyDecoder::updateFilter(FilterMap& filter, std::string_view keyPath, st
   if (value == wildcard) {
     return {};
   }
-  TRACE(nullptr, "Found a filter on '{}' with value '{}'", keyPath, value);
+  TRACE(traceHandle(), nullptr, "Found a filter on '{}' with value '{}'", keyPath, value);
   PathElements const elements = splitPath(keyPath);
   if (elements.size() > 1) {
     return error("Filtering nested key '{}' is not supported", keyPath);

@@ -83,34 +83,54 @@ std::unique_ptr<Pb::Message> byTextFormat(std::string const& text) {
   return message;
 }
 
+// By hand: what the decoder refuses is refused here too, so that both do the same work.
+
 std::uint32_t numberOf(std::string_view text) {
   std::uint32_t number = 0;
   char const* const end = text.data() + text.size();
   auto const [rest, error] = std::from_chars(text.data(), end, number);
   if (error != std::errc() || rest != end) {
-    fail("protobuf", text);
+    fail("protobuf, no number", text);
   }
   return number;
 }
 
-/** The address's bytes; `length` is set beside. */
+/** The address's bytes, those behind the prefix cleared; `length` is set beside. */
 std::string prefixOf(std::string const& text, std::uint32_t& length) {
   std::size_t const slash = text.find('/');
-  std::array<char, 4> bytes{};
-  if (inet_pton(AF_INET, text.substr(0, slash).c_str(), bytes.data()) != 1) {
-    fail("protobuf", text);
+  if (slash == std::string::npos) {
+    fail("protobuf, no prefix", text);
+  }
+  std::string const address = text.substr(0, slash);
+  std::array<char, 16> bytes{};
+  std::size_t const size = address.find(':') == std::string::npos ? 4 : 16;
+  if (inet_pton(size == 4 ? AF_INET : AF_INET6, address.c_str(), bytes.data()) != 1) {
+    fail("protobuf, no address", text);
   }
   length = numberOf(std::string_view(text).substr(slash + 1));
-  return {bytes.data(), bytes.size()};
+  if (length > 8 * size) {
+    fail("protobuf, prefix too long", text);
+  }
+  for (std::size_t i = length / 8; i < size; ++i) {
+    bytes[i] = static_cast<char>(i == length / 8 ? bytes[i] & (0xFF00 >> (length % 8)) : 0);
+  }
+  return {bytes.data(), size};
 }
 
-/** Each field is found by the name in its path and set by its type, as the decoder has to do it. */
+/** Each field is found by the name in its path and set by its type, and each must be there in the end. */
 std::unique_ptr<Pb::Message> byHand(Pb::Message const& prototype, Fields const& fields) {
   std::unique_ptr<Pb::Message> message(prototype.New());
   Pb::Reflection const* const reflection = message->GetReflection();
   Pb::Descriptor const* const type = message->GetDescriptor();
   for (auto const& [path, text] : fields) {
-    Pb::FieldDescriptor const* const field = type->FindFieldByName(path.substr(path.find("__") + 2));
+    std::size_t const separator = path.find("__");
+    if (separator == std::string::npos || path.compare(0, separator, "key") != 0) {
+      fail("protobuf, path that does not start with the key", path);
+    }
+    Pb::FieldDescriptor const* const field = type->FindFieldByName(path.substr(separator + 2));
+    if (field == nullptr) {
+      fail("protobuf, unknown field", path);
+    }
     std::uint32_t length = 0;
     switch (field->type()) {
       case Pb::FieldDescriptor::TYPE_STRING:
@@ -131,6 +151,11 @@ std::unique_ptr<Pb::Message> byHand(Pb::Message const& prototype, Fields const& 
         bytes += static_cast<char>(length);
         reflection->SetString(message.get(), field, std::move(bytes));
       }
+    }
+  }
+  for (int i = 0; i < type->field_count(); ++i) {
+    if (!reflection->HasField(*message, type->field(i))) {
+      fail("protobuf, field left out", type->field(i)->name());
     }
   }
   return message;

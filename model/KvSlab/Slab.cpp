@@ -45,7 +45,8 @@ namespace {
 // Sizes up to 2048 come in steps of 16 from the slab, larger ones from the heap. A block never changes its class, and
 // never goes back to the heap: what a thread frees it uses again, and what it has too much of other threads use.
 constexpr std::size_t kStep = 16;
-constexpr std::size_t kClasses = 128;
+constexpr std::size_t kLargest = 2048;
+constexpr std::size_t kClasses = kLargest / kStep + 1;
 constexpr std::uint32_t kHeap = kClasses;
 
 /** What stands before each block's storage. */
@@ -64,7 +65,12 @@ struct alignas(kStep) Block {
 };
 static_assert(sizeof(Block) == kStep && alignof(std::max_align_t) <= kStep);
 
-constexpr std::size_t blockSize(std::size_t sizeClass) { return sizeof(Block) + (sizeClass + 1) * kStep; }
+constexpr std::uint32_t sizeClassOf(std::size_t size) { return static_cast<std::uint32_t>((size + kStep - 1) / kStep); }
+
+/** A block for nothing holds a step too: a batch in the pool needs it. */
+constexpr std::size_t blockSize(std::size_t sizeClass) {
+  return sizeof(Block) + std::max<std::size_t>(sizeClass, 1) * kStep;
+}
 
 /** How many blocks move between a thread and the pool at once. */
 constexpr std::uint32_t batchSize(std::size_t sizeClass) {
@@ -135,7 +141,7 @@ List takeOrCarve(std::uint32_t sizeClass) {
   return batch.first != nullptr ? batch : carve(sizeClass);
 }
 
-/** Free blocks of one class that a thread keeps, until there are `most`. */
+/** Free blocks of one class that a thread keeps, at most so many. */
 struct Kept : List {
   std::uint32_t most = 0;
 };
@@ -145,15 +151,18 @@ struct Cache {
   std::array<Kept, kClasses> lists;
 };
 
-// A word that every thread has from its start, so that finding it takes no call; null before the first use and after
-// the last.
-[[gnu::tls_model("initial-exec")]] thread_local constinit Cache* cache = nullptr;
+/** Has no block and no room for one: stands where a thread has no cache, so that what is usual need not ask. */
+constinit Cache noCache;
+
+// A word that every thread has from its start, so that finding it takes no call; `noCache` before the first use and
+// after the last.
+[[gnu::tls_model("initial-exec")]] thread_local constinit Cache* cache = &noCache;
 [[gnu::tls_model("initial-exec")]] thread_local constinit bool hasEnded = false;
 
 /** Gives the thread's blocks back when the thread ends; what it frees after that goes to the pool at once. */
 struct CacheEnd {
   ~CacheEnd() {
-    Cache* const mine = std::exchange(cache, nullptr);
+    Cache* const mine = std::exchange(cache, &noCache);
     hasEnded = true;
     for (std::size_t i = 0; i < kClasses; ++i) {
       pools[i].give(mine->lists[i]);
@@ -162,9 +171,9 @@ struct CacheEnd {
   }
 };
 
-/** The thread's cache, made on first use; null where there is none any more, or no memory for one. */
+/** The thread's cache, made on first use; `noCache` where there is none any more, or no memory for one. */
 Cache* madeCache() noexcept {
-  void* const storage = cache == nullptr && !hasEnded ? std::malloc(sizeof(Cache)) : nullptr;
+  void* const storage = cache == &noCache && !hasEnded ? std::malloc(sizeof(Cache)) : nullptr;
   if (storage != nullptr) {
     cache = ::new (storage) Cache;
     for (std::size_t i = 0; i < kClasses; ++i) {
@@ -177,65 +186,55 @@ Cache* madeCache() noexcept {
 }
 
 /** For a thread that has no block of the class at hand. */
-[[gnu::noinline]] Block* fetchBlock(std::uint32_t sizeClass) {
+[[gnu::noinline]] void* fetchBlock(std::uint32_t sizeClass) {
   List batch = takeOrCarve(sizeClass);
   Block* const block = batch.pop();
-  if (Cache* const mine = madeCache(); mine != nullptr) {
+  if (Cache* const mine = madeCache(); mine != &noCache) {
     static_cast<List&>(mine->lists[sizeClass]) = batch;
   } else {
     pools[sizeClass].give(batch);
   }
-  return block;
+  return block->storage();
 }
 
-Block* takeBlock(std::uint32_t sizeClass) {
-  Cache* const mine = cache;
-  return mine != nullptr && mine->lists[sizeClass].first != nullptr ? mine->lists[sizeClass].pop()
-                                                                    : fetchBlock(sizeClass);
+void* takeBlock(std::uint32_t sizeClass) {
+  List& list = cache->lists[sizeClass];
+  return list.first != nullptr ? list.pop()->storage() : fetchBlock(sizeClass);
 }
 
-/** For a thread that frees what others took: it must not keep it all. */
-[[gnu::noinline]] void passOn(List& list, std::uint32_t sizeClass, std::uint32_t count) noexcept {
+[[gnu::noinline]] void* takeFromHeap(std::size_t size) {
+  void* const storage = size > PTRDIFF_MAX - sizeof(Block) ? nullptr : std::malloc(sizeof(Block) + size);
+  if (storage == nullptr) {
+    throw std::bad_alloc();
+  }
+  return (::new (storage) Block{kHeap, 0, nullptr})->storage();
+}
+
+/** For a thread that has no room left, as it frees what others took, or has none yet, or none any more. */
+[[gnu::noinline]] void passOn(Block* block) noexcept {
+  Kept& list = madeCache()->lists[block->sizeClass];
   List batch;
-  while (batch.count < count) {
+  while (batch.count < list.most / 2 && list.count > list.most / 2) {
     batch.push(list.pop());
   }
-  pools[sizeClass].give(batch);
-}
-
-[[gnu::noinline]] void giveFirstBlock(Block* block) noexcept {
-  List one;
-  List* const list = madeCache() != nullptr ? &cache->lists[block->sizeClass] : &one;
-  list->push(block);
-  if (list == &one) {
-    pools[block->sizeClass].give(one);
-  }
+  (list.count < list.most ? list : batch).push(block);
+  pools[block->sizeClass].give(batch);
 }
 
 void giveBlock(Block* block) noexcept {
-  Cache* const mine = cache;
-  if (mine == nullptr) {
-    giveFirstBlock(block);
-    return;
-  }
-  Kept& list = mine->lists[block->sizeClass];
-  list.push(block);
-  if (list.count == list.most) {
-    passOn(list, block->sizeClass, list.most / 2);
+  Kept& list = cache->lists[block->sizeClass];
+  if (list.count < list.most) {
+    list.push(block);
+  } else {
+    passOn(block);
   }
 }
 
 }  // namespace
 
 void* slabAllocOrStdMalloc(std::size_t size) {
-  if (size <= kClasses * kStep) {
-    return takeBlock(static_cast<std::uint32_t>(size == 0 ? 0 : (size - 1) / kStep))->storage();
-  }
-  void* const storage = size > PTRDIFF_MAX - sizeof(Block) ? nullptr : std::malloc(sizeof(Block) + size);
-  if (storage == nullptr) {
-    throw std::bad_alloc();
-  }
-  return (::new (storage) Block{kHeap, 0, nullptr})->storage();
+  // What is rare is done elsewhere, so that what is not needs no registers saved for it.
+  return size <= kLargest ? takeBlock(sizeClassOf(size)) : takeFromHeap(size);
 }
 
 void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept {

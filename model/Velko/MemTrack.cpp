@@ -62,16 +62,10 @@ ShardEnd::~ShardEnd() {
   shardIsTaken[std::exchange(shardOfThread, kShared)].store(false, std::memory_order_release);
 }
 
-std::size_t shardOfThisThread() noexcept { return shardOfThread != kNone ? shardOfThread : takeShard(); }
-
-/** Only the shard that threads share needs an atomic change; in its own a thread is alone. */
+/** In its own shard a thread is alone: no locked instruction. */
 template <typename Number>
-void add(std::atomic<Number>& counter, Number number, std::size_t shard) noexcept {
-  if (shard == kShared) {
-    counter.fetch_add(number, std::memory_order_relaxed);
-  } else {
-    counter.store(counter.load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
-  }
+void addAlone(std::atomic<Number>& counter, Number number) noexcept {
+  counter.store(counter.load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
 }
 
 }  // namespace
@@ -79,12 +73,15 @@ void add(std::atomic<Number>& counter, Number number, std::size_t shard) noexcep
 class Tracker {
  public:
   void count(std::uint64_t allocations, std::int64_t elements) noexcept {
-    std::size_t const index = shardOfThisThread();
-    Shard& shard = shards_[index];
-    if (allocations != 0) {
-      add(shard.allocations, allocations, index);
+    std::size_t const index = shardOfThread;
+    if (index >= kShared) {
+      countAmongOthers(allocations, elements);
+      return;
     }
-    add(shard.elements, elements, index);
+    if (allocations != 0) {
+      addAlone(shards_[index].allocations, allocations);
+    }
+    addAlone(shards_[index].elements, elements);
   }
 
   // A tag stands for one kind of container, whose elements have one size. It is not told when storage goes back.
@@ -105,6 +102,13 @@ class Tracker {
   }
 
  private:
+  /** For a thread without a shard of its own, so far or for good. */
+  [[gnu::noinline]] void countAmongOthers(std::uint64_t allocations, std::int64_t elements) noexcept {
+    Shard& shard = shards_[shardOfThread == kNone ? takeShard() : kShared];
+    shard.allocations.fetch_add(allocations, std::memory_order_relaxed);
+    shard.elements.fetch_add(elements, std::memory_order_relaxed);
+  }
+
   std::array<Shard, kShards + 1> shards_;
   std::atomic<std::size_t> elementSize_ = 0;
 };

@@ -157,7 +157,7 @@ void checkNewCollection(Zyn::ZynType owner, std::string_view name, Zyn::ZynType 
 }
 
 /** Fills in name and slot. */
-void addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
+AttrRow& addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
   ModuleTables& module = mutableModule(owner);
   TypeRow& row = mutableRow(owner);
   auto const index = static_cast<std::uint32_t>(module.attrs.size());
@@ -166,9 +166,19 @@ void addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
   if (Kind const kind = rowOf(attr.type).kind; kind == Kind::Union || kind == Kind::Value) {
     mutableRow(attr.type).isUsed = true;  // never a core type: those are shared by all schemas
   }
-  AttrRow const& added = module.attrs.emplace_back(std::move(attr));
+  AttrRow& added = module.attrs.emplace_back(std::move(attr));
   row.attrs.push_back(index);
   row.attrsByName.add(added.name, index);
+  return added;
+}
+
+/** From now on the attribute's own name is handed out, to be looked up on its owner's row. */
+void makeKnown(TypeRow& row, AttrRow const& attr) {
+  KnownName const name{attr.name.c_str(), row.attrs[attr.slot]};
+  auto& known = row.knownNames;
+  if (known.size() < known.capacity() && std::ranges::find(known, name.name, &KnownName::name) == known.end()) {
+    known.push_back(name);
+  }
 }
 
 void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {
@@ -177,11 +187,14 @@ void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {
     attrOf(type, slot).isArgument = false;
   }
   row.argNames.clear();
+  row.argTypes.clear();
   row.argSlots.assign(slots.begin(), slots.end());
   for (std::uint32_t const slot : slots) {
     AttrRow& attr = attrOf(type, slot);
     attr.isArgument = true;
     row.argNames.push_back(attr.name.c_str());
+    row.argTypes.push_back(attr.type);
+    makeKnown(row, attr);
   }
 }
 
@@ -292,19 +305,21 @@ TypeBuilder& TypeBuilder::keyed(std::string_view name, Zyn::ZynType entries, std
   if (by && by->contains('\0')) {
     refuse("the key name '{}' of '{}.{}' holds a NUL byte; leave it out", *by, type_.name(), name);
   }
-  if (by && keyType.empty()) {
-    if (Zyn::ZynAttr const attr = entries.attr(*by); !attr.empty() && rowOf(attr).shape == Shape::Plain) {
-      keyType = attr.attrType();
-    }
+  Zyn::ZynAttr const key = by ? entries.attr(*by) : Zyn::ZynAttr();
+  if (keyType.empty() && !key.empty() && rowOf(key).shape == Shape::Plain) {
+    keyType = key.attrType();
   }
   if (!keyType.empty() && rowOf(keyType).kind == Kind::Entity) {
     refuse("the key type '{}' of '{}.{}' is an entity; a key is a value", keyType.name(), type_.name(), name);
   }
-  AttrRow attr{.type = entries, .shape = Shape::Keyed, .keyType = keyType};
-  if (by) {
-    attr.keyName = *by;
+  AttrRow& added = addAttr(type_, name, {.type = entries, .shape = Shape::Keyed, .keyType = keyType});
+  if (!key.empty()) {
+    added.keyName = rowOf(key).name.c_str();
+    makeKnown(mutableRow(entries), rowOf(key));
+  } else if (by) {
+    added.looseKeyName = *by;
+    added.keyName = added.looseKeyName.c_str();
   }
-  addAttr(type_, name, std::move(attr));
   return *this;
 }
 

@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -35,9 +34,12 @@ class NameIndex {
     ++size_;
   }
 
-  std::optional<std::uint32_t> find(std::string_view name) const noexcept {
+  static constexpr std::uint32_t kNone = 0xFFFFFFFFU;
+
+  /** `kNone` for a name that was not added. */
+  std::uint32_t find(std::string_view name) const noexcept {
     if (mask_ == 0) {
-      return std::nullopt;
+      return kNone;
     }
     return isShort(name) ? search(name, shortWords(name)) : findLong(name);
   }
@@ -90,11 +92,11 @@ class NameIndex {
     return absl::HashOf(words.first ^ std::rotl(words.last, 29)) & mask_;
   }
 
-  std::optional<std::uint32_t> search(std::string_view name, Words words) const noexcept {
+  std::uint32_t search(std::string_view name, Words words) const noexcept {
     for (std::size_t at = placeOf(words);; at = (at + 1) & mask_) {
       Entry const& entry = entries_[at];
       if (entry.name.data() == nullptr) {
-        return std::nullopt;
+        return kNone;
       }
       if (entry.words == words && entry.name.size() == name.size() && (isShort(name) || entry.name == name)) {
         return entry.number;
@@ -103,7 +105,7 @@ class NameIndex {
   }
 
   /** On its own, so that a search for a short name need not save registers for the calls that this one makes. */
-  [[gnu::noinline]] std::optional<std::uint32_t> findLong(std::string_view name) const noexcept {
+  [[gnu::noinline]] std::uint32_t findLong(std::string_view name) const noexcept {
     return search(name, longWords(name));
   }
 

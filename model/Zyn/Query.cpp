@@ -63,6 +63,9 @@ namespace {
 
 bool has(ZynType type, Mark mark) { return !type.empty() && Model::hasMark(type, mark); }
 
+/** On its own, so that a name that is known by its address needs no registers saved. */
+[[gnu::noinline]] ZynAttr attrByText(ZynTypeBase type, char const* name) { return type.attr(std::string_view(name)); }
+
 }  // namespace
 
 char const* ZynType::name() const noexcept { return empty() ? "" : rowOf(*this).name.c_str(); }
@@ -88,14 +91,23 @@ ZynAttr ZynType::valAttr() const noexcept {
 
 std::uint32_t ZynType::argListIndex() const noexcept { return index(); }
 
-ZynAttr ZynTypeBase::attr(char const* name) const noexcept { return attr(std::string_view(name)); }
+ZynAttr ZynTypeBase::attr(char const* name) const noexcept {
+  if (!empty()) {
+    for (Model::KnownName const& known : rowOf(*this).knownNames) {
+      if (known.name == name) {
+        return {module(), index(), known.attr};
+      }
+    }
+  }
+  return attrByText(*this, name);
+}
 
 ZynAttr ZynTypeBase::attr(std::string_view name) const noexcept {
   if (empty()) {
     return {};
   }
-  auto const found = rowOf(*this).attrsByName.find(name);
-  return found ? ZynAttr(module(), index(), *found) : ZynAttr();
+  std::uint32_t const found = rowOf(*this).attrsByName.find(name);
+  return found != Model::NameIndex::kNone ? ZynAttr(module(), index(), found) : ZynAttr();
 }
 
 ArgNameQIterator ZynModule::argNameQIterator(std::uint32_t index) const noexcept {
@@ -113,9 +125,7 @@ ZynType ZynAttr::attrType() const noexcept { return empty() ? ZynType() : rowOf(
 
 bool ZynAttr::isKeyed() const noexcept { return !empty() && rowOf(*this).shape == Model::Shape::Keyed; }
 
-char const* ZynAttr::internalKeyName() const noexcept {
-  return empty() || !rowOf(*this).keyName ? nullptr : rowOf(*this).keyName->c_str();
-}
+char const* ZynAttr::internalKeyName() const noexcept { return empty() ? nullptr : rowOf(*this).keyName; }
 
 ZynType ZynAttr::keyType() const noexcept { return empty() ? ZynType() : rowOf(*this).keyType; }
 

@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "model/Zyn/Tables.h"
 #include "model/Zyn/Values.h"
@@ -96,12 +97,14 @@ void printString(TypeRow const&, Scalar const& value, std::string& out) { out +=
 
 bool readBytes(TypeRow const&, std::string_view text, Content& content) {
   absl::string_view const encoded(text.data(), text.size());
-  if (!absl::Base64Unescape(encoded, &content.large)) {
+  std::string bytes;
+  // Abseil also takes blanks and missing padding: then the text differs from the one that prints.
+  if (!absl::Base64Unescape(encoded, &bytes) || absl::Base64Escape(bytes) != encoded) {
     return false;
   }
+  content.large = std::move(bytes);
   content.text = content.large;
-  // Abseil also takes blanks and missing padding: then the text differs from the one that prints.
-  return absl::Base64Escape(content.large) == encoded;
+  return true;
 }
 
 void printBytes(TypeRow const&, Scalar const& value, std::string& out) {
@@ -245,12 +248,17 @@ bool readIpv4(std::string_view text, Content& content) {
     if (i != 0 && (at == end || *at++ != '.')) {
       return false;
     }
-    char const* const first = at;
-    unsigned number = 0;
-    for (; at != end && isDigit(*at) && number <= 255; ++at) {
+    if (at == end || !isDigit(*at)) {
+      return false;
+    }
+    auto number = static_cast<unsigned>(*at++ - '0');
+    for (; at != end && isDigit(*at); ++at) {
+      if (number == 0 || number > 25) {
+        return false;
+      }
       number = number * 10 + static_cast<unsigned>(*at - '0');
     }
-    if (at == first || number > 255 || (*first == '0' && at - first > 1)) {
+    if (number > 255) {
       return false;
     }
     content.small[i] = static_cast<char>(number);
@@ -284,15 +292,14 @@ bool readIpAddress(TypeRow const&, std::string_view text, Content& content) {
 void printIpAddress(TypeRow const&, Scalar const& value, std::string& out) { printAddress(value.text(), out); }
 
 bool readIpPrefix(TypeRow const&, std::string_view text, Content& content) {
-  std::size_t const slash = text.find('/');
+  std::size_t const slash = text.rfind('/');
   std::size_t const size = readAddress(text.substr(0, slash), content);
   if (size == 0 || slash == std::string_view::npos) {
     return false;
   }
   std::string_view const digits = text.substr(slash + 1);
   std::size_t length = 0;
-  if (!allDigits(digits) || (digits.size() > 1 && digits.front() == '0') || !wholeNumber(digits, length) ||
-      length > size * 8) {
+  if ((digits.size() > 1 && digits.front() == '0') || !wholeNumber(digits, length) || length > size * 8) {
     return false;
   }
   for (std::size_t i = length / 8; i < size; ++i) {
@@ -349,22 +356,11 @@ void printEnum(TypeRow const& row, Scalar const& value, std::string& out) {
   out += row.enumerators[static_cast<std::size_t>(value.number())].name;
 }
 
-struct ScalarRow {
-  Kind kind;
-  /** Of the literal; NUL for none. */
-  char quote;
-  /** Without quotes. */
-  bool (*read)(TypeRow const&, std::string_view, Content&);
-  void (*print)(TypeRow const&, Scalar const&, std::string&);
-  /** Of the default value. */
-  std::string_view initial;
-  /** What `read` takes; empty where it is worked out. */
-  std::string_view fits;
-};
-
 constexpr std::string_view kFloatFits = "a finite decimal number, not too small to be told from 0";
 
-constexpr ScalarRow kScalars[] = {
+}  // namespace
+
+constexpr std::array<ScalarRow, kScalarKinds> kScalars = {{
     {Kind::Bool, '\0', readBool, printBool, "false", "true or false"},
     {Kind::S8, '\0', readSigned, printSigned, "0", "a decimal number from -128 to 127"},
     {Kind::S16, '\0', readSigned, printSigned, "0", "a decimal number from -32768 to 32767"},
@@ -389,25 +385,25 @@ constexpr ScalarRow kScalars[] = {
     {Kind::IpPrefix, '\0', readIpPrefix, printIpPrefix, "0.0.0.0/0", "a prefix like 10.0.0.0/8 or 2001:db8::/32"},
     {Kind::MacAddress, '\0', readMacAddress, printMacAddress, "00:00:00:00:00:00", "an address like 02:00:5e:10:00:ff"},
     {Kind::Enum, '\'', readEnum, printEnum, "", ""},
-};
+}};
+
+namespace {
 
 consteval bool inOrderOfKinds() {
-  for (std::size_t i = 0; i < std::size(kScalars); ++i) {
+  for (std::size_t i = 0; i < kScalars.size(); ++i) {
     if (kScalars[i].kind != static_cast<Kind>(i)) {
       return false;
     }
   }
-  return kScalars[std::size(kScalars) - 1].kind == Kind::Enum;
+  return true;
 }
 static_assert(inOrderOfKinds());
-
-ScalarRow const& scalarRow(Kind kind) { return kScalars[static_cast<std::size_t>(kind)]; }
 
 }  // namespace
 
 Range rangeOf(Kind kind) noexcept {
   // Bool, S8 to S64, U8 to U64; the rest is as wide as the widest.
-  constexpr std::array kSpare = {0, 56, 48, 32, 0, 56, 48, 32, 0};
+  static constexpr std::array kSpare = {0, 56, 48, 32, 0, 56, 48, 32, 0};
   auto const index = static_cast<std::size_t>(kind);
   int const spare = index < kSpare.size() ? kSpare[index] : 0;
   if (isUnsigned(kind)) {
@@ -415,20 +411,6 @@ Range rangeOf(Kind kind) noexcept {
   }
   return {std::numeric_limits<std::int64_t>::min() >> spare,
           static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() >> spare)};
-}
-
-bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Content& content) {
-  ScalarRow const& scalar = scalarRow(row.kind);
-  if (form == TextForm::Literal && scalar.quote != '\0') {
-    if (text.size() < 2 || text.front() != scalar.quote || text.back() != scalar.quote) {
-      return false;
-    }
-    text = text.substr(1, text.size() - 2);
-  }
-  if (row.rule && !row.rule->canonical(text, content.canonical)) {
-    return false;
-  }
-  return scalar.read(row, text, content);
 }
 
 NewValue ruled(Scalar const& value) {

@@ -9,6 +9,7 @@
 #include <absl/strings/string_view.h>
 
 #include <boost/container/stable_vector.hpp>
+#include <boost/container/static_vector.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -32,7 +33,11 @@ struct AttrRow {
   /** Position among its owner's attributes: the slot of a value that holds it. */
   std::uint32_t slot = 0;
   Shape shape = Shape::Plain;
-  std::optional<std::string> keyName = {};
+  /** Of a keyed collection; null for none. The name of the entries' attribute itself, where they had one of that name.
+   */
+  char const* keyName = nullptr;
+  /** Holds the key's name where no attribute does. */
+  std::string looseKeyName = {};
   Zyn::ZynType keyType = {};
   /** The attribute is a constructor argument of its owner. */
   bool isArgument = false;
@@ -57,6 +62,12 @@ struct Pattern {
   std::vector<std::uint32_t> slots;
 };
 
+/** An attribute's name, by its address. */
+struct KnownName {
+  char const* name;
+  std::uint32_t attr;
+};
+
 struct TypeRow {
   /** "Module::Type". */
   std::string name;
@@ -68,6 +79,11 @@ struct TypeRow {
   std::vector<std::uint32_t> attrs;
   /** Indexes in the module. */
   NameIndex attrsByName;
+  /**
+   * The names of attributes that are handed out to be looked up here again, the first eight: constructor arguments, and
+   * those that hold keys. An address is compared in no time.
+   */
+  boost::container::static_vector<KnownName, 8> knownNames;
   /** An index in the module. */
   std::optional<std::uint32_t> valAttr;
   /** Some attribute is of this union or value type: only then can it be reached from another type. */
@@ -75,6 +91,7 @@ struct TypeRow {
   /** The constructor arguments: NUL-terminated names, owned by the attributes' rows, and the slots they go to. */
   std::vector<char const*> argNames;
   std::vector<std::uint32_t> argSlots;
+  std::vector<Zyn::ZynType> argTypes;
   std::vector<Enumerator> enumerators;
   // Positions in `enumerators`.
   ByName enumeratorsByName;

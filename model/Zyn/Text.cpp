@@ -41,13 +41,16 @@ bool cut(Pattern const& pattern, std::string_view text, Use&& use) {
 }
 
 NewValue readPattern(Zyn::ZynType type, Pattern const& pattern, std::string_view text) {
-  Velko::Ptr<Composed> const value = Composed::make(type);
+  Velko::Ptr<Composed> value = Composed::make(type);
   bool const fits = cut(pattern, text, [&](std::uint32_t slot, std::string_view piece) {
     ValuePtr& held = value->slots()[slot];
     held = readText(attrRow(type, slot).type, piece, TextForm::Gnmi);
     return held != nullptr;
   });
-  return fits ? value : nullptr;
+  if (!fits) {
+    return nullptr;
+  }
+  return value;
 }
 
 NewValue readComposed(Zyn::ZynType type, std::uint32_t slot, std::string_view text, TextForm form) {
@@ -55,7 +58,7 @@ NewValue readComposed(Zyn::ZynType type, std::uint32_t slot, std::string_view te
   if (!part) {
     return nullptr;
   }
-  Velko::Ptr<Composed> const value = Composed::make(type);
+  Velko::Ptr<Composed> value = Composed::make(type);
   value->slots()[slot] = std::move(part);
   return value;
 }
@@ -68,6 +71,20 @@ NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
     }
   }
   return nullptr;
+}
+
+/** On its own, as most values are scalars, and those need fewer registers. */
+[[gnu::noinline]] NewValue readParts(Zyn::ZynType type, TypeRow const& row, std::string_view text, TextForm form) {
+  switch (row.kind) {
+    case Kind::Wrapper:
+      return readComposed(type, 0, text, form);
+    case Kind::Union:
+      return readUnion(type, text, form);
+    case Kind::Value:
+      return row.pattern ? readPattern(type, *row.pattern, text) : nullptr;
+    default:
+      return nullptr;  // an entity
+  }
 }
 
 /**
@@ -96,28 +113,38 @@ std::string remark(Zyn::ZynType type, std::string_view text) {
   return bad;
 }
 
-[[gnu::noinline]] Velko::Exception unfit(Zyn::ZynType type, std::string_view text, TextForm form) {
-  if (type.empty()) {
-    return Velko::Exception(Velko::String("An empty type has no values"));
+/** A text that is no value of the type. Says so when asked: most are thrown for a union, which tries the next one. */
+class Unfit final : public Velko::Exception {
+ public:
+  Unfit(Zyn::ZynType type, Velko::String const& text, TextForm form)
+      : Exception(Velko::String()), type_(type), text_(text), form_(form) {}
+
+  Velko::String what() const override {
+    if (type_.empty()) {
+      return Velko::String("An empty type has no values");
+    }
+    return Velko::String(type_.name()) + ": " + quoted(text_.view()) + " does not fit: " + textFits(type_, form_) +
+           remark(type_, text_.view());
   }
-  fmt::memory_buffer what;
-  auto const add = [&what](std::string_view part) { what.append(part); };
-  add(type.name());
-  add(": ");
-  add(quoted(text));
-  add(" does not fit: ");
-  add(textFits(type, form));
-  add(remark(type, text));
-  return Velko::Exception(Velko::String(what.data(), what.size()));
+
+ private:
+  Zyn::ZynType type_;
+  Velko::String text_;
+  TextForm form_;
+};
+
+/** On its own, so that reading what fits needs no registers saved for it. */
+[[gnu::noinline]] Unfit unfit(Zyn::ZynType type, Velko::String const& text, TextForm form) {
+  return Unfit(type, text, form);
 }
 
 /**
  * Inline, and what it throws is made elsewhere: an exception's time goes by the frames in its way, by the registers
  * that they save and by what they clean up.
  */
-[[gnu::always_inline]] inline NewValue fromText(Zyn::ZynType type, std::string_view text, TextForm form) {
+[[gnu::always_inline]] inline NewValue fromText(Zyn::ZynType type, Velko::String const& text, TextForm form) {
   if (!type.empty()) {
-    if (NewValue value = readText(type, text, form)) {
+    if (NewValue value = readText(type, text.view(), form)) {
       return value;
     }
   }
@@ -153,17 +180,8 @@ void printTo(Zyn::GenericIf const& value, std::string& out) {
 
 NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
   TypeRow const& row = rowOf(type);
-  switch (row.kind) {
-    case Kind::Wrapper:
-      return readComposed(type, 0, text, form);
-    case Kind::Union:
-      return readUnion(type, text, form);
-    case Kind::Value:
-      return row.pattern ? readPattern(type, *row.pattern, text) : nullptr;
-    case Kind::Entity:
-      return nullptr;
-    default:
-      break;
+  if (row.kind > Kind::Enum) {
+    return readParts(type, row, text, form);
   }
   Content content;
   return readScalar(row, text, form, content) ? Scalar::make(type, content) : nullptr;
@@ -211,11 +229,11 @@ std::string print(Zyn::GenericIf const& value) {
 namespace Zyn {
 
 Velko::Ptr<GenericIf> ZynType::genericIf(Velko::String const& text, bool /*mode*/) const {
-  return Model::fromText(*this, text.view(), Model::TextForm::Literal);
+  return Model::fromText(*this, text, Model::TextForm::Literal);
 }
 
 Velko::Ptr<GenericIf> ZynType::genericIfFromGnmiString(Velko::String const& text, bool /*mode*/) const {
-  return Model::fromText(*this, text.view(), Model::TextForm::Gnmi);
+  return Model::fromText(*this, text, Model::TextForm::Gnmi);
 }
 
 }  // namespace Zyn

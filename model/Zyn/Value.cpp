@@ -37,24 +37,28 @@ static_assert(sizeof(Composed) % alignof(ValuePtr) == 0);
 void Held::operator delete(void* storage) noexcept { KvSlab::slabFreeOrStdFree(storage, typeid(Held)); }
 
 NewValue Scalar::make(Zyn::ZynType type, Content const& content) {
-  bool const hasBytes = holdsBytes(rowOf(type).kind);
-  std::size_t const size = hasBytes ? content.text.size() : 0;
-  auto* const value = ::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar) + size))
-      Scalar(type, hasBytes ? std::uint64_t{size} : content.number);
+  Kind const kind = rowOf(type).kind;
+  if (!holdsBytes(kind)) {
+    return NewValue::first(::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar))) Scalar(type, kind, content.number));
+  }
+  std::size_t const size = content.text.size();
+  auto* const value = ::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar) + size)) Scalar(type, kind, size);
   std::copy_n(content.text.data(), size, reinterpret_cast<char*>(value + 1));
-  return NewValue(value);
+  return NewValue::first(value);
 }
 
-Composed::Composed(Zyn::ZynType ofType, std::size_t count) noexcept : Held(ofType), count_(count) {
+Composed::Composed(Zyn::ZynType ofType, Kind itsKind, std::size_t count) noexcept
+    : Held(ofType, itsKind), count_(count) {
   std::uninitialized_value_construct_n(slots().data(), count_);
 }
 
 Composed::~Composed() { std::ranges::destroy(slots()); }
 
 Velko::Ptr<Composed> Composed::make(Zyn::ZynType type) {
-  std::size_t const count = rowOf(type).attrs.size();
-  return Velko::Ptr<Composed>(::new (KvSlab::slabAllocOrStdMalloc(sizeof(Composed) + count * sizeof(ValuePtr)))
-                                  Composed(type, count));
+  TypeRow const& row = rowOf(type);
+  std::size_t const count = row.attrs.size();
+  void* const storage = KvSlab::slabAllocOrStdMalloc(sizeof(Composed) + count * sizeof(ValuePtr));
+  return Velko::Ptr<Composed>::first(::new (storage) Composed(type, row.kind, count));
 }
 
 namespace {
@@ -66,32 +70,35 @@ template <typename... Args>
 
 std::string_view foundType(Zyn::GenericIf const* value) { return value == nullptr ? "null" : typeOf(*value).name(); }
 
-/** Refuses what is no value of the attribute in `slot`. */
-void checkFits(Zyn::ZynType owner, std::uint32_t slot, ValuePtr const& value) {
+/** The value is none of the attribute in `slot`. */
+[[noreturn]] void refuseValue(Zyn::ZynType owner, std::uint32_t slot, ValuePtr const& value) {
   AttrRow const& attr = attrRow(owner, slot);
-  if (!value || typeOf(*value) != attr.type) {
-    refuse("{}.{}: expected {}, found {}", owner.name(), attr.name, attr.type.name(), foundType(value.get()));
-  }
+  refuse("{}.{}: expected {}, found {}", owner.name(), attr.name, attr.type.name(), foundType(value.get()));
 }
 
-/** The slots that constructor arguments go to; refuses types that are not built from arguments. */
-std::span<std::uint32_t const> argSlots(TypeRow const& row, std::uint32_t& ofValAttr, Zyn::ZynModule const& module) {
+/** Constructor arguments: the slots that they go to, and what each must be. */
+struct Arguments {
+  std::span<std::uint32_t const> slots;
+  std::span<Zyn::ZynType const> types;
+};
+
+/** Refuses types that are not built from arguments. */
+Arguments argumentsOf(TypeRow const& row, Zyn::ZynModule const& module) {
   if (!isComposed(row.kind)) {
     refuse("{}: it is not built from arguments", row.name);
   }
   if (row.argSlots.empty() && row.valAttr) {
-    ofValAttr = tablesOf(module).attrs[*row.valAttr].slot;
-    return {&ofValAttr, 1};
+    AttrRow const& attr = tablesOf(module).attrs[*row.valAttr];
+    return {{&attr.slot, 1}, {&attr.type, 1}};
   }
   if (row.argSlots.empty() && row.kind == Kind::Union) {
     refuse("{}: it is built by setting an alternative, not from arguments", row.name);
   }
-  return row.argSlots;
+  return {row.argSlots, row.argTypes};
 }
 
 NewValue fromArgs(Zyn::ZynType type, Zyn::GenericIfArgs const& args) {
-  std::uint32_t ofValAttr = 0;
-  auto const slots = argSlots(rowOf(type), ofValAttr, *type.module());
+  auto const [slots, argTypes] = argumentsOf(rowOf(type), *type.module());
   if (slots.size() != args.size()) {
     std::string wanted;
     for (std::uint32_t const slot : slots) {
@@ -101,9 +108,11 @@ NewValue fromArgs(Zyn::ZynType type, Zyn::GenericIfArgs const& args) {
     refuse("{}: expected arguments ({}), found {} of them", type.name(), wanted, args.size());
   }
   for (std::size_t i = 0; i < slots.size(); ++i) {
-    checkFits(type, slots[i], args[i]);
+    if (!args[i] || typeOf(*args[i]) != argTypes[i]) {
+      refuseValue(type, slots[i], args[i]);
+    }
   }
-  Velko::Ptr<Composed> const value = Composed::make(type);
+  Velko::Ptr<Composed> value = Composed::make(type);
   for (std::size_t i = 0; i < slots.size(); ++i) {
     value->slots()[slots[i]] = args[i];
   }
@@ -361,7 +370,9 @@ void ZynAttr::genericIfSet(Velko::Ptr<GenericIf> const& object, Velko::Ptr<Gener
   if (key) {
     refuse("{}.{}: expected no key, found {}", found.name(), name(), foundType(key.get()));
   }
-  Model::checkFits(found, slot, value);
+  if (!value || Model::typeOf(*value) != Model::attrRow(found, slot).type) {
+    Model::refuseValue(found, slot, value);
+  }
   auto const slots = static_cast<Composed&>(*object).slots();
   if (Model::rowOf(found).kind == Model::Kind::Union) {
     std::ranges::fill(slots, nullptr);

@@ -35,7 +35,7 @@ class Held : public Zyn::GenericIf {
   Zyn::ZynType const type;
 
  protected:
-  explicit Held(Zyn::ZynType ofType) noexcept : kind(rowOf(ofType).kind), type(ofType) {}
+  Held(Zyn::ZynType ofType, Kind itsKind) noexcept : kind(itsKind), type(ofType) {}
 };
 
 inline Held const& heldIn(Zyn::GenericIf const& value) { return static_cast<Held const&>(value); }
@@ -51,8 +51,6 @@ inline Held const& heldIn(Zyn::GenericIf const& value) { return static_cast<Held
  *   addresses        4, 16 or 6 bytes in `text`, most significant first; behind those of a prefix one for its length
  *
  * `text` points into what was read, or into one of the buffers here: so it cannot be copied.
- *
- * `canonical` is for the rule of the type.
  */
 struct Content {
   Content() = default;
@@ -62,8 +60,8 @@ struct Content {
   std::uint64_t number = 0;
   std::string_view text;
   std::array<char, 17> small;
+  /** Also of the canonical text, where a rule of the type makes one. */
   std::string large;
-  std::string canonical;
 };
 
 /** A value of a scalar kind, or an enumerator. */
@@ -79,7 +77,7 @@ class Scalar final : public Held {
   }
 
  private:
-  Scalar(Zyn::ZynType ofType, std::uint64_t number) noexcept : Held(ofType), number_(number) {}
+  Scalar(Zyn::ZynType ofType, Kind itsKind, std::uint64_t number) noexcept : Held(ofType, itsKind), number_(number) {}
 
   std::uint64_t const number_;
 };
@@ -94,7 +92,7 @@ class Composed final : public Held {
   std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), count_}; }
 
  private:
-  Composed(Zyn::ZynType ofType, std::size_t count) noexcept;
+  Composed(Zyn::ZynType ofType, Kind itsKind, std::size_t count) noexcept;
 
   std::size_t const count_;
 };
@@ -102,7 +100,9 @@ class Composed final : public Held {
 // Scalars (Scalars.cpp).
 
 constexpr bool holdsBytes(Kind kind) {
-  return kind == Kind::String || kind == Kind::Bytes || (kind >= Kind::IpAddress && kind <= Kind::MacAddress);
+  constexpr auto bitOf = [](Kind one) { return 1U << static_cast<unsigned>(one); };
+  return (bitOf(kind) & (bitOf(Kind::String) | bitOf(Kind::Bytes) | bitOf(Kind::IpAddress) | bitOf(Kind::IpPrefix) |
+                         bitOf(Kind::MacAddress))) != 0;
 }
 constexpr bool isSigned(Kind kind) { return kind >= Kind::S8 && kind <= Kind::S64; }
 constexpr bool isUnsigned(Kind kind) { return kind >= Kind::U8 && kind <= Kind::U64; }
@@ -117,8 +117,37 @@ Range rangeOf(Kind kind) noexcept;
 /** `Gnmi` is the literal without quotes. */
 enum class TextForm : std::uint8_t { Literal, Gnmi };
 
-/** False when the text is no scalar of the type. */
-bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Content& content);
+/** How a scalar kind is read and printed. */
+struct ScalarRow {
+  Kind kind;
+  /** Of the literal; NUL for none. */
+  char quote;
+  /** Without quotes. */
+  bool (*read)(TypeRow const&, std::string_view, Content&);
+  void (*print)(TypeRow const&, Scalar const&, std::string&);
+  /** Of the default value. */
+  std::string_view initial;
+  /** What `read` takes; empty where it is worked out. */
+  std::string_view fits;
+};
+constexpr std::size_t kScalarKinds = static_cast<std::size_t>(Kind::Enum) + 1;
+extern std::array<ScalarRow, kScalarKinds> const kScalars;
+inline ScalarRow const& scalarRow(Kind kind) { return kScalars[static_cast<std::size_t>(kind)]; }
+
+/** False when the text is no scalar of the type. Inline, as each value that is made comes by. */
+inline bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Content& content) {
+  ScalarRow const& scalar = scalarRow(row.kind);
+  if (form == TextForm::Literal && scalar.quote != '\0') {
+    if (text.size() < 2 || text.front() != scalar.quote || text.back() != scalar.quote) {
+      return false;
+    }
+    text = text.substr(1, text.size() - 2);
+  }
+  if (row.rule && !row.rule->canonical(text, content.large)) {
+    return false;
+  }
+  return scalar.read(row, text, content);
+}
 /** Appends the literal, or its form without quotes. */
 void printScalar(Scalar const& value, TextForm form, std::string& out);
 /** What `readScalar` takes, to end a message with. */

@@ -1,7 +1,7 @@
 // What the type system throws when a text, an argument list or a value does not fit.
 //
 // Only the operations that say so throw it. `what()` is a complete, readable message: callers show it as it is, and
-// never use it as a format. It lives as long as the exception.
+// never use it as a format.
 #pragma once
 
 #include <utility>
@@ -18,8 +18,11 @@ class Exception {
   /** Defined by the provider, so that every library of the process means the same type when it catches. */
   virtual ~Exception();
 
-  /** Any bytes, NUL included: the message may quote what was refused. */
-  String const& what() const noexcept { return what_; }
+  /**
+   * Any bytes, NUL included: the message may quote what was refused. A provider may make it here, so that an exception
+   * which nobody reads costs no text. Throws `std::bad_alloc` only.
+   */
+  virtual String what() const { return what_; }
 
  private:
   String what_;

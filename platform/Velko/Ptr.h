@@ -35,6 +35,9 @@ class Node {
     }
   }
 
+  /** For the maker of an object that nobody else knows of yet: its first use needs no locked instruction. */
+  void startUse() const noexcept { uses_ = 1; }
+
   void decUse() const noexcept {
     if (dropOneUse() == 0) {
       decUseImpl();
@@ -50,8 +53,13 @@ class Node {
 
  private:
   std::uint32_t dropOneUse() const noexcept {
-    // The release half publishes this user's last access, the acquire half lets the last user destroy safely.
-    return ThreadControl::tsp_ ? std::atomic_ref(uses_).fetch_sub(1, std::memory_order_acq_rel) - 1 : --uses_;
+    if (!ThreadControl::tsp_) {
+      return --uses_;
+    }
+    // The release half publishes this user's last access, the acquire half lets the last user destroy safely. An only
+    // user needs no locked instruction, which costs more than all else here: nobody is left to change the count.
+    std::atomic_ref const uses(uses_);
+    return uses.load(std::memory_order_acquire) == 1 ? 0 : uses.fetch_sub(1, std::memory_order_acq_rel) - 1;
   }
 
   /** The last user has gone: destroys the object and frees its memory. Defined by the provider; throws nothing. */
@@ -69,6 +77,13 @@ class Ptr {
  public:
   Ptr() noexcept = default;
   Ptr(std::nullptr_t) noexcept {}
+  /** The first reference to an object that was just made. */
+  static Ptr first(T* object) noexcept {
+    object->startUse();
+    Ptr made;
+    made.object_ = object;
+    return made;
+  }
   /** Takes a reference of its own; `object` may be null. */
   explicit Ptr(T* object) noexcept : object_(object) { take(); }
 
