@@ -297,6 +297,49 @@ TEST(Collections, SayHowTheyAreKeyed) {
   EXPECT_TRUE(odd.attr("odd").keyType().empty());
 }
 
+/** Names that the type system hands out are looked up again, on any type, as any other text is. */
+TEST(Attributes, AreFoundByNamesThatWereHandedOut) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  std::vector<std::string> names;
+  Model::TypeBuilder builder = m.value("Key");
+  for (int i = 0; i < 12; ++i) {
+    builder.attr(names.emplace_back("f" + std::to_string(i)), core(Kind::U8));
+  }
+  Zyn::ZynType const key = builder.args({"f9", "f8", "f7", "f6", "f5", "f4", "f3", "f2", "f1", "f0"});
+  Zyn::ZynType const other = m.value("Other").attr("f3", core(Kind::U8)).attr("key", core(Kind::U8)).args({"f3"});
+  Zyn::ZynType const late = m.entity("Late");
+  Zyn::ZynType const route = m.entity("Route").attr("key", key);
+  Zyn::ZynType const vrf = m.entity("Vrf")
+                               .keyed("routes", route, "key")
+                               .keyed("again", route, "key")
+                               .keyed("others", other, "f3")
+                               .keyed("late", late, "key");
+  m.extend(late).attr("key", key);
+  m.extend(key).args({"f11", "f10", "f9"});
+  std::vector<char const*> handedOut;
+  for (Zyn::ZynType const type : {key, other}) {
+    for (Zyn::ArgNameQIterator name = type.module()->argNameQIterator(type.argListIndex()); name; ++name) {
+      handedOut.push_back(*name);
+    }
+  }
+  for (Zyn::AttributeQIterator attr(vrf); attr; ++attr) {
+    handedOut.push_back((*attr).internalKeyName());
+  }
+  ASSERT_EQ(handedOut.size(), 8U);
+  for (char const* const name : handedOut) {
+    std::string const copy = name;
+    for (Zyn::ZynType const type : {key, other, late, route, vrf, core(Kind::U8), Zyn::ZynType()}) {
+      Zyn::ZynAttr const found = type.attr(name);
+      EXPECT_EQ(found, type.attr(std::string_view(copy))) << type.name() << '.' << name;
+      EXPECT_EQ(found, type.attr(copy.c_str())) << type.name() << '.' << name;
+      EXPECT_STREQ(found.name(), found.empty() ? "" : name);
+      EXPECT_EQ(found.owner(), found.empty() ? 0U : type.index());
+    }
+  }
+  EXPECT_FALSE(late.attr(vrf.attr("late").internalKeyName()).empty());
+}
+
 TEST(Attributes, AreFoundByExactlyTheirName) {
   Model::Schema schema;
   Zyn::ZynType const type = schema.module("M")

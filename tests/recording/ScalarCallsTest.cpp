@@ -416,6 +416,73 @@ TEST_F(ScalarCalls, TheInnermostUnionThatNothingFitsIsNotNamed) {
   EXPECT_EQ(world.count("genericIfSet"), 0U);
 }
 
+/** Counts how often its text is asked for. */
+class Asked final : public Velko::Exception {
+ public:
+  explicit Asked(int& times) : Exception(Velko::String("no")), times_(&times) {}
+  Velko::String what() const override {
+    ++*times_;
+    return Exception::what();
+  }
+
+ private:
+  int* times_;
+};
+
+TEST_F(ScalarCalls, WhyAnAlternativeFailedIsAskedOnlyWhereItIsRead) {
+  int asked = 0;
+  auto const fails = [&](std::string const& call, int nth = 1) {
+    world.forget();
+    asked = 0;
+    world.fault(call, nth, [&asked] { throw Asked(asked); });
+  };
+  fails("Number.genericIf");
+  EXPECT_EQ(scalar(number, "x"), "error: no");
+  EXPECT_EQ(asked, 1);
+
+  Zyn::ZynType const wrapper = world.type({.name = "Wrapper", .valAttr = "held"});
+  world.attr(wrapper, {.name = "held", .type = number});
+  Zyn::ZynType const gnmi = world.type({.name = "Gnmi", .hasGnmi = true});
+  Zyn::ZynType const color = world.type({.name = "Color", .isEnum = true});
+  struct {
+    Zyn::ZynType type;
+    std::string call;
+  } const rows[] = {{number, "Number.genericIf"},
+                    {wrapper, "Number.genericIf"},
+                    {wrapper, "Wrapper.genericIf"},
+                    {gnmi, "Gnmi.genericIfFrom"},
+                    {color, "Color.genericIf"},
+                    {string, "String.genericIf"},
+                    {unionOf("In", number, number), "In.genericIf"},
+                    {unionOf("Set", number, number), "Set1.genericIfSet"}};
+  for (auto const& row : rows) {
+    Zyn::ZynType const either = unionOf("Either", row.type, string);
+    fails(row.call);
+    EXPECT_THAT(scalar(either, "x"), StartsWith("v")) << row.call;
+    EXPECT_EQ(asked, 0) << row.call;
+    EXPECT_EQ(world.count("format"), 0U) << row.call;
+  }
+
+  // A union in a union: only the outer one's own words are made, also where both fail in every alternative.
+  Zyn::ZynType const outer = unionOf("Outer", unionOf("Inner", number, number), number);
+  world.forget();
+  asked = 0;
+  for (int nth = 1; nth <= 3; ++nth) {
+    world.fault("Number.genericIf", nth, [&asked] { throw Asked(asked); });
+  }
+  EXPECT_EQ(scalar(outer, "x"), "error: 'x' doesn't match any alternatives of Union type 'Outer'");
+  EXPECT_EQ(asked, 0);
+  EXPECT_EQ(world.count("format"), 1U);
+
+  // The union's own refusals are read.
+  Zyn::ZynType const last = unionOf("Last", number, string);
+  for (std::string const call : {"Last.genericIf", "Last1.genericIfSet"}) {
+    fails(call);
+    EXPECT_EQ(scalar(last, "x"), "error: no") << call;
+    EXPECT_EQ(asked, 1) << call;
+  }
+}
+
 // ---- the words of exceptions
 
 struct Narrower : Velko::Exception {
