@@ -11,7 +11,7 @@ import tempfile
 
 PROVIDER = "libDrovanModel.so"
 # The C library picks routines by what the processor can do. These are the ones that every x86-64 has.
-TUNABLES = "glibc.cpu.hwcaps=-AVX2,-AVX,-AVX512F,-AVX512VL,-AVX512BW,-ERMS,-FSRM,-BMI2,-LZCNT,-MOVBE,-RTM,-SSE4_2,-SSSE3"
+TUNABLES = "glibc.cpu.hwcaps=-AVX2,-AVX,-AVX_Fast_Unaligned_Load,-AVX512F,-AVX512VL,-AVX512BW,-ERMS,-FSRM,-BMI2,-LZCNT,-MOVBE,-RTM,-SSE4_2,-SSSE3"
 ENVIRONMENT = {"PATH": "/usr/bin:/bin", "LC_ALL": "C", "LD_BIND_NOW": "1", "GLIBC_TUNABLES": TUNABLES}
 
 
