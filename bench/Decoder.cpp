@@ -1,7 +1,7 @@
 #include "Decoder.h"
 
 #include <absl/strings/escaping.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include "gnmi/Resolve.h"
 #include "model/Runtime.h"

@@ -1,6 +1,6 @@
 #include "schema/Tree.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/exceptions.h>
 #include <yaml-cpp/parser.h>

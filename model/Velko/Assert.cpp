@@ -1,10 +1,10 @@
 #include "Velko/Assert.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <cstdlib>
 #include <functional>
-#include <iterator>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -22,18 +22,17 @@ Sink<Assertion>& assertionSink() {
 }
 
 void print(Assertion const& assertion) {
-  fmt::memory_buffer line;
-  fmt::format_to(std::back_inserter(line), "{}{}assertion failed: {}{}{} ({}:{} {})\n", assertion.handle,
-                 assertion.handle.empty() ? "" : ": ", assertion.condition, assertion.text.empty() ? "" : ": ",
-                 assertion.text, assertion.file, assertion.line, assertion.function);
-  writeToStderr({line.data(), line.size()});
+  writeToStderr(fmt::format("{}{}assertion failed: {}{}{} ({}:{} {})\n", assertion.handle,
+                            assertion.handle.empty() ? "" : ": ", assertion.condition,
+                            assertion.text.empty() ? "" : ": ", assertion.text, assertion.file, assertion.line,
+                            assertion.function));
 }
 
 [[noreturn]] void fail(Assertion assertion, fmt::string_view format, fmt::format_args args) noexcept {
-  fmt::memory_buffer text;
+  std::string text;
   try {
-    fmt::vformat_to(std::back_inserter(text), format, args);
-    assertion.text = {text.data(), text.size()};
+    text = fmt::vformat(format, args);
+    assertion.text = text;
   } catch (...) {
     // The place and the condition still tell what broke.
   }

@@ -1,9 +1,8 @@
 #include "Velko/Trace.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <functional>
-#include <iterator>
 #include <map>
 #include <mutex>
 #include <string>
@@ -36,10 +35,8 @@ Handle& handleOf(std::string_view name) {
 }
 
 void print(Trace const& trace) {
-  fmt::memory_buffer line;
-  fmt::format_to(std::back_inserter(line), "{}/{} {}:{} {}{}{}: {}\n", trace.handle, trace.level, trace.file,
-                 trace.line, trace.className, trace.className.empty() ? "" : "::", trace.function, trace.text);
-  writeToStderr({line.data(), line.size()});
+  writeToStderr(fmt::format("{}/{} {}:{} {}{}{}: {}\n", trace.handle, trace.level, trace.file, trace.line,
+                            trace.className, trace.className.empty() ? "" : "::", trace.function, trace.text));
 }
 
 }  // namespace
@@ -59,15 +56,14 @@ Platform::DebugHandler* Platform::_getRawDebugHandler(String const& name, bool /
 void Impl::vfmtrace(Platform::DebugHandler const& handle, unsigned short level, char const* file, char const* function,
                     int line, char const* className, fmt::string_view format, fmt::format_args args) noexcept {
   try {
-    fmt::memory_buffer text;
-    fmt::vformat_to(std::back_inserter(text), format, args);
+    std::string const text = fmt::vformat(format, args);
     Model::Trace const trace{.handle = Model::nameOf(handle),
                              .level = level,
                              .file = file,
                              .function = function,
                              .line = line,
                              .className = className == nullptr ? "" : className,
-                             .text = {text.data(), text.size()}};
+                             .text = text};
     if (!Model::traceSink().call(trace)) {
       Model::print(trace);
     }

@@ -1,6 +1,7 @@
 // How types are built. Every function checks first and changes after, so that a refusal leaves everything as it was.
 #include <absl/container/flat_hash_set.h>
-#include <fmt/format.h>
+#include <absl/strings/str_join.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <array>
@@ -128,7 +129,7 @@ void checkNotReachable(Zyn::ZynType owner, std::string_view name, Zyn::ZynType i
       }
       std::ranges::reverse(way);
       refuse("'{}' would contain itself by {}; leave one of these attributes out", owner.name(),
-             fmt::format("{}", fmt::join(way, ", ")));
+             absl::StrJoin(way, ", "));
     }
     if (!seen.insert(&rowOf(type)).second) {
       continue;

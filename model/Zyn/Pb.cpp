@@ -3,7 +3,7 @@
 // Reading knows the schema, so the depth of recursion is that of the schema; unknown groups are skipped by libprotobuf,
 // which has a limit of its own. Where a field occurs again, the last occurrence is taken whole, also of a message.
 #include <absl/strings/escaping.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/wire_format_lite.h>
 

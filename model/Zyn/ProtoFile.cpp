@@ -1,12 +1,11 @@
 // Messages of a schema as a `.proto` file.
 #include <absl/container/flat_hash_map.h>
 #include <absl/container/flat_hash_set.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <initializer_list>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -74,7 +73,7 @@ class ProtoFile {
   std::string text() const {
     std::string out = "syntax = \"proto2\";\n";
     for (auto const& [name, types] : modules_) {
-      fmt::format_to(std::back_inserter(out), "\nmessage {} {{\n", name);
+      out += fmt::format("\nmessage {} {{\n", name);
       for (Zyn::ZynType const type : types) {
         write(type, out);
       }
@@ -151,7 +150,7 @@ class ProtoFile {
 
   void write(Zyn::ZynType type, std::string& out) const {
     std::string const& name = names_.at(idOf(type));
-    fmt::format_to(std::back_inserter(out), "  message {} {{\n", std::string_view(name).substr(name.find('.') + 1));
+    out += fmt::format("  message {} {{\n", std::string_view(name).substr(name.find('.') + 1));
     Kind const kind = rowOf(type).kind;
     if (kind == Kind::Enum) {
       writeEnum(type, out);
@@ -159,18 +158,17 @@ class ProtoFile {
     if (kind == Kind::Value || kind == Kind::Union) {
       writeFields(type, out);
     } else if (hasMark(type, Mark::S4)) {
-      fmt::format_to(std::back_inserter(out), "    required {} {} = {};\n", fieldType(type), kOnlyFieldName,
-                     kOnlyField);
+      out += fmt::format("    required {} {} = {};\n", fieldType(type), kOnlyFieldName, kOnlyField);
     }
     out += "  }\n";
   }
 
   static void writeEnum(Zyn::ZynType type, std::string& out) {
-    fmt::format_to(std::back_inserter(out), "    enum {} {{\n", kEnumName);
+    out += fmt::format("    enum {} {{\n", kEnumName);
     // Enumerators stand in the scope around the enum; "option" and "reserved" would start statements.
     Names names = {kEnumName, kOnlyFieldName, "option", "reserved"};
     for (Enumerator const& enumerator : rowOf(type).enumerators) {
-      fmt::format_to(std::back_inserter(out), "      {} = {};\n", names.add(enumerator.name), enumerator.number);
+      out += fmt::format("      {} = {};\n", names.add(enumerator.name), enumerator.number);
     }
     out += "    }\n";
   }
@@ -183,8 +181,7 @@ class ProtoFile {
       AttrRow const& attr = attrRow(type, slot);
       if (std::uint32_t const number = fieldNumber(type, slot); number != 0) {
         std::string_view const label = row.kind == Kind::Union ? "  " : attr.isArgument ? "required " : "optional ";
-        fmt::format_to(std::back_inserter(fields), "    {}{} {} = {};\n", label, fieldType(attr.type),
-                       names.add(attr.name), number);
+        fields += fmt::format("    {}{} {} = {};\n", label, fieldType(attr.type), names.add(attr.name), number);
       }
     }
     if (row.kind == Kind::Union && !fields.empty()) {

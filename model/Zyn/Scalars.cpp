@@ -2,7 +2,7 @@
 #include <absl/strings/escaping.h>
 #include <absl/time/civil_time.h>
 #include <arpa/inet.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
 // Values from text, and back to text.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cstddef>

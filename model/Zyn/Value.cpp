@@ -1,6 +1,6 @@
 // Value objects: made from nothing and from arguments, changed, read, compared.
 #include <absl/hash/hash.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <bit>

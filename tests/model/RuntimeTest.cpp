@@ -1,7 +1,7 @@
 // The base library: storage, counters, references, messages, traces, assertions.
 #include "model/Runtime.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // A case as a person can try it: a schema file, and command lines.
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <array>
 #include <iterator>

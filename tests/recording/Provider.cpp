@@ -1,7 +1,7 @@
 #include "recording/Provider.h"
 
 #include <cxxabi.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
