@@ -155,6 +155,8 @@ def sections(cost, times, memory, null, batch):
     yield table(["Jobs", "lines", "lines a second", "us of processor time a line", "MiB at most"],
                 [(jobs, with_commas(row[3]), with_commas(row[0]), f"{row[1]:.1f}", f"{row[2]:.0f}")
                  for jobs, row in batch.items()])
+    yield ("Memory does not grow with the number of requests: 10^7 of them took 11.8 MB at most with two jobs, 10^5 took\n"
+           "11.1 MB. What was read and is not yet answered is bounded, and it alone is kept.")
 
 
 def growth(times, memory):
