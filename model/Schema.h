@@ -15,9 +15,9 @@
 // that would contain itself, a wrapper or union that leads back to itself, a constructor argument that is no
 // attribute, and what the functions below refuse. Each throws `SchemaError` and leaves the type as it was.
 //
-// Lifetime: handles point into the schema; it outlives every handle, value and decoder that was made from it. Threads:
-// build on one thread; once built, any number of threads may use the types. Not checked: that building has ended when
-// use begins.
+// Lifetime: handles point into the schema; it outlives every handle, value and decoder that was made from it, and every
+// exception that its types threw and whose text is still asked for. Threads: build on one thread; once built, any
+// number of threads may use the types. Not checked: that building has ended when use begins.
 #pragma once
 
 #include <cstdint>

@@ -265,7 +265,7 @@ ModuleTables const& coreModule() {
   // A static of the function, so that other statics may use it before main starts; never destroyed, for those that use
   // it after main has ended.
   static ModuleTables const& core = [] -> ModuleTables const& {
-    auto& module = *new ModuleTables("Zyn");
+    auto& module = *new ModuleTables("Zyn", nullptr);
     for (unsigned kind = 0; isScalar(static_cast<Kind>(kind)); ++kind) {
       addType(module, kindName(static_cast<Kind>(kind)), static_cast<Kind>(kind));
     }
@@ -314,7 +314,8 @@ TypeBuilder& TypeBuilder::keyed(std::string_view name, Zyn::ZynType entries, std
     refuse("the key type '{}' of '{}.{}' is an entity; a key is a value", keyType.name(), type_.name(), name);
   }
   AttrRow& added = addAttr(type_, name, {.type = entries, .shape = Shape::Keyed, .keyType = keyType});
-  if (!key.empty()) {
+  // Another schema may be in use already: its rows stay as they are.
+  if (!key.empty() && tablesOf(*entries.module()).schema == tablesOf(*type_.module()).schema) {
     added.keyName = rowOf(key).name.c_str();
     makeKnown(mutableRow(entries), rowOf(key));
   } else if (by) {
@@ -555,7 +556,7 @@ Module& Schema::module(std::string_view name) {
   if (impl_->find(name) != nullptr) {
     refuse("the schema already has a module '{}'; choose another name", name);
   }
-  return *impl_->modules.emplace_back(std::make_unique<ModuleTables>(name));
+  return *impl_->modules.emplace_back(std::make_unique<ModuleTables>(name, impl_.get()));
 }
 
 Module* Schema::findModule(std::string_view name) const noexcept { return impl_->find(name); }

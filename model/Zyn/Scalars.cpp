@@ -292,6 +292,10 @@ bool readIpAddress(TypeRow const&, std::string_view text, Content& content) {
 void printIpAddress(TypeRow const&, Scalar const& value, std::string& out) { printAddress(value.text(), out); }
 
 bool readIpPrefix(TypeRow const&, std::string_view text, Content& content) {
+  // A search from the end goes byte by byte: not through a long text, which is no prefix anyway.
+  if (text.size() > INET6_ADDRSTRLEN + std::string_view("/128").size()) {
+    return false;
+  }
   std::size_t const slash = text.rfind('/');
   std::size_t const size = readAddress(text.substr(0, slash), content);
   if (size == 0 || slash == std::string_view::npos) {

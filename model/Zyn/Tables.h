@@ -33,10 +33,9 @@ struct AttrRow {
   /** Position among its owner's attributes: the slot of a value that holds it. */
   std::uint32_t slot = 0;
   Shape shape = Shape::Plain;
-  /** Of a keyed collection; null for none. The name of the entries' attribute itself, where they had one of that name.
-   */
+  /** Of a keyed collection; null for none. The name of the entries' attribute itself, where it is of this schema. */
   char const* keyName = nullptr;
-  /** Holds the key's name where no attribute does. */
+  /** Holds the key's name where no attribute of this schema does. */
   std::string looseKeyName = {};
   Zyn::ZynType keyType = {};
   /** The attribute is a constructor argument of its owner. */
@@ -105,7 +104,7 @@ struct TypeRow {
 /** What a `Module` is inside. Every module of this provider is one. */
 class ModuleTables final : public Module {
  public:
-  explicit ModuleTables(std::string_view moduleName) : name(moduleName) {}
+  ModuleTables(std::string_view moduleName, void const* itsSchema) : name(moduleName), schema(itsSchema) {}
   ~ModuleTables() = default;
 
   std::string name;
@@ -113,6 +112,8 @@ class ModuleTables final : public Module {
   boost::container::stable_vector<TypeRow> types;
   boost::container::stable_vector<AttrRow> attrs;
   ByName typesByName;
+  /** Tells one schema's modules from another's; null for the core types. */
+  void const* schema;
 };
 
 /** The core types: type `i` is that of the scalar kind `i`. Never destroyed. */

@@ -113,21 +113,34 @@ std::string remark(Zyn::ZynType type, std::string_view text) {
   return bad;
 }
 
-/** A text that is no value of the type. Says so when asked: most are thrown for a union, which tries the next one. */
+Velko::String sayUnfit(Zyn::ZynType type, std::string_view text, TextForm form) {
+  if (type.empty()) {
+    return Velko::String("An empty type has no values");
+  }
+  return Velko::String(type.name()) + ": " + quoted(text) + " does not fit: " + textFits(type, form) +
+         remark(type, text);
+}
+
+/**
+ * A text that is no value of the type. Says so when asked: most are thrown for a union, which tries the next one. A
+ * long text is not kept, as a copy of it costs more than what there is to say.
+ */
 class Unfit final : public Velko::Exception {
  public:
   Unfit(Zyn::ZynType type, Velko::String const& text, TextForm form)
-      : Exception(Velko::String()), type_(type), text_(text), form_(form) {}
+      : Exception(isLong(text) ? sayUnfit(type, text.view(), form) : Velko::String()),
+        type_(type),
+        text_(isLong(text) ? Velko::String() : text),
+        form_(form) {}
 
   Velko::String what() const override {
-    if (type_.empty()) {
-      return Velko::String("An empty type has no values");
-    }
-    return Velko::String(type_.name()) + ": " + quoted(text_.view()) + " does not fit: " + textFits(type_, form_) +
-           remark(type_, text_.view());
+    Velko::String said = Exception::what();
+    return said.empty() ? sayUnfit(type_, text_.view(), form_) : said;
   }
 
  private:
+  static bool isLong(Velko::String const& text) noexcept { return text.size() > 1024; }
+
   Zyn::ZynType type_;
   Velko::String text_;
   TextForm form_;

@@ -1,7 +1,7 @@
 // What the type system throws when a text, an argument list or a value does not fit.
 //
 // Only the operations that say so throw it. `what()` is a complete, readable message: callers show it as it is, and
-// never use it as a format.
+// never use it as a format. Catch it by reference, and copy the text: a copy of the base class alone may have none.
 #pragma once
 
 #include <utility>

@@ -56,6 +56,23 @@ TEST_F(Threads, ShareADecoder) {
   Model::setTraceSink({});
 }
 
+/** What is built stays as it is, also where a further schema is built from its types. */
+TEST_F(Threads, AskTypesThatAnotherSchemaTakesForItsEntries) {
+  Zyn::ZynType const entry = module.entity("Entry").attr("id", core(Kind::String));
+  std::atomic<bool> isBuilt = false;
+  std::thread asking([&] {
+    do {
+      EXPECT_FALSE(entry.attr("id").empty());
+    } while (!isBuilt.load(std::memory_order_relaxed));
+  });
+  Model::Schema further;
+  Zyn::ZynType const owner = further.module("Further").entity("Owner").keyed("entries", entry, "id");
+  isBuilt.store(true, std::memory_order_relaxed);
+  asking.join();
+  Zyn::ZynAttr const entries = owner.attr("entries");
+  EXPECT_EQ(entry.attr(entries.internalKeyName()), entry.attr("id"));
+}
+
 TEST_F(Threads, ShareValues) {
   auto const decoded = ZynKeyDecoder(Zyn::ZynAttr(), false).decodeScalarKey(core(Kind::String), "", "shared");
   Velko::Ptr<Zyn::GenericIf> const value = std::get<ZynKeyDecoder::Single>(*decoded).value;
