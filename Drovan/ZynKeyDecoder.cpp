@@ -258,12 +258,11 @@ Zyn::ZynAttr keyAttr(Zyn::ZynAttr const& collection, bool emptyNameIsNone) {
 
 /** As `text == name`, without a walk to the name's end for its length: once for every path. */
 bool isNamed(std::string_view text, char const* name) {
-  for (char const byte : text) {
-    if (*name == '\0' || *name++ != byte) {
-      return false;
-    }
+  std::size_t same = 0;
+  while (same < text.size() && text[same] == name[same] && name[same] != '\0') {
+    ++same;
   }
-  return *name == '\0';
+  return same == text.size() && name[same] == '\0';
 }
 
 /** The attribute of that name; no type, no attribute. */
@@ -415,10 +414,11 @@ ZynKeyDecoder::PathElements ZynKeyDecoder::splitPath(std::string_view path) noex
   elements.reserve(usualDepth);
   for (;;) {
     std::size_t const found = findSeparator(path);
-    elements.push_back(path.substr(0, found));
     if (found == std::string_view::npos) {
+      elements.push_back(path);
       return elements;
     }
+    elements.emplace_back(path.data(), found);
     path.remove_prefix(found + separator.size());
   }
 }
