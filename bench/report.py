@@ -196,7 +196,8 @@ Of the decoder's instructions for a key of three fields:
 - some fifty calls to the type system, which is asked anew for each path, as nothing is cached between operations.
 
 The error of a union's alternative that is not read has no text, on either side. What a failed alternative costs more
-than a bare throw is one provider's frame more for the unwinder, and an exception that holds the text it refused.
+than a bare throw is frames that save more registers, which the unwinder restores one by one, and an exception that holds
+the text it refused.
 """
 
 
