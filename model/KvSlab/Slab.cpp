@@ -71,6 +71,7 @@ constexpr std::uint32_t sizeClassOf(std::size_t size) { return static_cast<std::
 constexpr std::size_t blockSize(std::size_t sizeClass) {
   return sizeof(Block) + std::max<std::size_t>(sizeClass, 1) * kStep;
 }
+static_assert(blockSize(0) >= sizeof(Block) + sizeof(Block*));
 
 /** How many blocks move between a thread and the pool at once. */
 constexpr std::uint32_t batchSize(std::size_t sizeClass) {
