@@ -233,12 +233,6 @@ Value createScalarKey(Zyn::ZynType const& type, Text const& value, bool useS4Enc
   return createUnion(type, value, useS4Encoding, reason);
 }
 
-/** Whether one text supplies a value of the type as a whole; all other types are assembled from attributes. */
-bool isScalarKeyType(Zyn::ZynType const& type, bool useS4Encoding) {
-  return (useS4Encoding && type.hasS4Encoding() && type.isValue()) || type.isEnumType() || type.isScalarKind() ||
-         !type.valAttr().empty();
-}
-
 // ---- what a collection says of its keys
 
 /**

@@ -1,4 +1,4 @@
-#include "Decoder.h"
+#include "bench/Decoder.h"
 
 #include <absl/strings/escaping.h>
 #include <fmt/core.h>

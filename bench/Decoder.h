@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "Work.h"
+#include "bench/Work.h"
 
 namespace Bench {
 

@@ -5,8 +5,8 @@
 #include <charconv>
 #include <cstring>
 
-#include "Decoder.h"
 #include "Velko/Exception.h"
+#include "bench/Decoder.h"
 #include "model/Schema.h"
 #include "model/Zyn/Values.h"
 

@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Work.h"
+#include "bench/Work.h"
 
 namespace Bench {
 namespace {

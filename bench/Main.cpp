@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "Work.h"
+#include "bench/Work.h"
 
 namespace Bench {
 

@@ -12,7 +12,7 @@
 #include <typeinfo>
 
 #include "KvSlab/Slab.h"
-#include "Work.h"
+#include "bench/Work.h"
 #include "model/Runtime.h"
 
 extern "C" {

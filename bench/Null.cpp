@@ -10,8 +10,8 @@
 #include "Velko/Exception.h"
 #include "Velko/Pb.h"
 #include "Velko/Trace.h"
-#include "Work.h"
 #include "Zyn/Zyn.h"
+#include "bench/Work.h"
 
 namespace {
 

@@ -10,7 +10,7 @@ set(DROVAN_MODEL_HEADER_MODULES nlohmann_json)
 set(DROVAN_HEADER_PACKAGES fmt absl nlohmann_json)
 
 set(DROVAN_MODEL_TARGETS absl::strings absl::time protobuf::libprotobuf-lite)
-set(DROVAN_SCHEMA_TARGETS yaml-cpp)
+set(DROVAN_YAML_TARGETS yaml-cpp)
 set(DROVAN_YANG_TARGETS PkgConfig::libyang absl::flat_hash_map)
 
 foreach(package IN LISTS DROVAN_HEADER_PACKAGES ITEMS Protobuf yaml-cpp)

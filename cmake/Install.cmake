@@ -5,14 +5,14 @@ include(CMakePackageConfigHelpers)
 
 set_target_properties(DrovanPlatform PROPERTIES EXPORT_NAME Platform)
 set_target_properties(DrovanModel PROPERTIES EXPORT_NAME Model)
-set_target_properties(DrovanSchema PROPERTIES EXPORT_NAME Schema)
+set_target_properties(DrovanYaml PROPERTIES EXPORT_NAME Schema)
 set_target_properties(DrovanGnmi PROPERTIES EXPORT_NAME Gnmi)
 set_target_properties(DrovanYang PROPERTIES EXPORT_NAME Yang)
 
 install(TARGETS Drovan DrovanGnmi EXPORT DrovanTargets FILE_SET HEADERS)
 install(TARGETS DrovanPlatform EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-platform)
-install(TARGETS DrovanModel DrovanSchema DrovanYang EXPORT DrovanTargets FILE_SET HEADERS
+install(TARGETS DrovanModel DrovanYaml DrovanYang EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-model)
 install(TARGETS zynkey)
 install(FILES zynkey/zynkey.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zynkey)
@@ -45,6 +45,6 @@ install_pc(drovan "Textual collection keys to typed key objects" Drovan "/;/drov
            "${DROVAN_PLATFORM_MODULES}")
 install_pc(drovan-model "An embedded type system that provides what drovan asks of its platform" DrovanModel
            "/drovan-platform;/drovan-model" "${DROVAN_PLATFORM_MODULES};${DROVAN_MODEL_HEADER_MODULES}")
-install_pc(drovan-schema "YAML schema files for drovan-model" DrovanSchema "/drovan-model" "drovan-model")
+install_pc(drovan-yaml "YAML schema files for drovan-model" DrovanYaml "/drovan-model" "drovan-model")
 install_pc(drovan-gnmi "Selections of keys from gNMI paths" DrovanGnmi "/" "drovan")
 install_pc(drovan-yang "YANG modules as schemas for drovan-model" DrovanYang "/drovan-model" "drovan-model")

@@ -1,8 +1,8 @@
 // Lines of a batch, with the command's own schema.
 #include <nlohmann/json.hpp>
 
-#include "Fuzz.h"
-#include "schema/Yaml.h"
+#include "fuzz/Fuzz.h"
+#include "yaml/Yaml.h"
 #include "zynkey/ExampleSchema.h"
 #include "zynkey/Jobs.h"
 #include "zynkey/Requests.h"

@@ -2,8 +2,8 @@
 #include <map>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "Fuzz.h"
-#include "Types.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/Types.h"
 
 void Fuzz::run(std::string_view bytes) {
   using Drovan::ZynKeyDecoder;

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "Fuzz.h"
+#include "fuzz/Fuzz.h"
 #include "model/Runtime.h"
 
 namespace Fuzz {

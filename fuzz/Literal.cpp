@@ -1,6 +1,6 @@
 // The type system's own readers of text: a byte for the type, one for the form, the text.
-#include "Fuzz.h"
-#include "Types.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/Types.h"
 
 void Fuzz::run(std::string_view bytes) {
   Input input(bytes);

@@ -1,7 +1,7 @@
 // The text of a path: it is read or refused at a byte of it, and what is read comes back from its own text.
 #include "gnmi/Path.h"
 
-#include "Fuzz.h"
+#include "fuzz/Fuzz.h"
 #include "zynkey/Caret.h"
 
 void Fuzz::run(std::string_view bytes) {

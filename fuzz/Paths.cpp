@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "Fuzz.h"
-#include "Types.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/Types.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "Fuzz.h"
-#include "Types.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/Types.h"
 
 namespace {
 

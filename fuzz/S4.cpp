@@ -2,8 +2,8 @@
 // in base64.
 #include <absl/strings/escaping.h>
 
-#include "Fuzz.h"
-#include "Types.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/Types.h"
 
 void Fuzz::run(std::string_view bytes) {
   Input input(bytes);

@@ -1,7 +1,7 @@
 // Scalar keys of every kind of type: a byte for the type, one for encoding and traces, the text.
 #include "Drovan/ZynKeyDecoder.h"
-#include "Fuzz.h"
-#include "Types.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/Types.h"
 
 void Fuzz::run(std::string_view bytes) {
   Input input(bytes);

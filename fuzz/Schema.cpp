@@ -1,7 +1,7 @@
 // Schema files: any bytes. One that loads is described in full, and each of its types is tried.
-#include "Fuzz.h"
-#include "Types.h"
-#include "schema/Yaml.h"
+#include "fuzz/Fuzz.h"
+#include "fuzz/Types.h"
+#include "yaml/Yaml.h"
 #include "zynkey/Describe.h"
 #include "zynkey/Names.h"
 

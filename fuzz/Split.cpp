@@ -2,7 +2,7 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "Fuzz.h"
+#include "fuzz/Fuzz.h"
 
 namespace {
 

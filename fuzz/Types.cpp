@@ -1,4 +1,4 @@
-#include "Types.h"
+#include "fuzz/Types.h"
 
 #include <array>
 #include <cstdint>
@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "Fuzz.h"
 #include "Velko/Pb.h"
+#include "fuzz/Fuzz.h"
 
 namespace Fuzz {
 namespace {

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Fuzz.h"
 #include "Zyn/Zyn.h"
+#include "fuzz/Fuzz.h"
 #include "model/Schema.h"
 #include "model/Value.h"
 

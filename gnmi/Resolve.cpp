@@ -4,6 +4,8 @@
 #include <map>
 #include <utility>
 
+#include "text/Messages.h"
+
 namespace Gnmi {
 namespace {
 
@@ -11,12 +13,6 @@ using Drovan::ZynKeyDecoder;
 
 constexpr std::string_view separator = "__";
 constexpr std::string_view wildcard = "*";
-
-/** In single quotes, cut after 64 bytes: a name may be of any length. */
-std::string inQuotes(std::string_view name) {
-  constexpr std::size_t shown = 64;
-  return "'" + std::string(name.substr(0, shown)) + (name.size() > shown ? "...'" : "'");
-}
 
 template <typename Holds>
 std::vector<std::string> attributeNames(Zyn::ZynType type, Holds holds) {
@@ -34,12 +30,6 @@ std::vector<std::string> attributeNames(Zyn::ZynType type) {
 }
 
 bool takesKeys(Zyn::ZynAttr attr) { return attr.isKeyed() && !attr.keyType().empty(); }
-
-/** Whether one text is a value of the type: as the decoder sees it. */
-bool isOneValue(Zyn::ZynType type, bool useS4Encoding) {
-  return (useS4Encoding && type.hasS4Encoding() && type.isValue()) || type.isEnumType() || type.isScalarKind() ||
-         !type.valAttr().empty();
-}
 
 /** Empty where none is recorded. */
 std::string_view internalKeyName(Zyn::ZynAttr collection) {
@@ -70,11 +60,11 @@ std::expected<KeyPath, KeyError> keyPathOf(Zyn::ZynAttr collection, std::string_
   for (std::string_view const element : path.elements) {
     Zyn::ZynAttr const attr = path.type.attr(element);
     if (attr.empty()) {
-      return std::unexpected(
-          KeyError{.text = "unknown key " + inQuotes(name) + " of " + inQuotes(collection.name()) +
-                           (path.elements.size() > 1 ? ": no " + inQuotes(element) + " in " + path.type.name() : ""),
-                   .unknown = std::string(element),
-                   .names = attributeNames(path.type)});
+      return std::unexpected(KeyError{
+          .text = "unknown key " + Text::inQuotes(name) + " of " + Text::inQuotes(collection.name()) +
+                  (path.elements.size() > 1 ? ": no " + Text::inQuotes(element) + " in " + path.type.name() : ""),
+          .unknown = std::string(element),
+          .names = attributeNames(path.type)});
     }
     path.type = attr.attrType();
   }
@@ -95,8 +85,8 @@ std::expected<std::vector<KeyPath>, KeyError> keyPathsOf(Zyn::ZynAttr collection
     if (!isNew) {
       return std::unexpected(
           KeyError{.key = paths.size(),
-                   .text = "key " + inQuotes(key.name) + " is given twice" +
-                           (first->second == key.name ? "" : ", first as " + inQuotes(first->second)),
+                   .text = "key " + Text::inQuotes(key.name) + " is given twice" +
+                           (first->second == key.name ? "" : ", first as " + Text::inQuotes(first->second)),
                    .names = keyNames(collection, false)});
     }
     paths.push_back(*std::move(path));
@@ -108,8 +98,8 @@ std::expected<std::vector<KeyPath>, KeyError> keyPathsOf(Zyn::ZynAttr collection
       auto const end = static_cast<std::size_t>(element.data() + element.size() - text.data());
       if (auto const whole = given.find(text.substr(0, end)); whole != given.end()) {
         return std::unexpected(KeyError{.key = i,
-                                        .text = "key " + inQuotes(keys[i].name) + " is a part of " +
-                                                inQuotes(whole->second) + ", which is given, too"});
+                                        .text = "key " + Text::inQuotes(keys[i].name) + " is a part of " +
+                                                Text::inQuotes(whole->second) + ", which is given, too"});
       }
     }
   }
@@ -150,7 +140,7 @@ bool isWhole(Zyn::ZynType node, Zyn::ZynType type, std::span<Rest const> below, 
     }
     Zyn::ZynType const argType = attr.attrType();
     bool const whole = !inside.empty() ? isWhole(argType, argType, inside, useS4Encoding, nullptr)
-                                       : !argType.empty() && !isOneValue(argType, useS4Encoding) &&
+                                       : !argType.empty() && !Drovan::isScalarKeyType(argType, useS4Encoding) &&
                                              isWhole(node, argType, below, useS4Encoding, &building);
     if (!whole) {
       return false;
@@ -168,15 +158,15 @@ KeyError refused(std::size_t key, bool ofValue, Velko::String const& text) {
 std::expected<Selection, KeyError> selectOne(ZynKeyDecoder const& decoder, std::span<Key const> keys) {
   std::string_view const name = internalKeyName(decoder.collectionAttr);
   if (!name.empty() && keys[0].name != name) {
-    return std::unexpected(
-        KeyError{.text = "unknown key " + inQuotes(keys[0].name) + " of " + inQuotes(decoder.collectionAttr.name()),
-                 .unknown = keys[0].name,
-                 .names = {std::string(name)}});
+    return std::unexpected(KeyError{
+        .text = "unknown key " + Text::inQuotes(keys[0].name) + " of " + Text::inQuotes(decoder.collectionAttr.name()),
+        .unknown = keys[0].name,
+        .names = {std::string(name)}});
   }
   if (keys.size() > 1) {
     bool const twice = keys[1].name == keys[0].name;
     return std::unexpected(KeyError{.key = 1,
-                                    .text = "key " + inQuotes(keys[1].name) +
+                                    .text = "key " + Text::inQuotes(keys[1].name) +
                                             (twice ? " is given twice" : " is one too many: the key is one value"),
                                     .names = keyNames(decoder.collectionAttr, decoder.useS4Encoding)});
   }
@@ -196,7 +186,7 @@ std::expected<Selection, KeyError> selectWhole(ZynKeyDecoder const& decoder, std
   ZynKeyDecoder::KeyElemNode root(decoder.collectionAttr.keyType(), decoder.useS4Encoding);
   for (std::size_t i = 0; i != keys.size(); ++i) {
     if (auto const done = decoder.processKeyPath(root, prefix + std::string(paths[i].text), keys[i].value); !done) {
-      return std::unexpected(refused(i, isOneValue(paths[i].type, decoder.useS4Encoding), done.error()));
+      return std::unexpected(refused(i, Drovan::isScalarKeyType(paths[i].type, decoder.useS4Encoding), done.error()));
     }
   }
   if (showTree) {
@@ -212,7 +202,7 @@ std::expected<Selection, KeyError> selectSome(ZynKeyDecoder const& decoder, std:
                                               std::span<KeyPath const> paths) {
   ZynKeyDecoder::Multiple some;
   for (std::size_t i = 0; i != keys.size(); ++i) {
-    bool const ofValue = paths[i].elements.size() == 1 && isOneValue(paths[i].type, decoder.useS4Encoding);
+    bool const ofValue = paths[i].elements.size() == 1 && Drovan::isScalarKeyType(paths[i].type, decoder.useS4Encoding);
     if (auto const done = decoder.updateFilter(some.values, paths[i].text, keys[i].value); !done) {
       return std::unexpected(refused(i, ofValue, done.error()));
     }
@@ -238,12 +228,12 @@ std::expected<Selection, KeyError> select(Zyn::ZynAttr collection, std::span<Key
   }
   if (!takesKeys(collection)) {
     return std::unexpected(
-        KeyError{.text = inQuotes(collection.name()) + " takes no keys and is none of the keyed collections",
+        KeyError{.text = Text::inQuotes(collection.name()) + " takes no keys and is none of the keyed collections",
                  .names = attributeNames(Zyn::ZynType(collection.module(), collection.owner()), takesKeys)});
   }
   ZynKeyDecoder const decoder(collection, options.useS4Encoding);
   Zyn::ZynType const keyType = collection.keyType();
-  if (isOneValue(keyType, options.useS4Encoding)) {
+  if (Drovan::isScalarKeyType(keyType, options.useS4Encoding)) {
     return selectOne(decoder, keys);
   }
   auto const paths = keyPathsOf(collection, keys);
@@ -264,7 +254,7 @@ std::vector<std::string> keyNames(Zyn::ZynAttr collection, bool useS4Encoding) {
   if (!takesKeys(collection)) {
     return {};
   }
-  if (!isOneValue(collection.keyType(), useS4Encoding)) {
+  if (!Drovan::isScalarKeyType(collection.keyType(), useS4Encoding)) {
     return attributeNames(collection.keyType());
   }
   std::string_view const name = internalKeyName(collection);
@@ -292,7 +282,7 @@ std::expected<std::vector<Resolved>, PathError> resolve(Zyn::ZynType root, Path 
     Zyn::ZynAttr const attr = findElement(type, element.name, options);
     if (attr.empty()) {
       return std::unexpected(PathError{.offset = element.at,
-                                       .text = "unknown element " + inQuotes(element.name) + " of " + type.name(),
+                                       .text = "unknown element " + Text::inQuotes(element.name) + " of " + type.name(),
                                        .unknown = element.name,
                                        .names = attributeNames(type)});
     }
@@ -313,15 +303,6 @@ std::expected<std::vector<Resolved>, PathError> resolve(Zyn::ZynType root, std::
   auto const parsed = parsePath(path);
   return parsed ? resolve(root, *parsed, options)
                 : std::expected<std::vector<Resolved>, PathError>(std::unexpected(parsed.error()));
-}
-
-std::string thereAre(std::span<std::string const> names) {
-  constexpr std::size_t shown = 12;
-  std::string text;
-  for (std::string const& name : names.first(std::min(names.size(), shown))) {
-    text += (!text.empty() ? ", " : names.size() == 1 ? "; there is " : "; there are ") + inQuotes(name);
-  }
-  return names.size() > shown ? text + " and " + std::to_string(names.size() - shown) + " more" : text;
 }
 
 }  // namespace Gnmi

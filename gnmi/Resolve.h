@@ -99,7 +99,4 @@ std::expected<std::vector<Resolved>, PathError> resolve(Zyn::ZynType root, Path 
 std::expected<std::vector<Resolved>, PathError> resolve(Zyn::ZynType root, std::string_view path,
                                                         Options const& options);
 
-/** "; there are 'a', 'b' and 7 more", to end a message with; nothing for no names. */
-std::string thereAre(std::span<std::string const> names);
-
 }  // namespace Gnmi

@@ -1,4 +1,4 @@
-#include "Rules.h"
+#include "yang/Rules.h"
 
 #include <absl/container/flat_hash_map.h>
 #include <absl/container/flat_hash_set.h>

@@ -1,4 +1,4 @@
-#include "Types.h"
+#include "yang/Types.h"
 
 #include <fmt/core.h>
 

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <tuple>
 
-#include "Rules.h"
 #include "Zyn/Zyn.h"
 #include "model/Schema.h"
+#include "yang/Rules.h"
 
 namespace Yang {
 

@@ -1,4 +1,4 @@
-#include "Yang.h"
+#include "yang/Yang.h"
 
 #include <absl/container/flat_hash_map.h>
 #include <absl/container/flat_hash_set.h>
@@ -14,8 +14,8 @@
 #include <thread>
 #include <utility>
 
-#include "Rules.h"
-#include "Types.h"
+#include "yang/Rules.h"
+#include "yang/Types.h"
 
 namespace Yang {
 namespace {

@@ -1,4 +1,4 @@
-#include "Batch.h"
+#include "zynkey/Batch.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -19,11 +19,11 @@
 #include <utility>
 #include <vector>
 
-#include "Jobs.h"
-#include "Names.h"
-#include "Output.h"
-#include "Requests.h"
-#include "Trouble.h"
+#include "zynkey/Jobs.h"
+#include "zynkey/Names.h"
+#include "zynkey/Output.h"
+#include "zynkey/Requests.h"
+#include "zynkey/Trouble.h"
 
 namespace ZynKey {
 namespace {

@@ -1,4 +1,4 @@
-#include "Caret.h"
+#include "zynkey/Caret.h"
 
 #include <algorithm>
 

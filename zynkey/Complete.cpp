@@ -1,4 +1,4 @@
-#include "Complete.h"
+#include "zynkey/Complete.h"
 
 #include <algorithm>
 #include <cstddef>

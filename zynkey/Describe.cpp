@@ -1,4 +1,4 @@
-#include "Describe.h"
+#include "zynkey/Describe.h"
 
 #include <array>
 #include <cstddef>

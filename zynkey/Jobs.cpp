@@ -1,13 +1,14 @@
-#include "Jobs.h"
+#include "zynkey/Jobs.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <type_traits>
 
-#include "Names.h"
 #include "gnmi/Resolve.h"
-#include "schema/Nearest.h"
+#include "text/Messages.h"
+#include "text/Nearest.h"
+#include "zynkey/Names.h"
 
 namespace ZynKey {
 namespace {
@@ -244,8 +245,8 @@ std::string toJsonLine(Outcome const& outcome) {
 std::string errorLine(std::string_view error) { return line({{"error", error}}); }
 
 std::string sentence(Gnmi::PathError const& error) {
-  std::string const near = Yaml::didYouMean(error.unknown, error.names);
-  return error.text + (near.empty() ? Gnmi::thereAre(error.names) : near);
+  std::string const near = Text::didYouMean(error.unknown, error.names);
+  return error.text + (near.empty() ? Text::listNames(error.names) : near);
 }
 
 std::string drawTree(Node const& root) {

@@ -1,13 +1,14 @@
-#include "Names.h"
+#include "zynkey/Names.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <set>
 
-#include "Trouble.h"
 #include "gnmi/Resolve.h"
-#include "schema/Nearest.h"
+#include "text/Messages.h"
+#include "text/Nearest.h"
+#include "zynkey/Trouble.h"
 
 namespace ZynKey {
 namespace {
@@ -30,8 +31,8 @@ std::string unknownType(Model::Schema const& schema, std::string_view name) {
       homes += (homes.empty() ? "'" : ", '") + full + "'";
     }
   }
-  return homes.empty() ? "unknown type " + inQuotes(name) + Yaml::didYouMean(name, names)
-                       : "several modules have a type " + inQuotes(name) + ": " + homes;
+  return homes.empty() ? "unknown type " + Text::inQuotes(name) + Text::didYouMean(name, names)
+                       : "several modules have a type " + Text::inQuotes(name) + ": " + homes;
 }
 
 template <typename Cache, typename Find, typename Unknown>
@@ -59,7 +60,9 @@ std::expected<Zyn::ZynType, std::string> Names::type(std::string_view name) {
 std::expected<Zyn::ZynAttr, std::string> Names::collection(std::string_view name) {
   return remembered(
       collections_, name, [this](std::string_view text) { return findCollection(schema_, text); },
-      [&] { return "unknown collection " + inQuotes(name) + Yaml::didYouMean(name, collectionNames(schema_, false)); });
+      [&] {
+        return "unknown collection " + Text::inQuotes(name) + Text::didYouMean(name, collectionNames(schema_, false));
+      });
 }
 
 std::expected<Zyn::ZynType, std::string> Names::root(std::string_view name) {
@@ -101,7 +104,7 @@ std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema) {
     names.push_back(nameOf(schema, type));
   }
   return std::unexpected("which entity do paths start from? Name it with --root, or \"root\" in a request" +
-                         Gnmi::thereAre(names));
+                         Text::listNames(names));
 }
 
 std::string nameOf(Model::Schema const& schema, Zyn::ZynType type) {

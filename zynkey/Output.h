@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "Trouble.h"
+#include "zynkey/Trouble.h"
 
 namespace ZynKey {
 

@@ -1,4 +1,4 @@
-#include "Requests.h"
+#include "zynkey/Requests.h"
 
 #include <algorithm>
 #include <array>
@@ -7,8 +7,9 @@
 #include <span>
 #include <vector>
 
-#include "Trouble.h"
-#include "schema/Nearest.h"
+#include "text/Messages.h"
+#include "text/Nearest.h"
+#include "zynkey/Trouble.h"
 
 namespace ZynKey {
 namespace {
@@ -59,7 +60,7 @@ std::string instead(std::string_view name, Rows const& rows) {
     names.emplace_back(row.name);
     all += (all.empty() ? "'" : ", '") + names.back() + "'";
   }
-  std::string const near = Yaml::didYouMean(name, names);
+  std::string const near = Text::didYouMean(name, names);
   return near.empty() ? "; there are " + all : near;
 }
 
@@ -116,11 +117,11 @@ class Reader final : public nlohmann::json_sax<Json> {
   bool key(string_t& name) override {
     auto const* const row = std::ranges::find(fields, name, &FieldRow::name);
     if (row == fields.end()) {
-      return fail("unknown field " + inQuotes(name) + instead(name, fields));
+      return fail("unknown field " + Text::inQuotes(name) + instead(name, fields));
     }
     field_ = static_cast<Field>(row - fields.begin());
     if ((seen & bit(field_)) != 0) {
-      return fail("field " + inQuotes(name) + " is given twice");
+      return fail("field " + Text::inQuotes(name) + " is given twice");
     }
     seen |= bit(field_);
     return true;
@@ -171,7 +172,7 @@ class Reader final : public nlohmann::json_sax<Json> {
   bool misshapen() {
     return fail(place_ == Outside
                     ? R"(a request is an object such as {"op": "split", "path": "a__b"})"
-                    : "field " + inQuotes(fields[field_].name) + " must be " + std::string(fields[field_].shape));
+                    : "field " + Text::inQuotes(fields[field_].name) + " must be " + std::string(fields[field_].shape));
   }
 
   Place place_ = Outside;
@@ -186,7 +187,8 @@ std::string unfitFields(OpRow const& op, unsigned seen) {
     bool const missing = (op.required & mask & ~seen) != 0;
     bool const foreign = (seen & mask & ~op.allowed) != 0;
     if (text.empty() && (missing || foreign)) {
-      text = "op " + inQuotes(op.name) + (missing ? " needs" : " takes no") + " field " + inQuotes(fields[field].name);
+      text = "op " + Text::inQuotes(op.name) + (missing ? " needs" : " takes no") + " field " +
+             Text::inQuotes(fields[field].name);
     }
   }
   return text;
@@ -205,7 +207,7 @@ std::expected<Request, std::string> readRequest(std::string_view json, Names& na
   std::string const& name = reader.texts[OpField];
   auto const* const op = std::ranges::find(ops, name, &OpRow::name);
   if (op == ops.end()) {
-    return std::unexpected("unknown op " + inQuotes(name) + instead(name, ops));
+    return std::unexpected("unknown op " + Text::inQuotes(name) + instead(name, ops));
   }
   if (std::string unfit = unfitFields(*op, reader.seen); !unfit.empty()) {
     return std::unexpected(std::move(unfit));

@@ -15,8 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "Jobs.h"
-#include "Names.h"
+#include "zynkey/Jobs.h"
+#include "zynkey/Names.h"
 
 namespace ZynKey {
 

@@ -23,19 +23,20 @@
 #include <utility>
 #include <vector>
 
-#include "Batch.h"
-#include "Caret.h"
-#include "Complete.h"
-#include "Describe.h"
-#include "ExampleSchema.h"
-#include "Jobs.h"
-#include "Names.h"
-#include "Output.h"
-#include "Trouble.h"
 #include "model/Runtime.h"
-#include "schema/Nearest.h"
-#include "schema/Yaml.h"
+#include "text/Messages.h"
+#include "text/Nearest.h"
+#include "yaml/Yaml.h"
 #include "yang/Yang.h"
+#include "zynkey/Batch.h"
+#include "zynkey/Caret.h"
+#include "zynkey/Complete.h"
+#include "zynkey/Describe.h"
+#include "zynkey/ExampleSchema.h"
+#include "zynkey/Jobs.h"
+#include "zynkey/Names.h"
+#include "zynkey/Output.h"
+#include "zynkey/Trouble.h"
 
 namespace ZynKey {
 namespace {
@@ -135,7 +136,7 @@ Keys keysOf(std::vector<std::string> const& arguments, std::string_view form) {
   for (std::string const& argument : arguments) {
     std::size_t const cut = argument.find('=');
     if (cut == std::string::npos) {
-      throw Trouble(inQuotes(argument) + " has no '='; expected " + std::string(form));
+      throw Trouble(Text::inQuotes(argument) + " has no '='; expected " + std::string(form));
     }
     keys.emplace_back(argument.substr(0, cut), argument.substr(cut + 1));
   }
@@ -234,7 +235,7 @@ Status s4(Options const& options) {
     for (std::string const& name : schema.names()) {
       others += schema.find(name).hasS4Encoding() ? " " + name : "";
     }
-    throw Trouble(inQuotes(type.name()) +
+    throw Trouble(Text::inQuotes(type.name()) +
                   " has no s4 encoding; types that have:" + (others.empty() ? " none" : others));
   }
   Outcome const built = build(type, keysOf(options.keys, "PATH=VALUE, such as 'vrf=red', or '=VALUE' for a scalar"));
@@ -263,7 +264,7 @@ Status batch(Options const& options) {
   if (!options.file.empty()) {
     input = ::open(options.file.c_str(), O_RDONLY | O_CLOEXEC);
     if (input < 0) {
-      throw Trouble("cannot open " + inQuotes(options.file) + ": " + std::strerror(errno));
+      throw Trouble("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
     }
   }
   Counts const counts = runBatch(input, options.jobs, source.schema, source.moduleOf);
@@ -526,16 +527,16 @@ class CommandLine {
     std::string const name = unguarded(rest.front());
     if (name.starts_with('-')) {
       std::string const bare = name.substr(0, name.find('='));
-      return "unknown option " + inQuotes(bare) + Yaml::didYouMean(bare, optionNames(chosen)) + help;
+      return "unknown option " + Text::inQuotes(bare) + Text::didYouMean(bare, optionNames(chosen)) + help;
     }
     if (chosen == &app_) {
       std::vector<std::string> names;
       for (Command const& command : commands_) {
         names.push_back(command.app->get_name());
       }
-      return "unknown subcommand " + inQuotes(name) + Yaml::didYouMean(name, names) + help;
+      return "unknown subcommand " + Text::inQuotes(name) + Text::didYouMean(name, names) + help;
     }
-    return "unexpected argument " + inQuotes(name) + help;
+    return "unexpected argument " + Text::inQuotes(name) + help;
   }
 
   std::vector<std::string> optionNames(CLI::App const* chosen) const {

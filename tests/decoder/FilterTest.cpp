@@ -1,5 +1,5 @@
 // Filling a filter, attribute by attribute.
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

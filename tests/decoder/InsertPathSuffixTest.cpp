@@ -1,5 +1,5 @@
 // Growing the tree by one path, and decoding its value at the end.
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

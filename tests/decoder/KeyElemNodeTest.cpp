@@ -1,5 +1,5 @@
 // Turning a tree into a key: constructor arguments in their order, then whatever is left.
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

@@ -5,7 +5,7 @@
 #include <list>
 #include <type_traits>
 
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

@@ -1,5 +1,5 @@
 // One scalar key by name and text: which names are accepted, and the wildcard.
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

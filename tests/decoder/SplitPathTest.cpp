@@ -1,5 +1,5 @@
 // Cutting key paths at "__".
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

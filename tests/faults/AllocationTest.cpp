@@ -13,7 +13,7 @@
 #include <new>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "recording/Provider.h"
+#include "tests/recording/Provider.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

@@ -4,7 +4,7 @@
 #include <ctime>
 #include <locale>
 
-#include "decoder/Fixture.h"
+#include "tests/decoder/Fixture.h"
 
 namespace Test {
 namespace {

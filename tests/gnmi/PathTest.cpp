@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "gnmi/Sizes.h"
+#include "tests/gnmi/Sizes.h"
 
 namespace Gnmi {
 namespace {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Velko/Pb.h"
-#include "model/Network.h"
+#include "tests/model/Network.h"
 
 namespace ModelTest {
 namespace {

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "TypeNames.h"
 #include "model/Zyn/Tables.h"
+#include "tests/TypeNames.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "model/Network.h"
+#include "tests/model/Network.h"
 
 namespace ModelTest {
 namespace {

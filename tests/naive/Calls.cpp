@@ -1,4 +1,4 @@
-#include "naive/Calls.h"
+#include "tests/naive/Calls.h"
 
 #include <dlfcn.h>
 

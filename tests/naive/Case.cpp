@@ -1,4 +1,4 @@
-#include "naive/Case.h"
+#include "tests/naive/Case.h"
 
 #include <string_view>
 

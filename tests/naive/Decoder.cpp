@@ -1,4 +1,4 @@
-#include "naive/Decoder.h"
+#include "tests/naive/Decoder.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -28,9 +28,9 @@
 #include "Drovan/ZynKeyDecoder.h"
 #include "model/Runtime.h"
 #include "model/Value.h"
-#include "naive/Calls.h"
-#include "naive/Case.h"
-#include "naive/Decoder.h"
+#include "tests/naive/Calls.h"
+#include "tests/naive/Case.h"
+#include "tests/naive/Decoder.h"
 
 namespace Naive {
 namespace {

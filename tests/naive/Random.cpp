@@ -8,7 +8,7 @@
 
 #include "Velko/Exception.h"
 #include "model/Value.h"
-#include "naive/Case.h"
+#include "tests/naive/Case.h"
 
 namespace Naive {
 namespace {

@@ -6,7 +6,7 @@
 #include <set>
 #include <string_view>
 
-#include "naive/Case.h"
+#include "tests/naive/Case.h"
 
 namespace Naive {
 namespace {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "recording/Provider.h"
+#include "tests/recording/Provider.h"
 
 namespace Recording {
 namespace {

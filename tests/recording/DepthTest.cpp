@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "recording/Provider.h"
+#include "tests/recording/Provider.h"
 
 namespace Recording {
 namespace {

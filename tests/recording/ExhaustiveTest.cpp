@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "recording/Provider.h"
+#include "tests/recording/Provider.h"
 
 namespace Recording {
 namespace {

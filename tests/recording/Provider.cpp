@@ -1,4 +1,4 @@
-#include "recording/Provider.h"
+#include "tests/recording/Provider.h"
 
 #include <cxxabi.h>
 #include <fmt/core.h>

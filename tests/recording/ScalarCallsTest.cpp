@@ -11,7 +11,7 @@
 #include <type_traits>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "recording/Provider.h"
+#include "tests/recording/Provider.h"
 
 namespace Recording {
 namespace {

@@ -13,8 +13,8 @@
 #include <set>
 #include <thread>
 
-#include "yang/Loaded.h"
-#include "yang/Texts.h"
+#include "tests/yang/Loaded.h"
+#include "tests/yang/Texts.h"
 
 namespace YangTest {
 namespace {

@@ -1,4 +1,4 @@
-#include "Texts.h"
+#include "tests/yang/Texts.h"
 
 #include <libyang/plugins_types.h>
 

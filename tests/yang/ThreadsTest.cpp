@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "model/Runtime.h"
-#include "yang/Loaded.h"
+#include "tests/yang/Loaded.h"
 
 #ifdef __SANITIZE_THREAD__
 /** The C library reads the time zone, as libyang makes it do for dates, under a lock that the sanitizer does not see.

@@ -3,8 +3,8 @@
 #include <set>
 #include <utility>
 
-#include "TypeNames.h"
-#include "yang/Loaded.h"
+#include "tests/TypeNames.h"
+#include "tests/yang/Loaded.h"
 
 namespace YangTest {
 namespace {

@@ -1,4 +1,4 @@
-#include "schema/Nearest.h"
+#include "text/Nearest.h"
 
 #include <algorithm>
 #include <array>
@@ -9,30 +9,30 @@
 #include <utility>
 #include <vector>
 
-namespace Yaml {
+namespace Text {
 namespace {
 
-constexpr std::size_t kLongest = 64;
-constexpr std::size_t kMostNames = 10000;
-constexpr std::size_t kMostAnswers = 3;
+constexpr std::size_t longestName = 64;
+constexpr std::size_t mostNames = 10000;
+constexpr std::size_t mostAnswers = 3;
 
 // What differences cost. Any number of differences in the qualifier is less than one in the name itself.
-constexpr std::size_t kEdit = 32;
-constexpr std::size_t kCase = 1;
-constexpr std::size_t kNoQualifier = 1;
+constexpr std::size_t editCost = 32;
+constexpr std::size_t caseCost = 1;
+constexpr std::size_t noQualifierCost = 1;
 
 char lower(char byte) { return 'A' <= byte && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte; }
 
 std::size_t distance(std::string_view a, std::string_view b) {
-  std::array<std::size_t, kLongest + 1> row;
+  std::array<std::size_t, longestName + 1> row;
   for (std::size_t j = 0; j <= b.size(); ++j) {
-    row[j] = j * kEdit;
+    row[j] = j * editCost;
   }
   for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i * kEdit);
+    std::size_t diagonal = std::exchange(row[0], i * editCost);
     for (std::size_t j = 1; j <= b.size(); ++j) {
-      std::size_t const swap = a[i - 1] == b[j - 1] ? 0 : lower(a[i - 1]) == lower(b[j - 1]) ? kCase : kEdit;
-      std::size_t const cost = std::min({diagonal + swap, row[j] + kEdit, row[j - 1] + kEdit});
+      std::size_t const swap = a[i - 1] == b[j - 1] ? 0 : lower(a[i - 1]) == lower(b[j - 1]) ? caseCost : editCost;
+      std::size_t const cost = std::min({diagonal + swap, row[j] + editCost, row[j - 1] + editCost});
       diagonal = std::exchange(row[j], cost);
     }
   }
@@ -51,7 +51,7 @@ Name split(std::string_view name) {
 
 std::size_t qualifierCost(std::string_view a, std::string_view b) {
   if (a.empty() || b.empty()) {
-    return a.empty() && b.empty() ? 0 : kNoQualifier;
+    return a.empty() && b.empty() ? 0 : noQualifierCost;
   }
   while (a.ends_with(':')) {
     a.remove_suffix(1);
@@ -59,33 +59,33 @@ std::size_t qualifierCost(std::string_view a, std::string_view b) {
   while (b.ends_with(':')) {
     b.remove_suffix(1);
   }
-  return std::min(distance(a, b) / 8, kEdit - 1);
+  return std::min(distance(a, b) / 8, editCost - 1);
 }
 
 }  // namespace
 
 std::vector<std::string> nearest(std::string_view name, std::span<std::string const> names) {
-  if (name.size() > kLongest) {
+  if (name.size() > longestName) {
     return {};
   }
   auto const [qualifier, rest] = split(name);
-  std::size_t const limit = std::max<std::size_t>(rest.size() / 3, 1) * kEdit + kEdit - 1;
+  std::size_t const limit = std::max<std::size_t>(rest.size() / 3, 1) * editCost + editCost - 1;
   std::vector<std::pair<std::size_t, std::size_t>> near;  // cost and position: sorted, equals keep their order
-  for (std::size_t at = 0; at < std::min(names.size(), kMostNames); ++at) {
+  for (std::size_t at = 0; at < std::min(names.size(), mostNames); ++at) {
     std::string_view const candidate = names[at];
-    if (candidate.size() > kLongest) {
+    if (candidate.size() > longestName) {
       continue;
     }
     auto const [otherQualifier, otherRest] = split(candidate);
     std::size_t const cost = distance(rest, otherRest) + qualifierCost(qualifier, otherQualifier);
     // A name that has no byte in common is not near, however short it is.
-    if (cost <= limit && cost < std::max(rest.size(), otherRest.size()) * kEdit) {
+    if (cost <= limit && cost < std::max(rest.size(), otherRest.size()) * editCost) {
       near.emplace_back(cost, at);
     }
   }
   std::ranges::sort(near);
   std::vector<std::string> answers;
-  for (auto const& [cost, at] : std::span(near).first(std::min(near.size(), kMostAnswers))) {
+  for (auto const& [cost, at] : std::span(near).first(std::min(near.size(), mostAnswers))) {
     answers.push_back(names[at]);
   }
   return answers;
@@ -101,4 +101,4 @@ std::string didYouMean(std::string_view name, std::span<std::string const> names
   return text.empty() ? text : text + '?';
 }
 
-}  // namespace Yaml
+}  // namespace Text

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Yaml {
+namespace Text {
 
 /**
  * At most three of `names`, nearest first by edit distance (in bytes, where another letter case counts little), in the
@@ -27,4 +27,4 @@ std::vector<std::string> nearest(std::string_view name, std::span<std::string co
 /** "; did you mean 'a', 'b'?", or nothing when none is near: to end a message with. */
 std::string didYouMean(std::string_view name, std::span<std::string const> names);
 
-}  // namespace Yaml
+}  // namespace Text

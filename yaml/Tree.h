@@ -1,4 +1,4 @@
-// A YAML file as a plain tree. Not installed: only schema/ looks in here.
+// A YAML file as a plain tree. Not installed: only yaml/ looks in here.
 //
 // What no schema file may hold anywhere is refused here: a key written twice, a bare null, an alias, a tag, a second
 // document. A node with such a fault has the shape Bad, so that whoever reads on can tell it from a fault of its own.

@@ -1,4 +1,4 @@
-#include "schema/Yaml.h"
+#include "yaml/Yaml.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

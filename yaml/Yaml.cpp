@@ -1,4 +1,4 @@
-#include "schema/Yaml.h"
+#include "yaml/Yaml.h"
 
 #include <fmt/format.h>
 
@@ -25,8 +25,8 @@
 #include <vector>
 
 #include "model/Schema.h"
-#include "schema/Nearest.h"
-#include "schema/Tree.h"
+#include "text/Nearest.h"
+#include "yaml/Tree.h"
 
 namespace Yaml {
 namespace {
@@ -204,7 +204,7 @@ class Loader {
     std::vector<std::string> const names(known.begin(), known.end());
     for (Node const& item : map.items) {
       if (std::ranges::find(known, item.key) == known.end()) {
-        std::string const near = didYouMean(item.key, names);
+        std::string const near = Text::didYouMean(item.key, names);
         report(file, item.keyPlace,
                fmt::format("unknown key '{}'{}", item.key,
                            near.empty() ? fmt::format("; known here: {}", fmt::join(known, ", ")) : near));
@@ -601,7 +601,7 @@ class Loader {
     if (!file.lacksImports || name.text.find('.') == std::string::npos) {
       report(file, name.place,
              fmt::format("no type '{}'{}", name.text,
-                         ++suggested_ > kMostSuggestions ? "" : didYouMean(name.text, file.names)));
+                         ++suggested_ > kMostSuggestions ? "" : Text::didYouMean(name.text, file.names)));
     }
     return {};
   }

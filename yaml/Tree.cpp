@@ -1,4 +1,4 @@
-#include "schema/Tree.h"
+#include "yaml/Tree.h"
 
 #include <fmt/core.h>
 #include <yaml-cpp/eventhandler.h>

@@ -1,4 +1,4 @@
-#include "schema/Nearest.h"
+#include "text/Nearest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,7 +38,7 @@ TEST(Nearest, FindsWhatIsNearNearestFirst) {
       {"64 bytes are looked at", std::string(64, 'a'), {std::string(63, 'a')}, {std::string(63, 'a')}},
   };
   for (Row const& row : rows) {
-    EXPECT_THAT(Yaml::nearest(row.name, row.names), ElementsAreArray(row.wanted)) << row.why;
+    EXPECT_THAT(Text::nearest(row.name, row.names), ElementsAreArray(row.wanted)) << row.why;
   }
 }
 
@@ -58,23 +58,23 @@ TEST(Nearest, FindsNothingWhereNothingIsNear) {
       {"and so they are among the names", std::string(64, 'a'), {std::string(65, 'a')}},
   };
   for (Row const& row : rows) {
-    EXPECT_THAT(Yaml::nearest(row.name, row.names), IsEmpty()) << row.why;
+    EXPECT_THAT(Text::nearest(row.name, row.names), IsEmpty()) << row.why;
   }
 }
 
 TEST(Nearest, EndsAMessage) {
   Names const names = {"ab", "ac", "xyz"};
-  EXPECT_EQ(Yaml::didYouMean("xy", names), "; did you mean 'xyz'?");
-  EXPECT_EQ(Yaml::didYouMean("aa", names), "; did you mean 'ab', 'ac'?");
-  EXPECT_EQ(Yaml::didYouMean("other", names), "");
+  EXPECT_EQ(Text::didYouMean("xy", names), "; did you mean 'xyz'?");
+  EXPECT_EQ(Text::didYouMean("aa", names), "; did you mean 'ab', 'ac'?");
+  EXPECT_EQ(Text::didYouMean("other", names), "");
 }
 
 TEST(Nearest, LooksAtABoundedNumberOfNames) {
   Names names(10000, "other");
   names.back() = "String";
-  EXPECT_EQ(Yaml::didYouMean("Strng", names), "; did you mean 'String'?");
+  EXPECT_EQ(Text::didYouMean("Strng", names), "; did you mean 'String'?");
   names.insert(names.begin(), "other");
-  EXPECT_EQ(Yaml::didYouMean("Strng", names), "");
+  EXPECT_EQ(Text::didYouMean("Strng", names), "");
 }
 
 }  // namespace
