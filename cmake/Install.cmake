@@ -17,6 +17,10 @@ install(TARGETS DrovanModel DrovanYaml DrovanYang EXPORT DrovanTargets FILE_SET 
 install(TARGETS zynkey)
 install(FILES zynkey/zynkey.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zynkey)
 
+# As they stand here, so that links between the pages hold.
+install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Drovan)
 install(EXPORT DrovanTargets NAMESPACE Drovan:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/DrovanConfig.cmake.in DrovanConfig.cmake INSTALL_DESTINATION ${package_dir}
