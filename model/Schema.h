@@ -20,6 +20,7 @@
 // number of threads may use the types. Not checked: that building has ended when use begins.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -78,7 +79,17 @@ enum class Mark : std::uint8_t { Value, Enum, S4, GnmiString, Union, ScalarKind 
 /** What cannot be built; `what()` says what is wrong and what would be right. */
 class SchemaError : public std::invalid_argument {
  public:
-  using std::invalid_argument::invalid_argument;
+  explicit SchemaError(std::string const& what, std::optional<std::size_t> item = std::nullopt)
+      : std::invalid_argument(what), item_(item) {}
+
+  /**
+   * The index of the refused item in the list that the function was given: of arguments, s4 numbers, enumerators or
+   * alternatives; the first one, where several are wrong. Empty where the error is about no item of a list.
+   */
+  std::optional<std::size_t> item() const noexcept { return item_; }
+
+ private:
+  std::optional<std::size_t> item_;
 };
 
 struct Enumerator {

@@ -218,38 +218,23 @@ class Loader {
    */
   template <typename Item, typename Build>
   bool buildFrom(File& file, Place whole, Placed<Item> list, Build const& build) {
-    auto const refusal = [&](std::size_t count) -> std::optional<std::string> {
-      try {
-        build(std::span<Item const>(list.items).first(count));
-        return std::nullopt;
-      } catch (Model::SchemaError const& e) {
-        return e.what();
-      }
-    };
     for (std::size_t refusals = 0; refusals < kMostRefusals; ++refusals) {
-      std::optional<std::string> why = refusal(list.items.size());
-      if (!why) {
+      try {
+        build(std::span<Item const>(list.items));
         return refusals == 0;
-      }
-      if (list.items.empty()) {
-        if (refusals == 0) {
-          report(file, whole, *why);
+      } catch (Model::SchemaError const& e) {
+        if (e.item()) {
+          auto const at = static_cast<std::ptrdiff_t>(*e.item());
+          report(file, list.places[*e.item()], e.what());
+          list.items.erase(list.items.begin() + at);
+          list.places.erase(list.places.begin() + at);
+        } else {
+          if (refusals == 0) {
+            report(file, whole, e.what());
+          }
+          return false;
         }
-        return false;
       }
-      // The builder does not say which item it was: it is the last of the shortest list that is refused.
-      std::size_t taken = 0;
-      std::size_t refused = list.items.size();
-      while (refused - taken > 1) {
-        std::size_t const middle = taken + (refused - taken) / 2;
-        std::optional<std::string> const whyMiddle = refusal(middle);
-        (whyMiddle ? refused : taken) = middle;
-        why = whyMiddle ? whyMiddle : why;
-      }
-      auto const at = static_cast<std::ptrdiff_t>(refused - 1);
-      report(file, list.places[refused - 1], *why);
-      list.items.erase(list.items.begin() + at);
-      list.places.erase(list.places.begin() + at);
     }
     return false;
   }
@@ -553,30 +538,24 @@ class Loader {
 
   Zyn::ZynType declareEnum(File& file, Declaration const& declaration) {
     Placed<Model::Enumerator> enumerators;
-    bool ok = true;
     for (Node const& item : declaration.content->items) {
       if (declaration.content->shape == Shape::List) {
         if (expect(file, item, Shape::Text, "the name of an enumerator")) {
           enumerators.add({item.text, static_cast<std::int32_t>(&item - declaration.content->items.data())},
                           item.place);
-        } else {
-          ok = false;
         }
       } else if (auto const number = numberIn<std::int32_t>(file, item)) {
         enumerators.add({item.key, *number}, item.keyPlace);
-      } else {
-        ok = false;
       }
     }
-    if (!ok && enumerators.items.empty()) {
+    if (enumerators.items.empty() && !declaration.content->items.empty()) {
       return {};
     }
-    // A refused enumeration is tried in parts, which would leave the name taken: so in a module that goes away.
-    ok &= buildFrom(file, declaration.content->place, enumerators, [&](std::span<Model::Enumerator const> some) {
-      Model::Schema trial;
-      trial.module(file.module->name()).enumeration(declaration.node->key, some);
+    Zyn::ZynType type;
+    buildFrom(file, declaration.content->place, enumerators, [&](std::span<Model::Enumerator const> some) {
+      type = file.module->enumeration(declaration.node->key, some);
     });
-    return ok ? Zyn::ZynType(file.module->enumeration(declaration.node->key, enumerators.items)) : Zyn::ZynType();
+    return type;
   }
 
   template <typename Number>

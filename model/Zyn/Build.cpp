@@ -34,6 +34,20 @@ template <typename... Args>
   throw SchemaError(text);
 }
 
+/** Calls `take` with each item of a list; what it refuses carries the index of the item. */
+template <typename Items, typename Take>
+void forEachItem(Items const& items, Take const& take) {
+  std::size_t index = 0;
+  try {
+    for (auto const& item : items) {
+      take(item);
+      ++index;
+    }
+  } catch (SchemaError const& e) {
+    throw SchemaError(e.what(), index);
+  }
+}
+
 /** `what` says what is named, as in "an attribute of 'Network::Route'". */
 void checkName(std::string_view what, std::string_view name) {
   if (name.empty()) {
@@ -201,12 +215,10 @@ void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {
 
 // What is read from text or from a message is built from its constructor arguments: each must be there to be read.
 
-void checkArgsInPattern(Zyn::ZynType type, std::span<std::uint32_t const> args, Pattern const& pattern) {
-  for (std::uint32_t const slot : args) {
-    if (std::ranges::find(pattern.slots, slot) == pattern.slots.end()) {
-      refuse("the gNMI pattern '{}' of '{}' leaves out the constructor argument '{}'; name each of them", pattern.whole,
-             type.name(), attrOf(type, slot).name);
-    }
+void checkArgInPattern(Zyn::ZynType type, std::uint32_t slot, Pattern const& pattern) {
+  if (std::ranges::find(pattern.slots, slot) == pattern.slots.end()) {
+    refuse("the gNMI pattern '{}' of '{}' leaves out the constructor argument '{}'; name each of them", pattern.whole,
+           type.name(), attrOf(type, slot).name);
   }
 }
 
@@ -335,21 +347,19 @@ TypeBuilder& TypeBuilder::args(std::span<std::string_view const> names) {
   checkIsValueType(type_, "constructor arguments");
   std::vector<std::uint32_t> slots;
   absl::flat_hash_set<std::uint32_t> seen;
-  for (std::string_view const name : names) {
+  forEachItem(names, [&](std::string_view name) {
     std::uint32_t const slot = slotOf(type_, name);
     if (!seen.insert(slot).second) {
       refuse("the constructor argument '{}' of '{}' is named twice; name it once", name, type_.name());
     }
     slots.push_back(slot);
-  }
+  });
   TypeRow const& row = rowOf(type_);
   if (row.pattern) {
-    checkArgsInPattern(type_, slots, *row.pattern);
+    forEachItem(slots, [&](std::uint32_t slot) { checkArgInPattern(type_, slot, *row.pattern); });
   }
   if (row.hasS4Numbers) {
-    for (std::uint32_t const slot : slots) {
-      checkArgHasNumber(type_, slot, attrOf(type_, slot).s4Number);
-    }
+    forEachItem(slots, [&](std::uint32_t slot) { checkArgHasNumber(type_, slot, attrOf(type_, slot).s4Number); });
   }
   setArgs(type_, slots);
   return *this;
@@ -360,7 +370,9 @@ TypeBuilder& TypeBuilder::args(std::initializer_list<std::string_view> names) { 
 TypeBuilder& TypeBuilder::gnmi(std::string_view pattern) {
   checkIsValueType(type_, "a gNMI pattern");
   Pattern parsed = parsePattern(type_, pattern);
-  checkArgsInPattern(type_, rowOf(type_).argSlots, parsed);
+  for (std::uint32_t const slot : rowOf(type_).argSlots) {
+    checkArgInPattern(type_, slot, parsed);
+  }
   mutableRow(type_).pattern = std::move(parsed);
   return mark(Mark::GnmiString).mark(Mark::ScalarKind);
 }
@@ -370,7 +382,8 @@ TypeBuilder& TypeBuilder::s4(std::span<std::pair<std::string_view, std::uint32_t
   TypeRow& row = mutableRow(type_);
   std::vector<std::uint32_t> bySlot(row.attrs.size(), 0);
   absl::flat_hash_map<std::uint32_t, std::string_view> taken;
-  for (auto const& [name, number] : numbers) {
+  forEachItem(numbers, [&](std::pair<std::string_view, std::uint32_t> const& item) {
+    auto const& [name, number] = item;
     std::uint32_t const slot = slotOf(type_, name);
     if (!isFieldNumber(number)) {
       refuse(
@@ -386,7 +399,7 @@ TypeBuilder& TypeBuilder::s4(std::span<std::pair<std::string_view, std::uint32_t
              type_.name(), name, number);
     }
     bySlot[slot] = number;
-  }
+  });
   for (std::uint32_t const slot : row.argSlots) {
     checkArgHasNumber(type_, slot, bySlot[slot]);
   }
@@ -427,8 +440,8 @@ TypeBuilder Module::enumeration(std::string_view name, std::span<Enumerator cons
   std::string const fullName = fmt::format("{}::{}", this->name(), name);
   absl::flat_hash_map<std::string_view, std::uint32_t> byName;
   absl::flat_hash_map<std::int32_t, std::uint32_t> byNumber;
-  for (std::uint32_t i = 0; i < enumerators.size(); ++i) {
-    Enumerator const& enumerator = enumerators[i];
+  forEachItem(enumerators, [&](Enumerator const& enumerator) {
+    auto const i = static_cast<std::uint32_t>(byName.size());
     checkName(fmt::format("an enumerator of '{}'", fullName), enumerator.name);
     if (!byName.emplace(enumerator.name, i).second) {
       refuse("'{}' already has an enumerator '{}'; choose another name", fullName, enumerator.name);
@@ -437,7 +450,7 @@ TypeBuilder Module::enumeration(std::string_view name, std::span<Enumerator cons
       refuse("the enumerators '{}' and '{}' of '{}' have the same number {}; choose another one",
              enumerators[other->second].name, enumerator.name, fullName, enumerator.number);
     }
-  }
+  });
   if (enumerators.empty()) {
     refuse("the enumeration '{}' has no enumerators; give it at least one", fullName);
   }
@@ -475,9 +488,7 @@ TypeBuilder Module::unionOf(std::string_view name, std::initializer_list<Attribu
   auto& module = static_cast<ModuleTables&>(*this);
   TypeBuilder builder(addType(*this, name, Kind::Union));
   try {
-    for (Attribute const& alternative : alternatives) {
-      builder.attr(alternative.name, alternative.type);
-    }
+    forEachItem(alternatives, [&](Attribute const& alternative) { builder.attr(alternative.name, alternative.type); });
   } catch (...) {
     // Nobody has seen the type yet: it goes as a whole. Rows of its attributes may stay: nothing leads to them.
     module.typesByName.erase(name);

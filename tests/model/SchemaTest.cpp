@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -760,6 +761,49 @@ TEST(Attributes, AreFoundByTheirNameAndByNoneThatIsNearlyTheSame) {
     EXPECT_TRUE(type.attr(std::string(name.size(), 'a')).empty()) << name.size();
   }
   EXPECT_TRUE(type.attr("").empty());
+}
+
+TEST(Refusals, SayWhichItemOfAListTheyAreAbout) {
+  struct Row {
+    char const* why;
+    std::function<void(Module&)> act;
+    std::optional<std::size_t> item = {};
+  };
+  for (auto const& [why, act, item] : std::vector<Row>{
+           {"no attribute", [](Module& m) { at(m, "V").args({"a", "x", "y"}); }, 1},
+           {"an argument twice", [](Module& m) { at(m, "V").args({"a", "b", "a"}); }, 2},
+           {"an argument not in the pattern", [](Module& m) { at(m, "P").args({"a", "b"}); }, 1},
+           {"an argument without a number", [](Module& m) { at(m, "S").args({"a", "c", "b"}); }, 2},
+           {"a number for no attribute", [](Module& m) { at(m, "V").s4({{"a", 1}, {"x", 2}}); }, 1},
+           {"no field number", [](Module& m) { at(m, "V").s4({{"a", 0}, {"b", 0}}); }, 0},
+           {"two numbers for one", [](Module& m) { at(m, "V").s4({{"a", 1}, {"b", 2}, {"a", 3}}); }, 2},
+           {"one number for two", [](Module& m) { at(m, "V").s4({{"a", 1}, {"b", 1}}); }, 1},
+           {"enumerators without a name", [](Module& m) { m.enumeration("E", {{"a", 1}, {"", 2}, {"", 3}}); }, 1},
+           {"enumerators of one name", [](Module& m) { m.enumeration("E", {{"a", 1}, {"b", 2}, {"a", 3}}); }, 2},
+           {"enumerators of one number", [](Module& m) { m.enumeration("E", {{"a", 1}, {"b", 1}}); }, 1},
+           {"alternatives", [](Module& m) { m.unionOf("U", {{"a", core(Kind::U8)}, {"a", core(Kind::U8)}}); }, 1},
+           {"no arguments of this kind of type", [](Module& m) { at(m, "W").args({"value"}); }},
+           {"no enumerators", [](Module& m) { m.enumeration("E", {}); }},
+           {"a name that is taken", [](Module& m) { m.enumeration("V", {{"a", 1}, {"a", 2}}); }},
+           {"a pattern without an argument", [](Module& m) { at(m, "A").gnmi("{b}"); }},
+           {"numbers without an argument's", [](Module& m) { at(m, "A").s4({{"b", 1}}); }},
+       }) {
+    Schema schema;
+    Module& m = schema.module("M");
+    for (std::string_view const name : {"V", "P", "S", "A"}) {
+      m.value(name).attr("a", core(Kind::U8)).attr("b", core(Kind::U8)).attr("c", core(Kind::U8));
+    }
+    at(m, "P").gnmi("{a}-{c}");
+    at(m, "S").s4({{"a", 1}, {"c", 3}});
+    at(m, "A").args({"a"});
+    m.wrapper("W", core(Kind::U8));
+    try {
+      act(m);
+      ADD_FAILURE() << why << " was accepted";
+    } catch (Model::SchemaError const& error) {
+      EXPECT_EQ(error.item(), item) << why << ": " << error.what();
+    }
+  }
 }
 
 TEST(Unions, ThatFailedCanBeBuiltAgain) {
