@@ -8,7 +8,7 @@
 #include "Velko/Exception.h"
 #include "bench/Decoder.h"
 #include "model/Schema.h"
-#include "model/Zyn/Values.h"
+#include "model/Zyn/Objects.h"
 
 namespace Bench {
 namespace {

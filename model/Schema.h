@@ -120,9 +120,9 @@ class TextRule {
   /** False to refuse. `text` becomes the canonical one: it stays as it is, or points into `buffer`, which is empty. */
   virtual bool canonical(std::string_view& text, std::string& buffer) const = 0;
   /** What the rule takes, to end a message with: "a text of 1 to 8 characters". */
-  virtual std::string fits() const = 0;
+  virtual std::string expectation() const = 0;
   /** What there is to say of one refused text besides, beginning with "; "; mostly nothing. */
-  virtual std::string remark(std::string_view text) const;
+  virtual std::string hint(std::string_view text) const;
 };
 
 class Module;

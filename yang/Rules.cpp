@@ -113,7 +113,7 @@ class IntegerRule final : public Model::TextRule {
     return true;
   }
 
-  std::string fits() const override {
+  std::string expectation() const override {
     return "a decimal number from " + shownParts(parts_, [this](std::uint64_t number) {
              return isSigned_ ? fmt::format("{}", static_cast<std::int64_t>(number ^ topBit))
                               : fmt::format("{}", number);
@@ -198,7 +198,7 @@ class StringRule final : public Model::TextRule {
            });
   }
 
-  std::string fits() const override {
+  std::string expectation() const override {
     std::string text = "a text";
     if (!lengths_.empty()) {
       text += " of " + shownLength(lengths_, "characters");
@@ -211,7 +211,7 @@ class StringRule final : public Model::TextRule {
     return text;
   }
 
-  std::string remark(std::string_view text) const override {
+  std::string hint(std::string_view text) const override {
     for (lysc_pattern const* const pattern : patterns_) {
       int const answer = isMatched(text) ? match(*pattern, text) : PCRE2_ERROR_NOMATCH;
       if (answer == PCRE2_ERROR_MATCHLIMIT || answer == PCRE2_ERROR_HEAPLIMIT) {
@@ -358,9 +358,9 @@ class StoredRule final : public Model::TextRule {
     return true;
   }
 
-  std::string fits() const override { return storedFits(type_); }
+  std::string expectation() const override { return storedFits(type_); }
 
-  std::string remark(std::string_view text) const override {
+  std::string hint(std::string_view text) const override {
     return isTooLong(text) ? fmt::format("; more than {} bytes are too many", maxExpression) : "";
   }
 
@@ -432,8 +432,8 @@ class Ipv4Rule final : public Model::TextRule {
   bool canonical(std::string_view& text, std::string& buffer) const override {
     return isCanonicalIpv4(text, isPrefix_) || other_.canonical(text, buffer);
   }
-  std::string fits() const override { return other_.fits(); }
-  std::string remark(std::string_view text) const override { return other_.remark(text); }
+  std::string expectation() const override { return other_.expectation(); }
+  std::string hint(std::string_view text) const override { return other_.hint(text); }
 
  private:
   StoredRule other_;
@@ -504,7 +504,7 @@ class IdentityRule final : public Model::TextRule {
     return true;
   }
 
-  std::string fits() const override {
+  std::string expectation() const override {
     auto const shown = std::span(shown_).first(std::min(shown_.size(), shownNames));
     return fmt::format("an identity derived from {}: {}{}", bases_,
                        shown.empty() ? "there is none" : fmt::format("{}", fmt::join(shown, ", ")),

@@ -75,7 +75,7 @@ std::string describe(Zyn::ZynType type) {
     text.append(", gNMI form ").append(pattern);
   }
   if (Model::TextRule const* const rule = Model::textRule(type); rule != nullptr) {
-    text.append(", takes ").append(rule->fits());
+    text.append(", takes ").append(rule->expectation());
   }
   text += '\n';
   for (Model::Enumerator const& enumerator : Model::enumerators(type)) {

@@ -44,13 +44,13 @@ namespace {
 
 // Sizes up to 2048 come in steps of 16 from the slab, larger ones from the heap. A block never changes its class, and
 // never goes back to the heap: what a thread frees it uses again, and what it has too much of other threads use.
-constexpr std::size_t kStep = 16;
-constexpr std::size_t kLargest = 2048;
-constexpr std::size_t kClasses = kLargest / kStep + 1;
-constexpr std::uint32_t kHeap = kClasses;
+constexpr std::size_t stepSize = 16;
+constexpr std::size_t largestSize = 2048;
+constexpr std::size_t classCount = largestSize / stepSize + 1;
+constexpr std::uint32_t heapClass = classCount;
 
 /** What stands before each block's storage. */
-struct alignas(kStep) Block {
+struct alignas(stepSize) Block {
   std::uint32_t sizeClass;
   /** In the first block of a batch that lies in the pool: how many there are. */
   std::uint32_t count;
@@ -63,20 +63,22 @@ struct alignas(kStep) Block {
   /** In the first block of a batch that lies in the pool: the next batch. Kept in the storage, which is free then. */
   Block*& nextBatch() noexcept { return *static_cast<Block**>(storage()); }
 };
-static_assert(sizeof(Block) == kStep && alignof(std::max_align_t) <= kStep);
+static_assert(sizeof(Block) == stepSize && alignof(std::max_align_t) <= stepSize);
 
-constexpr std::uint32_t sizeClassOf(std::size_t size) { return static_cast<std::uint32_t>((size + kStep - 1) / kStep); }
+constexpr std::uint32_t sizeClassOf(std::size_t size) {
+  return static_cast<std::uint32_t>((size + stepSize - 1) / stepSize);
+}
 
 /** A block for nothing holds a step too: a batch in the pool needs it. */
 constexpr std::size_t blockSize(std::size_t sizeClass) {
-  return sizeof(Block) + std::max<std::size_t>(sizeClass, 1) * kStep;
+  return sizeof(Block) + std::max<std::size_t>(sizeClass, 1) * stepSize;
 }
 static_assert(blockSize(0) >= sizeof(Block) + sizeof(Block*));
 
 /** How many blocks move between a thread and the pool at once. */
 constexpr std::uint32_t batchSize(std::size_t sizeClass) {
-  constexpr std::size_t kBytes = 8192;
-  return static_cast<std::uint32_t>(std::clamp<std::size_t>(kBytes / blockSize(sizeClass), 8, 64));
+  constexpr std::size_t bytes = 8192;
+  return static_cast<std::uint32_t>(std::clamp<std::size_t>(bytes / blockSize(sizeClass), 8, 64));
 }
 
 struct List {
@@ -121,7 +123,7 @@ struct alignas(64) Pool {
 };
 
 // Constant-initialised and without a destructor: usable before main starts and after it has ended.
-constinit std::array<Pool, kClasses> pools;
+constinit std::array<Pool, classCount> pools;
 static_assert(std::is_trivially_destructible_v<Pool>);
 
 List carve(std::uint32_t sizeClass) {
@@ -149,7 +151,7 @@ struct Kept : List {
 
 /** What one thread has at hand. */
 struct Cache {
-  std::array<Kept, kClasses> lists;
+  std::array<Kept, classCount> lists;
 };
 
 /** Has no block and no room for one: stands where a thread has no cache, so that what is usual need not ask. */
@@ -165,7 +167,7 @@ struct CacheEnd {
   ~CacheEnd() {
     Cache* const mine = std::exchange(cache, &noCache);
     hasEnded = true;
-    for (std::size_t i = 0; i < kClasses; ++i) {
+    for (std::size_t i = 0; i < classCount; ++i) {
       pools[i].give(mine->lists[i]);
     }
     std::free(mine);
@@ -177,7 +179,7 @@ Cache* madeCache() noexcept {
   void* const storage = cache == &noCache && !hasEnded ? std::malloc(sizeof(Cache)) : nullptr;
   if (storage != nullptr) {
     cache = ::new (storage) Cache;
-    for (std::size_t i = 0; i < kClasses; ++i) {
+    for (std::size_t i = 0; i < classCount; ++i) {
       cache->lists[i].most = 2 * batchSize(i);
     }
     thread_local CacheEnd const end;
@@ -208,7 +210,7 @@ void* takeBlock(std::uint32_t sizeClass) {
   if (storage == nullptr) {
     throw std::bad_alloc();
   }
-  return (::new (storage) Block{kHeap, 0, nullptr})->storage();
+  return (::new (storage) Block{heapClass, 0, nullptr})->storage();
 }
 
 /** For a thread that has no room left, as it frees what others took, or has none yet, or none any more. */
@@ -235,7 +237,7 @@ void giveBlock(Block* block) noexcept {
 
 void* slabAllocOrStdMalloc(std::size_t size) {
   // What is rare is done elsewhere, so that what is not needs no registers saved for it.
-  return size <= kLargest ? takeBlock(sizeClassOf(size)) : takeFromHeap(size);
+  return size <= largestSize ? takeBlock(sizeClassOf(size)) : takeFromHeap(size);
 }
 
 void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept {
@@ -243,7 +245,7 @@ void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept {
     return;
   }
   Block* const block = Block::of(pointer);
-  if (block->sizeClass == kHeap) {
+  if (block->sizeClass == heapClass) {
     std::free(block);
   } else {
     giveBlock(block);

@@ -21,9 +21,9 @@ namespace Velko::MemTrack {
 
 namespace {
 
-constexpr std::size_t kShards = 32;
+constexpr std::size_t shardCount = 32;
 /** For threads that found no shard of their own, and for those that are ending. */
-constexpr std::size_t kShared = kShards;
+constexpr std::size_t sharedShard = shardCount;
 
 // Each thread counts in a shard of its own (while there are not more threads than shards), so that threads which
 // allocate at once do not pass one cache line back and forth, and need no locked instruction.
@@ -33,20 +33,20 @@ struct alignas(64) Shard {
   std::atomic<std::int64_t> elements = 0;
 };
 
-std::array<std::atomic<bool>, kShards> shardIsTaken;
+std::array<std::atomic<bool>, shardCount> shardIsTaken;
 
 /** Frees the thread's shard when it ends; another thread goes on counting there. */
 struct ShardEnd {
   ~ShardEnd();
 };
 
-constexpr std::size_t kNone = kShards + 1;
+constexpr std::size_t noShard = shardCount + 1;
 // A word that every thread has from its start, so that finding it takes no call.
-[[gnu::tls_model("initial-exec")]] thread_local constinit std::size_t shardOfThread = kNone;
+[[gnu::tls_model("initial-exec")]] thread_local constinit std::size_t shardOfThread = noShard;
 
 [[gnu::noinline]] std::size_t takeShard() noexcept {
-  shardOfThread = kShared;
-  for (std::size_t i = 0; i < kShards; ++i) {
+  shardOfThread = sharedShard;
+  for (std::size_t i = 0; i < shardCount; ++i) {
     if (!shardIsTaken[i].exchange(true, std::memory_order_acquire)) {
       thread_local ShardEnd const end;
       static_cast<void>(end);
@@ -59,7 +59,7 @@ constexpr std::size_t kNone = kShards + 1;
 
 ShardEnd::~ShardEnd() {
   // The release half hands on what was counted: the next owner reads before it writes.
-  shardIsTaken[std::exchange(shardOfThread, kShared)].store(false, std::memory_order_release);
+  shardIsTaken[std::exchange(shardOfThread, sharedShard)].store(false, std::memory_order_release);
 }
 
 /** In its own shard a thread is alone: no locked instruction. */
@@ -74,7 +74,7 @@ class Tracker {
  public:
   void count(std::uint64_t allocations, std::int64_t elements) noexcept {
     std::size_t const index = shardOfThread;
-    if (index >= kShared) {
+    if (index >= sharedShard) {
       countAmongOthers(allocations, elements);
       return;
     }
@@ -104,12 +104,12 @@ class Tracker {
  private:
   /** For a thread without a shard of its own, so far or for good. */
   [[gnu::noinline]] void countAmongOthers(std::uint64_t allocations, std::int64_t elements) noexcept {
-    Shard& shard = shards_[shardOfThread == kNone ? takeShard() : kShared];
+    Shard& shard = shards_[shardOfThread == noShard ? takeShard() : sharedShard];
     shard.allocations.fetch_add(allocations, std::memory_order_relaxed);
     shard.elements.fetch_add(elements, std::memory_order_relaxed);
   }
 
-  std::array<Shard, kShards + 1> shards_;
+  std::array<Shard, shardCount + 1> shards_;
   std::atomic<std::size_t> elementSize_ = 0;
 };
 

@@ -59,23 +59,23 @@ void checkName(std::string_view what, std::string_view name) {
 }
 
 std::uint8_t startMarks(Kind kind) {
-  constexpr std::uint8_t kScalar = bit(Mark::Value) | bit(Mark::ScalarKind);
+  constexpr std::uint8_t scalarMarks = bit(Mark::Value) | bit(Mark::ScalarKind);
   switch (kind) {
     case Kind::Entity:
       return 0;
     case Kind::Enum:
       return bit(Mark::Value) | bit(Mark::Enum);
     case Kind::Union:
-      return kScalar | bit(Mark::Union);
+      return scalarMarks | bit(Mark::Union);
     case Kind::IpAddress:
     case Kind::IpPrefix:
     case Kind::MacAddress:
-      return kScalar | bit(Mark::GnmiString);
+      return scalarMarks | bit(Mark::GnmiString);
     case Kind::Wrapper:
     case Kind::Value:
       return bit(Mark::Value);
     default:
-      return kScalar;
+      return scalarMarks;
   }
 }
 
@@ -271,7 +271,7 @@ bool isFieldNumber(std::uint32_t number) {
 
 TextRule::~TextRule() = default;
 
-std::string TextRule::remark(std::string_view /*text*/) const { return {}; }
+std::string TextRule::hint(std::string_view /*text*/) const { return {}; }
 
 ModuleTables const& coreModule() {
   // A static of the function, so that other statics may use it before main starts; never destroyed, for those that use

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "model/Value.h"
+#include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
-#include "model/Zyn/Values.h"
 
 namespace Model {
 namespace {
@@ -45,12 +45,12 @@ nlohmann::ordered_json scalarJson(Scalar const& value) {
 }  // namespace
 
 nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
-  Held const& held = heldIn(value);
-  if (!isComposed(held.kind)) {
-    return scalarJson(static_cast<Scalar const&>(held));
+  ValueObject const& object = valueObject(value);
+  if (!isComposed(object.kind)) {
+    return scalarJson(static_cast<Scalar const&>(object));
   }
-  auto const slots = static_cast<Composed const&>(held).slots();
-  if (held.kind == Kind::Wrapper) {
+  auto const slots = static_cast<Composed const&>(object).slots();
+  if (object.kind == Kind::Wrapper) {
     return slots[0] ? toJson(*slots[0]) : nlohmann::ordered_json();
   }
   auto json = nlohmann::ordered_json::object();
@@ -58,7 +58,7 @@ nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
     if (slots[slot]) {
       // Names are unique: no need to look for each among those before it.
       json.get_ref<nlohmann::ordered_json::object_t&>().push_back(
-          {attrRow(held.type, slot).name, toJson(*slots[slot])});
+          {attrRow(object.type, slot).name, toJson(*slots[slot])});
     }
   }
   return json;

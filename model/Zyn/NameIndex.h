@@ -34,12 +34,12 @@ class NameIndex {
     ++size_;
   }
 
-  static constexpr std::uint32_t kNone = 0xFFFFFFFFU;
+  static constexpr std::uint32_t none = 0xFFFFFFFFU;
 
-  /** `kNone` for a name that was not added. */
+  /** `none` for a name that was not added. */
   std::uint32_t find(std::string_view name) const noexcept {
     if (mask_ == 0) {
-      return kNone;
+      return none;
     }
     return isShort(name) ? search(name, shortWords(name)) : findLong(name);
   }
@@ -96,7 +96,7 @@ class NameIndex {
     for (std::size_t at = placeOf(words);; at = (at + 1) & mask_) {
       Entry const& entry = entries_[at];
       if (entry.name.data() == nullptr) {
-        return kNone;
+        return none;
       }
       if (entry.words == words && entry.name.size() == name.size() && (isShort(name) || entry.name == name)) {
         return entry.number;

@@ -24,8 +24,8 @@
 #include "Velko/Pb.h"
 #include "Zyn/Zyn.h"
 #include "model/Value.h"
+#include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
-#include "model/Zyn/Values.h"
 #include "model/Zyn/Wire.h"
 
 namespace Model {
@@ -64,7 +64,7 @@ WireFormatLite::WireType wireType(Wire wire) {
 }
 
 /** What a field of the type takes, to end a message with. */
-std::string fieldFits(Zyn::ZynType type) {
+std::string fieldExpectation(Zyn::ZynType type) {
   Kind const kind = rowOf(type).kind;
   auto const [wire, protoType] = wireOf(kind);
   auto const [min, max] = rangeOf(kind);
@@ -79,19 +79,19 @@ std::string fieldFits(Zyn::ZynType type) {
     case Wire::Bytes:
       return "bytes";
     case Wire::Text:
-      return fmt::format("a string with {}", textFits(type, TextForm::Gnmi));
+      return fmt::format("a string with {}", textExpectation(type, TextForm::Gnmi));
     case Wire::Message:
       return fmt::format("a message of {}", type.name());
     case Wire::Enum:
       break;
   }
-  constexpr std::size_t kShown = 8;
+  constexpr std::size_t mostShown = 8;
   auto const& enumerators = rowOf(type).enumerators;
   std::string names = "an enumerator";
-  for (std::size_t i = 0; i < std::min(enumerators.size(), kShown); ++i) {
+  for (std::size_t i = 0; i < std::min(enumerators.size(), mostShown); ++i) {
     names += fmt::format("{} {} ({})", i == 0 ? "" : ",", enumerators[i].number, enumerators[i].name);
   }
-  return names + (enumerators.size() > kShown ? ", ..." : "");
+  return names + (enumerators.size() > mostShown ? ", ..." : "");
 }
 
 /** A message that is being read. */
@@ -124,7 +124,7 @@ class Reader {
 
   void expect(WireFormatLite::WireType wanted, Place place, Zyn::ZynType type) const {
     if (WireFormatLite::GetTagWireType(tag_) != wanted) {
-      fault("{}: wire type {} does not fit: {}", place.text(), tag_ & 7, fieldFits(type));
+      fault("{}: wire type {} does not fit: {}", place.text(), tag_ & 7, fieldExpectation(type));
     }
   }
 
@@ -217,7 +217,7 @@ NewValue readField(Reader& reader, Place place, Zyn::ZynType type) {
     case Wire::Text: {
       std::string_view const text = reader.bytes();
       if (!readScalar(row, text, TextForm::Gnmi, content)) {
-        fault("{}: {} does not fit: {}", place.text(), quoted(text), fieldFits(type));
+        fault("{}: {} does not fit: {}", place.text(), quoted(text), fieldExpectation(type));
       }
       break;
     }
@@ -226,26 +226,26 @@ NewValue readField(Reader& reader, Place place, Zyn::ZynType type) {
       double const number = wire == Wire::Fixed32 ? static_cast<double>(std::bit_cast<float>(reader.fixed32()))
                                                   : std::bit_cast<double>(reader.fixed64());
       if (!std::isfinite(number)) {
-        fault("{}: {} does not fit: {}", place.text(), number, fieldFits(type));
+        fault("{}: {} does not fit: {}", place.text(), number, fieldExpectation(type));
       }
       content.number = std::bit_cast<std::uint64_t>(number);
       break;
     }
     default:
       if (std::uint64_t const raw = reader.varint(); !readNumber(row, wire, raw, content)) {
-        fault("{}: {} does not fit: {}", place.text(), shownNumber(wire, raw), fieldFits(type));
+        fault("{}: {} does not fit: {}", place.text(), shownNumber(wire, raw), fieldExpectation(type));
       }
   }
   NewValue value = Scalar::make(type, content);
   // What came as a text has been through the rule already.
   if (row.rule && wire != Wire::Text) {
     auto const& scalar = static_cast<Scalar const&>(*value);
-    if (NewValue ruledValue = ruled(scalar)) {
-      return ruledValue;
+    if (NewValue normalized = normalize(scalar)) {
+      return normalized;
     }
     std::string text;
     printScalar(scalar, TextForm::Gnmi, text);
-    fault("{}: {} does not fit: {}", place.text(), quoted(text), row.rule->fits());
+    fault("{}: {} does not fit: {}", place.text(), quoted(text), row.rule->expectation());
   }
   return value;
 }
@@ -279,11 +279,11 @@ NewValue readMessage(Zyn::ZynType type, std::string_view bytes) {
   for (std::uint32_t const needed : row.argSlots) {
     if (!slots[needed]) {
       AttrRow const& attr = attrRow(type, needed);
-      fault("{}.{}: missing from the message: {}", type.name(), attr.name, fieldFits(unwrapped(attr.type)));
+      fault("{}.{}: missing from the message: {}", type.name(), attr.name, fieldExpectation(unwrapped(attr.type)));
     }
   }
-  if (row.kind == Kind::Union && std::ranges::none_of(slots, [](ValuePtr const& held) { return held != nullptr; })) {
-    fault("{}: no alternative in the message: {}", type.name(), textFits(type, TextForm::Gnmi));
+  if (row.kind == Kind::Union && std::ranges::none_of(slots, [](ValuePtr const& part) { return part != nullptr; })) {
+    fault("{}: no alternative in the message: {}", type.name(), textExpectation(type, TextForm::Gnmi));
   }
   return value;
 }
@@ -296,17 +296,17 @@ NewValue fromMessage(Zyn::ZynType type, std::string_view bytes) {
   if (kind == Kind::Value || kind == Kind::Union) {
     return readMessage(type, bytes);
   }
-  Place const place = {type, kOnlyFieldName};
+  Place const place = {type, onlyFieldName};
   NewValue value;
   for (Reader reader(type, bytes); !reader.atEnd();) {
-    if (reader.next() == kOnlyField) {
+    if (reader.next() == onlyField) {
       value = readField(reader, place, type);
     } else {
       reader.skip();
     }
   }
   if (!value) {
-    fault("{}: missing from the message: {}", place.text(), fieldFits(unwrapped(type)));
+    fault("{}: missing from the message: {}", place.text(), fieldExpectation(unwrapped(type)));
   }
   return value;
 }
@@ -337,22 +337,22 @@ void writeBytes(std::string_view bytes, std::string& out) {
 std::string messageOf(Composed const& value);
 
 void writeField(std::uint32_t number, Zyn::GenericIf const& value, std::string& out) {
-  Held const& held = heldIn(value);
-  if (held.kind == Kind::Wrapper) {
-    ValuePtr const& inner = static_cast<Composed const&>(held).slots()[0];
+  ValueObject const& object = valueObject(value);
+  if (object.kind == Kind::Wrapper) {
+    ValuePtr const& inner = static_cast<Composed const&>(object).slots()[0];
     if (!inner) {
-      refuse("{}: it holds nothing, and has no message", held.type.name());
+      refuse("{}: it holds nothing, and has no message", object.type.name());
     }
     writeField(number, *inner, out);
     return;
   }
-  Wire const wire = wireOf(held.kind).wire;
+  Wire const wire = wireOf(object.kind).wire;
   writeVarint(WireFormatLite::MakeTag(static_cast<int>(number), wireType(wire)), out);
   if (wire == Wire::Message) {
-    writeBytes(messageOf(static_cast<Composed const&>(held)), out);
+    writeBytes(messageOf(static_cast<Composed const&>(object)), out);
     return;
   }
-  auto const& scalar = static_cast<Scalar const&>(held);
+  auto const& scalar = static_cast<Scalar const&>(object);
   switch (wire) {
     case Wire::Unsigned:
       writeVarint(scalar.number(), out);
@@ -391,7 +391,7 @@ void checkWhole(Composed const& value) {
     }
   }
   if (value.kind == Kind::Union &&
-      std::ranges::none_of(value.slots(), [](ValuePtr const& held) { return held != nullptr; })) {
+      std::ranges::none_of(value.slots(), [](ValuePtr const& part) { return part != nullptr; })) {
     refuse("{}: no alternative is set, but a message needs one", value.type.name());
   }
 }
@@ -407,8 +407,8 @@ std::string messageOf(Composed const& value) {
   }
   std::ranges::sort(fields);
   std::string out;
-  for (auto const& [number, held] : fields) {
-    writeField(number, *held, out);
+  for (auto const& [number, part] : fields) {
+    writeField(number, *part, out);
   }
   return out;
 }
@@ -416,15 +416,15 @@ std::string messageOf(Composed const& value) {
 }  // namespace
 
 std::string s4Text(Zyn::GenericIf const& value) {
-  Held const& held = heldIn(value);
-  if (!hasMark(held.type, Mark::S4)) {
-    refuse("{}: it has no s4 encoding", held.type.name());
+  ValueObject const& object = valueObject(value);
+  if (!hasMark(object.type, Mark::S4)) {
+    refuse("{}: it has no s4 encoding", object.type.name());
   }
   std::string message;
-  if (held.kind == Kind::Value || held.kind == Kind::Union) {
-    message = messageOf(static_cast<Composed const&>(held));
+  if (object.kind == Kind::Value || object.kind == Kind::Union) {
+    message = messageOf(static_cast<Composed const&>(object));
   } else {
-    writeField(kOnlyField, value, message);
+    writeField(onlyField, value, message);
   }
   return absl::Base64Escape(message);
 }

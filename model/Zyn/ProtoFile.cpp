@@ -14,14 +14,14 @@
 #include "Zyn/Zyn.h"
 #include "model/Schema.h"
 #include "model/Value.h"
+#include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
-#include "model/Zyn/Values.h"
 #include "model/Zyn/Wire.h"
 
 namespace Model {
 namespace {
 
-constexpr std::string_view kEnumName = "Enum";
+constexpr std::string_view enumName = "Enum";
 
 /** The names of one scope: what is no identifier is made one, and no two are the same. */
 class Names {
@@ -145,7 +145,7 @@ class ProtoFile {
     }
     // From the outermost scope, as a name inside a message may hide one outside.
     std::string const& name = names_.at(idOf(inner));
-    return kind == Kind::Enum ? fmt::format(".{}.{}", name, kEnumName) : "." + name;
+    return kind == Kind::Enum ? fmt::format(".{}.{}", name, enumName) : "." + name;
   }
 
   void write(Zyn::ZynType type, std::string& out) const {
@@ -158,15 +158,15 @@ class ProtoFile {
     if (kind == Kind::Value || kind == Kind::Union) {
       writeFields(type, out);
     } else if (hasMark(type, Mark::S4)) {
-      out += fmt::format("    required {} {} = {};\n", fieldType(type), kOnlyFieldName, kOnlyField);
+      out += fmt::format("    required {} {} = {};\n", fieldType(type), onlyFieldName, onlyField);
     }
     out += "  }\n";
   }
 
   static void writeEnum(Zyn::ZynType type, std::string& out) {
-    out += fmt::format("    enum {} {{\n", kEnumName);
+    out += fmt::format("    enum {} {{\n", enumName);
     // Enumerators stand in the scope around the enum; "option" and "reserved" would start statements.
-    Names names = {kEnumName, kOnlyFieldName, "option", "reserved"};
+    Names names = {enumName, onlyFieldName, "option", "reserved"};
     for (Enumerator const& enumerator : rowOf(type).enumerators) {
       out += fmt::format("      {} = {};\n", names.add(enumerator.name), enumerator.number);
     }

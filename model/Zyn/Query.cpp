@@ -14,16 +14,16 @@
 namespace Model {
 namespace {
 
-constexpr std::array<std::string_view, 23> kKindNames = {
+constexpr std::array<std::string_view, 23> kindNames = {
     "Bool",     "S8",         "S16",    "S32",     "S64",   "U8",      "U16",    "U32",
     "U64",      "Float",      "Double", "String",  "Bytes", "Seconds", "Time",   "IpAddress",
     "IpPrefix", "MacAddress", "Enum",   "Wrapper", "Union", "Value",   "Entity",
 };
-static_assert(kKindNames.size() == static_cast<std::size_t>(Kind::Entity) + 1);
+static_assert(kindNames.size() == static_cast<std::size_t>(Kind::Entity) + 1);
 
 }  // namespace
 
-std::string_view kindName(Kind kind) noexcept { return kKindNames[static_cast<std::size_t>(kind)]; }
+std::string_view kindName(Kind kind) noexcept { return kindNames[static_cast<std::size_t>(kind)]; }
 
 Kind kindOf(Zyn::ZynType type) noexcept { return rowOf(type).kind; }
 
@@ -107,7 +107,7 @@ ZynAttr ZynTypeBase::attr(std::string_view name) const noexcept {
     return {};
   }
   std::uint32_t const found = rowOf(*this).attrsByName.find(name);
-  return found != Model::NameIndex::kNone ? ZynAttr(module(), index(), found) : ZynAttr();
+  return found != Model::NameIndex::none ? ZynAttr(module(), index(), found) : ZynAttr();
 }
 
 ArgNameQIterator ZynModule::argNameQIterator(std::uint32_t index) const noexcept {

@@ -18,8 +18,8 @@
 #include <system_error>
 #include <utility>
 
+#include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
-#include "model/Zyn/Values.h"
 
 namespace Model {
 namespace {
@@ -111,7 +111,7 @@ void printBytes(TypeRow const&, Scalar const& value, std::string& out) {
   out += absl::Base64Escape({value.text().data(), value.text().size()});
 }
 
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
+constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 
 /** ".5" is 500,000,000 nanoseconds, and nothing is none. Removes it from the front of the text. */
 bool readFraction(std::string_view& text, std::int64_t& nanoseconds) {
@@ -144,10 +144,10 @@ bool addUp(std::int64_t seconds, std::int64_t nanoseconds, Content& content) {
   // Both of one sign, or the sum for the first moments of all would not fit half-way.
   if (seconds < 0 && nanoseconds > 0) {
     ++seconds;
-    nanoseconds -= kNanoseconds;
+    nanoseconds -= nanosecondsPerSecond;
   }
   std::int64_t sum = 0;
-  if (__builtin_mul_overflow(seconds, kNanoseconds, &sum) || __builtin_add_overflow(sum, nanoseconds, &sum)) {
+  if (__builtin_mul_overflow(seconds, nanosecondsPerSecond, &sum) || __builtin_add_overflow(sum, nanoseconds, &sum)) {
     return false;
   }
   content.number = static_cast<std::uint64_t>(sum);
@@ -168,12 +168,12 @@ bool readSeconds(TypeRow const&, std::string_view text, Content& content) {
 }
 
 void printSeconds(TypeRow const&, Scalar const& value, std::string& out) {
-  constexpr auto kPerSecond = static_cast<std::uint64_t>(kNanoseconds);
+  constexpr auto perSecond = static_cast<std::uint64_t>(nanosecondsPerSecond);
   bool const isNegative = static_cast<std::int64_t>(value.number()) < 0;
   std::uint64_t const nanoseconds = isNegative ? 0 - value.number() : value.number();
   out.append(isNegative ? 1 : 0, '-');
-  appendNumber(nanoseconds / kPerSecond, out);
-  printFraction(nanoseconds % kPerSecond, out);
+  appendNumber(nanoseconds / perSecond, out);
+  printFraction(nanoseconds % perSecond, out);
 }
 
 /** Whether the text is like `pattern`, where '0' stands for any digit. */
@@ -204,11 +204,11 @@ bool readOffset(std::string_view text, std::int64_t& seconds) {
   return hours < 24 && minutes < 60;
 }
 
-constexpr std::size_t kDateAndTime = 19;
+constexpr std::size_t dateAndTimeSize = 19;
 
 /** A leap second is refused: nanoseconds since 1970 have no place for it. */
 bool readTime(TypeRow const&, std::string_view text, Content& content) {
-  std::string_view const dateAndTime = text.substr(0, kDateAndTime);
+  std::string_view const dateAndTime = text.substr(0, dateAndTimeSize);
   if (!isLike(dateAndTime, "0000-00-00T00:00:00") && !isLike(dateAndTime, "0000-00-00t00:00:00")) {
     return false;
   }
@@ -219,7 +219,7 @@ bool readTime(TypeRow const&, std::string_view text, Content& content) {
   int const second = digitsAt(text, 17, 2);
   // Numbers beyond the calendar are carried over, and then differ from what was written.
   absl::CivilSecond const local(digitsAt(text, 0, 4), month, day, hour, minute, second);
-  text.remove_prefix(kDateAndTime);
+  text.remove_prefix(dateAndTimeSize);
   std::int64_t nanoseconds = 0;
   std::int64_t offset = 0;
   return local.month() == month && local.day() == day && local.hour() == hour && local.minute() == minute &&
@@ -228,10 +228,10 @@ bool readTime(TypeRow const&, std::string_view text, Content& content) {
 }
 
 void printTime(TypeRow const&, Scalar const& value, std::string& out) {
-  auto [seconds, nanoseconds] = std::lldiv(static_cast<std::int64_t>(value.number()), kNanoseconds);
+  auto [seconds, nanoseconds] = std::lldiv(static_cast<std::int64_t>(value.number()), nanosecondsPerSecond);
   if (nanoseconds < 0) {
     --seconds;
-    nanoseconds += kNanoseconds;
+    nanoseconds += nanosecondsPerSecond;
   }
   absl::CivilSecond const utc = absl::CivilSecond(1970) + seconds;
   out += fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", utc.year(), utc.month(), utc.day(), utc.hour(),
@@ -322,13 +322,13 @@ void printIpPrefix(TypeRow const&, Scalar const& value, std::string& out) {
   appendNumber(static_cast<unsigned>(static_cast<std::uint8_t>(bytes.back())), out);
 }
 
-constexpr std::size_t kMacBytes = 6;
+constexpr std::size_t macBytes = 6;
 
 bool readMacAddress(TypeRow const&, std::string_view text, Content& content) {
-  if (text.size() != 3 * kMacBytes - 1) {
+  if (text.size() != 3 * macBytes - 1) {
     return false;
   }
-  for (std::size_t i = 0; i < kMacBytes; ++i) {
+  for (std::size_t i = 0; i < macBytes; ++i) {
     std::string_view const group = text.substr(3 * i, 2);
     std::uint8_t byte = 0;
     char const* const end = group.data() + group.size();
@@ -338,7 +338,7 @@ bool readMacAddress(TypeRow const&, std::string_view text, Content& content) {
     }
     content.small[i] = static_cast<char>(byte);
   }
-  content.text = {content.small.data(), kMacBytes};
+  content.text = {content.small.data(), macBytes};
   return true;
 }
 
@@ -360,11 +360,11 @@ void printEnum(TypeRow const& row, Scalar const& value, std::string& out) {
   out += row.enumerators[static_cast<std::size_t>(value.number())].name;
 }
 
-constexpr std::string_view kFloatFits = "a finite decimal number, not too small to be told from 0";
+constexpr std::string_view floatExpectation = "a finite decimal number, not too small to be told from 0";
 
 }  // namespace
 
-constexpr std::array<ScalarRow, kScalarKinds> kScalars = {{
+constexpr std::array<ScalarRow, scalarKinds> scalarRows = {{
     {Kind::Bool, '\0', readBool, printBool, "false", "true or false"},
     {Kind::S8, '\0', readSigned, printSigned, "0", "a decimal number from -128 to 127"},
     {Kind::S16, '\0', readSigned, printSigned, "0", "a decimal number from -32768 to 32767"},
@@ -375,8 +375,8 @@ constexpr std::array<ScalarRow, kScalarKinds> kScalars = {{
     {Kind::U16, '\0', readUnsigned, printUnsigned, "0", "a decimal number from 0 to 65535"},
     {Kind::U32, '\0', readUnsigned, printUnsigned, "0", "a decimal number from 0 to 4294967295"},
     {Kind::U64, '\0', readUnsigned, printUnsigned, "0", "a decimal number from 0 to 18446744073709551615"},
-    {Kind::Float, '\0', readFloat<float>, printFloat<float>, "0", kFloatFits},
-    {Kind::Double, '\0', readFloat<double>, printFloat<double>, "0", kFloatFits},
+    {Kind::Float, '\0', readFloat<float>, printFloat<float>, "0", floatExpectation},
+    {Kind::Double, '\0', readFloat<double>, printFloat<double>, "0", floatExpectation},
     {Kind::String, '"', readString, printString, "", ""},
     {Kind::Bytes, '\0', readBytes, printBytes, "", "base64, padded with '='"},
     {Kind::Seconds, '\0', readSeconds, printSeconds, "0",
@@ -394,8 +394,8 @@ constexpr std::array<ScalarRow, kScalarKinds> kScalars = {{
 namespace {
 
 consteval bool inOrderOfKinds() {
-  for (std::size_t i = 0; i < kScalars.size(); ++i) {
-    if (kScalars[i].kind != static_cast<Kind>(i)) {
+  for (std::size_t i = 0; i < scalarRows.size(); ++i) {
+    if (scalarRows[i].kind != static_cast<Kind>(i)) {
       return false;
     }
   }
@@ -407,9 +407,9 @@ static_assert(inOrderOfKinds());
 
 Range rangeOf(Kind kind) noexcept {
   // Bool, S8 to S64, U8 to U64; the rest is as wide as the widest.
-  static constexpr std::array kSpare = {0, 56, 48, 32, 0, 56, 48, 32, 0};
+  static constexpr std::array spareBits = {0, 56, 48, 32, 0, 56, 48, 32, 0};
   auto const index = static_cast<std::size_t>(kind);
-  int const spare = index < kSpare.size() ? kSpare[index] : 0;
+  int const spare = index < spareBits.size() ? spareBits[index] : 0;
   if (isUnsigned(kind)) {
     return {0, std::numeric_limits<std::uint64_t>::max() >> spare};
   }
@@ -417,7 +417,7 @@ Range rangeOf(Kind kind) noexcept {
           static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() >> spare)};
 }
 
-NewValue ruled(Scalar const& value) {
+NewValue normalize(Scalar const& value) {
   std::string text;
   printScalar(value, TextForm::Gnmi, text);
   return readText(value.type, text, TextForm::Gnmi);
@@ -431,24 +431,24 @@ void printScalar(Scalar const& value, TextForm form, std::string& out) {
   out.append(quotes, scalar.quote);
 }
 
-std::string scalarFits(TypeRow const& row, TextForm form) {
+std::string scalarExpectation(TypeRow const& row, TextForm form) {
   if (row.rule) {
     std::string_view const quotes = form == TextForm::Literal && row.kind == Kind::String ? ", in double quotes" : "";
-    return row.rule->fits().append(quotes);
+    return row.rule->expectation().append(quotes);
   }
   if (row.kind == Kind::String) {
     return form == TextForm::Literal ? "a text in double quotes" : "any text";
   }
   if (row.kind != Kind::Enum) {
-    return std::string(scalarRow(row.kind).fits);
+    return std::string(scalarRow(row.kind).expectation);
   }
-  constexpr std::size_t kShown = 8;
+  constexpr std::size_t mostShown = 8;
   std::string_view const quote = form == TextForm::Literal ? "'" : "";
   std::string names;
-  for (std::size_t i = 0; i < std::min(row.enumerators.size(), kShown); ++i) {
+  for (std::size_t i = 0; i < std::min(row.enumerators.size(), mostShown); ++i) {
     names += fmt::format("{}{}{}{}", i == 0 ? "" : ", ", quote, row.enumerators[i].name, quote);
   }
-  return names + (row.enumerators.size() > kShown ? ", ..." : "");
+  return names + (row.enumerators.size() > mostShown ? ", ..." : "");
 }
 
 void defaultScalar(Kind kind, Content& content) {

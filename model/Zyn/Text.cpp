@@ -12,8 +12,8 @@
 #include "Velko/Exception.h"
 #include "Zyn/Zyn.h"
 #include "model/Value.h"
+#include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
-#include "model/Zyn/Values.h"
 
 namespace Model {
 namespace {
@@ -43,9 +43,9 @@ bool cut(Pattern const& pattern, std::string_view text, Use&& use) {
 NewValue readPattern(Zyn::ZynType type, Pattern const& pattern, std::string_view text) {
   Velko::Ptr<Composed> value = Composed::make(type);
   bool const fits = cut(pattern, text, [&](std::uint32_t slot, std::string_view piece) {
-    ValuePtr& held = value->slots()[slot];
-    held = readText(attrRow(type, slot).type, piece, TextForm::Gnmi);
-    return held != nullptr;
+    ValuePtr& part = value->slots()[slot];
+    part = readText(attrRow(type, slot).type, piece, TextForm::Gnmi);
+    return part != nullptr;
   });
   if (!fits) {
     return nullptr;
@@ -91,13 +91,13 @@ NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
  * "; high takes a decimal number ..." for the first piece of a pattern that does not fit, or what a rule has to say of
  * the text.
  */
-std::string remark(Zyn::ZynType type, std::string_view text) {
+std::string hintOn(Zyn::ZynType type, std::string_view text) {
   while (rowOf(type).kind == Kind::Wrapper) {
     type = attrRow(type, 0).type;
   }
   TypeRow const& row = rowOf(type);
   if (row.rule) {
-    return row.rule->remark(text);
+    return row.rule->hint(text);
   }
   std::string bad;
   if (row.kind == Kind::Value && row.pattern) {
@@ -105,7 +105,7 @@ std::string remark(Zyn::ZynType type, std::string_view text) {
       AttrRow const& attr = attrRow(type, slot);
       bool const fits = readText(attr.type, piece, TextForm::Gnmi) != nullptr;
       if (!fits) {
-        bad = fmt::format("; {} takes {}", attr.name, textFits(attr.type, TextForm::Gnmi));
+        bad = fmt::format("; {} takes {}", attr.name, textExpectation(attr.type, TextForm::Gnmi));
       }
       return fits;
     });
@@ -117,8 +117,8 @@ Velko::String sayUnfit(Zyn::ZynType type, std::string_view text, TextForm form) 
   if (type.empty()) {
     return Velko::String("An empty type has no values");
   }
-  return Velko::String(type.name()) + ": " + quoted(text) + " does not fit: " + textFits(type, form) +
-         remark(type, text);
+  return Velko::String(type.name()) + ": " + quoted(text) + " does not fit: " + textExpectation(type, form) +
+         hintOn(type, text);
 }
 
 /**
@@ -165,13 +165,13 @@ class Unfit final : public Velko::Exception {
 }
 
 void printTo(Zyn::GenericIf const& value, std::string& out) {
-  Held const& held = heldIn(value);
-  if (!isComposed(held.kind)) {
-    printScalar(static_cast<Scalar const&>(held), TextForm::Literal, out);
+  ValueObject const& object = valueObject(value);
+  if (!isComposed(object.kind)) {
+    printScalar(static_cast<Scalar const&>(object), TextForm::Literal, out);
     return;
   }
-  auto const slots = static_cast<Composed const&>(held).slots();
-  out += held.type.name();
+  auto const slots = static_cast<Composed const&>(object).slots();
+  out += object.type.name();
   out += '(';
   bool isFirst = true;
   for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
@@ -180,8 +180,8 @@ void printTo(Zyn::GenericIf const& value, std::string& out) {
     }
     out += isFirst ? "" : ", ";
     isFirst = false;
-    if (held.kind != Kind::Wrapper) {
-      out += attrRow(held.type, slot).name;
+    if (object.kind != Kind::Wrapper) {
+      out += attrRow(object.type, slot).name;
       out += '=';
     }
     printTo(*slots[slot], out);
@@ -201,33 +201,33 @@ NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
 }
 
 std::string quoted(std::string_view text) {
-  constexpr std::size_t kShown = 64;
+  constexpr std::size_t mostShown = 64;
   std::string shown = "'";
-  shown += text.substr(0, kShown);
-  shown += text.size() > kShown ? "'..." : "'";
+  shown += text.substr(0, mostShown);
+  shown += text.size() > mostShown ? "'..." : "'";
   return shown;
 }
 
-std::string textFits(Zyn::ZynType type, TextForm form) {
+std::string textExpectation(Zyn::ZynType type, TextForm form) {
   TypeRow const& row = rowOf(type);
   switch (row.kind) {
     case Kind::Wrapper:
-      return textFits(attrRow(type, 0).type, form);
+      return textExpectation(attrRow(type, 0).type, form);
     case Kind::Union: {
-      constexpr std::uint32_t kShown = 8;
+      constexpr std::uint32_t mostShown = 8;
       auto const count = static_cast<std::uint32_t>(row.attrs.size());
       std::string names = count == 0 ? "nothing, as it has no alternatives" : "a ";
-      for (std::uint32_t slot = 0; slot < std::min(count, kShown); ++slot) {
+      for (std::uint32_t slot = 0; slot < std::min(count, mostShown); ++slot) {
         names += fmt::format("{}{}", slot == 0 ? "" : " or ", attrRow(type, slot).type.name());
       }
-      return names + (count > kShown ? " or ..." : "");
+      return names + (count > mostShown ? " or ..." : "");
     }
     case Kind::Value:
       return row.pattern ? row.pattern->whole : "it is built from its attributes, not from text";
     case Kind::Entity:
       return "an entity has no values";
     default:
-      return scalarFits(row, form);
+      return scalarExpectation(row, form);
   }
 }
 

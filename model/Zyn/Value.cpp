@@ -20,8 +20,8 @@
 #include "Velko/Exception.h"
 #include "Zyn/Zyn.h"
 #include "model/Value.h"
+#include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
-#include "model/Zyn/Values.h"
 
 namespace Zyn {
 
@@ -34,21 +34,21 @@ namespace Model {
 // What stands behind an object is as aligned as the object itself.
 static_assert(sizeof(Composed) % alignof(ValuePtr) == 0);
 
-void Held::operator delete(void* storage) noexcept { KvSlab::slabFreeOrStdFree(storage, typeid(Held)); }
+void ValueObject::operator delete(void* storage) noexcept { KvSlab::slabFreeOrStdFree(storage, typeid(ValueObject)); }
 
 NewValue Scalar::make(Zyn::ZynType type, Content const& content) {
   Kind const kind = rowOf(type).kind;
   if (!holdsBytes(kind)) {
-    return NewValue::first(::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar))) Scalar(type, kind, content.number));
+    return NewValue::adopt(::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar))) Scalar(type, kind, content.number));
   }
   std::size_t const size = content.text.size();
   auto* const value = ::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar) + size)) Scalar(type, kind, size);
   std::copy_n(content.text.data(), size, reinterpret_cast<char*>(value + 1));
-  return NewValue::first(value);
+  return NewValue::adopt(value);
 }
 
 Composed::Composed(Zyn::ZynType ofType, Kind itsKind, std::size_t count) noexcept
-    : Held(ofType, itsKind), count_(count) {
+    : ValueObject(ofType, itsKind), count_(count) {
   std::uninitialized_value_construct_n(slots().data(), count_);
 }
 
@@ -58,7 +58,7 @@ Velko::Ptr<Composed> Composed::make(Zyn::ZynType type) {
   TypeRow const& row = rowOf(type);
   std::size_t const count = row.attrs.size();
   void* const storage = KvSlab::slabAllocOrStdMalloc(sizeof(Composed) + count * sizeof(ValuePtr));
-  return Velko::Ptr<Composed>::first(::new (storage) Composed(type, row.kind, count));
+  return Velko::Ptr<Composed>::adopt(::new (storage) Composed(type, row.kind, count));
 }
 
 namespace {
@@ -131,9 +131,9 @@ NewValue initial(Zyn::ZynType type) {
   defaultScalar(kind, content);
   NewValue value = Scalar::make(type, content);
   if (rowOf(type).rule) {
-    value = ruled(static_cast<Scalar const&>(*value));
+    value = normalize(static_cast<Scalar const&>(*value));
     if (!value) {
-      refuse("{}: it has no default value: {}", type.name(), textFits(type, TextForm::Gnmi));
+      refuse("{}: it has no default value: {}", type.name(), textExpectation(type, TextForm::Gnmi));
     }
   }
   return value;
@@ -188,18 +188,18 @@ std::strong_ordering compareTypes(Zyn::ZynType a, Zyn::ZynType b) noexcept {
 
 /** What wrappers hold in the end. */
 Scalar const& scalarIn(Zyn::GenericIf const& value, std::string_view wanted) {
-  Held const* held = &heldIn(value);
-  while (held->kind == Kind::Wrapper) {
-    ValuePtr const& inner = static_cast<Composed const*>(held)->slots()[0];
+  ValueObject const* object = &valueObject(value);
+  while (object->kind == Kind::Wrapper) {
+    ValuePtr const& inner = static_cast<Composed const*>(object)->slots()[0];
     if (!inner) {
       refuse("{}: it holds nothing, and no {}", typeOf(value).name(), wanted);
     }
-    held = &heldIn(*inner);
+    object = &valueObject(*inner);
   }
-  if (isComposed(held->kind)) {
+  if (isComposed(object->kind)) {
     refuse("{}: it holds attributes, and no {}", typeOf(value).name(), wanted);
   }
-  return static_cast<Scalar const&>(*held);
+  return static_cast<Scalar const&>(*object);
 }
 
 [[noreturn]] void refuseAs(Zyn::GenericIf const& value, std::string_view wanted) {
@@ -222,11 +222,11 @@ bool readInteger(Scalar const& value, std::uint64_t& number, bool& isNegative) {
 
 }  // namespace
 
-Zyn::ZynType typeOf(Zyn::GenericIf const& value) noexcept { return heldIn(value).type; }
+Zyn::ZynType typeOf(Zyn::GenericIf const& value) noexcept { return valueObject(value).type; }
 
 std::strong_ordering compare(Zyn::GenericIf const& a, Zyn::GenericIf const& b) noexcept {
-  Held const& left = heldIn(a);
-  Held const& right = heldIn(b);
+  ValueObject const& left = valueObject(a);
+  ValueObject const& right = valueObject(b);
   if (auto const order = compareTypes(left.type, right.type); order != 0) {
     return order;
   }
@@ -243,13 +243,13 @@ std::strong_ordering compare(Zyn::GenericIf const& a, Zyn::GenericIf const& b) n
 bool equal(Zyn::GenericIf const& a, Zyn::GenericIf const& b) noexcept { return compare(a, b) == 0; }
 
 std::size_t hash(Zyn::GenericIf const& value) noexcept {
-  Held const& held = heldIn(value);
-  std::size_t state = absl::HashOf(held.type.module(), held.type.index());
-  if (!isComposed(held.kind)) {
-    auto const& scalar = static_cast<Scalar const&>(held);
-    return absl::HashOf(state, scalar.number(), holdsBytes(held.kind) ? scalar.text() : std::string_view());
+  ValueObject const& object = valueObject(value);
+  std::size_t state = absl::HashOf(object.type.module(), object.type.index());
+  if (!isComposed(object.kind)) {
+    auto const& scalar = static_cast<Scalar const&>(object);
+    return absl::HashOf(state, scalar.number(), holdsBytes(object.kind) ? scalar.text() : std::string_view());
   }
-  for (ValuePtr const& slot : static_cast<Composed const&>(held).slots()) {
+  for (ValuePtr const& slot : static_cast<Composed const&>(object).slots()) {
     state = absl::HashOf(state, slot ? hash(*slot) : 0);
   }
   return state;
@@ -264,54 +264,54 @@ ValuePtr attribute(Zyn::GenericIf const& value, std::string_view name) {
 }
 
 ValuePtr attribute(Zyn::GenericIf const& value, Zyn::ZynAttr attr) noexcept {
-  Held const& held = heldIn(value);
-  if (!isComposed(held.kind) || attr.module() != held.type.module()) {
+  ValueObject const& object = valueObject(value);
+  if (!isComposed(object.kind) || attr.module() != object.type.module()) {
     return nullptr;
   }
-  auto const slots = static_cast<Composed const&>(held).slots();
+  auto const slots = static_cast<Composed const&>(object).slots();
   std::uint32_t const slot = rowOf(attr).slot;
-  return slot < slots.size() && rowOf(held.type).attrs[slot] == attr.index() ? slots[slot] : nullptr;
+  return slot < slots.size() && rowOf(object.type).attrs[slot] == attr.index() ? slots[slot] : nullptr;
 }
 
 template <>
 bool as<bool>(Zyn::GenericIf const& value) {
-  constexpr std::string_view kWanted = "boolean";
-  Scalar const& scalar = scalarIn(value, kWanted);
+  constexpr std::string_view wanted = "boolean";
+  Scalar const& scalar = scalarIn(value, wanted);
   if (scalar.kind != Kind::Bool) {
-    refuseAs(value, kWanted);
+    refuseAs(value, wanted);
   }
   return scalar.number() != 0;
 }
 
 template <>
 std::int64_t as<std::int64_t>(Zyn::GenericIf const& value) {
-  constexpr std::string_view kWanted = "signed 64-bit number";
+  constexpr std::string_view wanted = "signed 64-bit number";
   std::uint64_t number = 0;
   bool isNegative = false;
-  if (!readInteger(scalarIn(value, kWanted), number, isNegative) ||
+  if (!readInteger(scalarIn(value, wanted), number, isNegative) ||
       (!isNegative && !std::in_range<std::int64_t>(number))) {
-    refuseAs(value, kWanted);
+    refuseAs(value, wanted);
   }
   return static_cast<std::int64_t>(number);
 }
 
 template <>
 std::uint64_t as<std::uint64_t>(Zyn::GenericIf const& value) {
-  constexpr std::string_view kWanted = "unsigned 64-bit number";
+  constexpr std::string_view wanted = "unsigned 64-bit number";
   std::uint64_t number = 0;
   bool isNegative = false;
-  if (!readInteger(scalarIn(value, kWanted), number, isNegative) || isNegative) {
-    refuseAs(value, kWanted);
+  if (!readInteger(scalarIn(value, wanted), number, isNegative) || isNegative) {
+    refuseAs(value, wanted);
   }
   return number;
 }
 
 template <>
 double as<double>(Zyn::GenericIf const& value) {
-  constexpr std::string_view kWanted = "floating-point number";
-  Scalar const& scalar = scalarIn(value, kWanted);
+  constexpr std::string_view wanted = "floating-point number";
+  Scalar const& scalar = scalarIn(value, wanted);
   if (scalar.kind != Kind::Float && scalar.kind != Kind::Double) {
-    refuseAs(value, kWanted);
+    refuseAs(value, wanted);
   }
   return asDouble(scalar);
 }

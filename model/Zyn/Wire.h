@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "Zyn/Zyn.h"
+#include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
-#include "model/Zyn/Values.h"
 
 namespace Model {
 
@@ -73,7 +73,7 @@ inline std::uint32_t fieldNumber(Zyn::ZynType owner, std::uint32_t slot) {
 }
 
 /** The one field of a message around what is no message by itself. */
-constexpr std::uint32_t kOnlyField = 1;
-constexpr std::string_view kOnlyFieldName = "value";
+constexpr std::uint32_t onlyField = 1;
+constexpr std::string_view onlyFieldName = "value";
 
 }  // namespace Model

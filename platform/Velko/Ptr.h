@@ -78,7 +78,7 @@ class Ptr {
   Ptr() noexcept = default;
   Ptr(std::nullptr_t) noexcept {}
   /** The first reference to an object that was just made. */
-  static Ptr first(T* object) noexcept {
+  static Ptr adopt(T* object) noexcept {
     object->startUse();
     Ptr made;
     made.object_ = object;

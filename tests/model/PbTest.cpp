@@ -144,7 +144,7 @@ class Even final : public Model::TextRule {
     text = buffer;
     return true;
   }
-  std::string fits() const override { return "an even number"; }
+  std::string expectation() const override { return "an even number"; }
 };
 
 TEST(Pb, ScalarsWithARuleGoByIt) {
@@ -220,8 +220,8 @@ TEST(Pb, UnionIsAMessageOfItsAlternatives) {
 }
 
 // vrf = 3, protocol = 1, tag = 2; vrf and protocol are constructor arguments.
-std::string const kKey = "\x08\x09\x10\x07\x1A\x03red"s;
-std::string const kKeyPrints = "Network::RouteKey(vrf=\"red\", protocol='bgp', tag=7)";
+std::string const keyMessage = "\x08\x09\x10\x07\x1A\x03red"s;
+std::string const keyPrints = "Network::RouteKey(vrf=\"red\", protocol='bgp', tag=7)";
 
 TEST(Pb, ValueTypeIsAMessage) {
   Network const network;
@@ -232,26 +232,26 @@ TEST(Pb, ValueTypeIsAMessage) {
     std::string prints;
   };
   std::vector<Row> const rows = {
-      {"in ascending order", kKey, kKeyPrints},
-      {"in another order", "\x1A\x03red\x10\x07\x08\x09"s, kKeyPrints},
+      {"in ascending order", keyMessage, keyPrints},
+      {"in another order", "\x1A\x03red\x10\x07\x08\x09"s, keyPrints},
       {"without the optional one", "\x08\x09\x1A\x03red"s, "Network::RouteKey(vrf=\"red\", protocol='bgp')"},
       {"the last one of two counts",
        "\x10\x06\x08\x01\x1A\x03"
        "blu"s +
-           kKey,
-       kKeyPrints},
-      {"unknown varint", "\x20\x01"s + kKey, kKeyPrints},
-      {"unknown 64 bits", "\x21\x01\x02\x03\x04\x05\x06\x07\x08"s + kKey, kKeyPrints},
-      {"unknown bytes", "\x22\x02xx"s + kKey, kKeyPrints},
-      {"unknown 32 bits", "\x25\x01\x02\x03\x04"s + kKey, kKeyPrints},
-      {"unknown group", group + kKey, kKeyPrints},
-      {"unknown field of the greatest number", kKey + "\xF8\xFF\xFF\xFF\x0F\x01"s, kKeyPrints},
+           keyMessage,
+       keyPrints},
+      {"unknown varint", "\x20\x01"s + keyMessage, keyPrints},
+      {"unknown 64 bits", "\x21\x01\x02\x03\x04\x05\x06\x07\x08"s + keyMessage, keyPrints},
+      {"unknown bytes", "\x22\x02xx"s + keyMessage, keyPrints},
+      {"unknown 32 bits", "\x25\x01\x02\x03\x04"s + keyMessage, keyPrints},
+      {"unknown group", group + keyMessage, keyPrints},
+      {"unknown field of the greatest number", keyMessage + "\xF8\xFF\xFF\xFF\x0F\x01"s, keyPrints},
       {"a varint longer than needed", "\x08\x89\x80\x00\x1A\x03red"s, "Network::RouteKey(vrf=\"red\", protocol='bgp')"},
   };
   for (Row const& row : rows) {
     EXPECT_EQ(readAs(network.routeKey, row.bytes), row.prints) << row.what;
   }
-  EXPECT_EQ(messageOf(*fromMessage(network.routeKey, rows[1].bytes)), kKey);
+  EXPECT_EQ(messageOf(*fromMessage(network.routeKey, rows[1].bytes)), keyMessage);
 }
 
 std::string malformedAt(std::size_t byte, std::size_t size) {
@@ -276,15 +276,15 @@ TEST(Pb, BrokenMessagesAreFaults) {
       {"\x00"s, 0},
       {"\x00\x01"s, 0},
       {"\x02\x00"s, 0},
-      {kKey + "\x24"s, kKey.size()},
-      {kKey + "\x23"s, kKey.size()},
-      {kKey + "\x23\x2C"s, kKey.size()},
-      {kKey + "\x26\x01"s, kKey.size()},
-      {kKey + "\x27\x01"s, kKey.size()},
-      {kKey + "\x22\x05x"s, kKey.size()},
-      {kKey + "\x22\xFF\xFF\xFF\xFF\x0F"s, kKey.size()},
-      {kKey + "\x25\x01"s, kKey.size()},
-      {kKey + "\x88\x80\x80\x80\x80\x01\x01"s, kKey.size()},
+      {keyMessage + "\x24"s, keyMessage.size()},
+      {keyMessage + "\x23"s, keyMessage.size()},
+      {keyMessage + "\x23\x2C"s, keyMessage.size()},
+      {keyMessage + "\x26\x01"s, keyMessage.size()},
+      {keyMessage + "\x27\x01"s, keyMessage.size()},
+      {keyMessage + "\x22\x05x"s, keyMessage.size()},
+      {keyMessage + "\x22\xFF\xFF\xFF\xFF\x0F"s, keyMessage.size()},
+      {keyMessage + "\x25\x01"s, keyMessage.size()},
+      {keyMessage + "\x88\x80\x80\x80\x80\x01\x01"s, keyMessage.size()},
       {std::string(1000, '\x23'), 0},
   };
   for (Row const& row : rows) {
@@ -294,8 +294,8 @@ TEST(Pb, BrokenMessagesAreFaults) {
 
 TEST(Pb, EveryPrefixOfAMessageIsReadOrRefused) {
   Network const network;
-  for (std::size_t size = 0; size < kKey.size(); ++size) {
-    EXPECT_EQ(readAs(network.routeKey, kKey.substr(0, size)).substr(0, 24), "fault: Network::RouteKey") << size;
+  for (std::size_t size = 0; size < keyMessage.size(); ++size) {
+    EXPECT_EQ(readAs(network.routeKey, keyMessage.substr(0, size)).substr(0, 24), "fault: Network::RouteKey") << size;
   }
 }
 
@@ -306,7 +306,7 @@ TEST(Pb, FaultsNameTheAttribute) {
   EXPECT_EQ(readAs(network.routeKey, "\x1A\x03red"s),
             "fault: Network::RouteKey.protocol: missing from the message: an enumerator 1 (connected), 9 (bgp), -3 "
             "(it's)");
-  EXPECT_EQ(readAs(network.routeKey, "\x12\x00"s + kKey),
+  EXPECT_EQ(readAs(network.routeKey, "\x12\x00"s + keyMessage),
             "fault: Network::RouteKey.tag: wire type 2 does not fit: uint32 from 0 to 4294967295");
   EXPECT_EQ(readAs(network.vrf, ""), "fault: Network::Vrf: an entity has no values");
   EXPECT_EQ(readAs({}, ""), "fault: An empty type has no values");
@@ -325,9 +325,9 @@ TEST(Pb, FaultsNameTheAttribute) {
 
 TEST(Pb, MessagesNest) {
   Network const network;
-  std::string const key = "\x0A"s + static_cast<char>(kKey.size()) + kKey;
+  std::string const key = "\x0A"s + static_cast<char>(keyMessage.size()) + keyMessage;
   std::string const bytes = key + "\x12\x02\x08\x05\x1A\x04\x08\x01\x10\x02\x20\x07"s;
-  std::string const prints = "Network::Outer(key=" + kKeyPrints +
+  std::string const prints = "Network::Outer(key=" + keyPrints +
                              ", port=Network::PortName(number=5), ports=Network::RangeBox(Network::PortRange(low=1, "
                              "high=2)), vlan=Network::VlanId(7))";
   EXPECT_EQ(readAs(network.outer, bytes), prints);
@@ -340,9 +340,9 @@ TEST(Pb, MessagesNest) {
 
 TEST(Pb, CursorSaysWhereTheMessageIs) {
   Network const network;
-  std::string const bytes = "xx" + kKey;
+  std::string const bytes = "xx" + keyMessage;
   Velko::Pb::ReadCursor cursor{bytes.data(), 2, bytes.size()};
-  EXPECT_EQ(Model::print(*network.routeKey.genericIfFromPbMessage(&cursor, false)), kKeyPrints);
+  EXPECT_EQ(Model::print(*network.routeKey.genericIfFromPbMessage(&cursor, false)), keyPrints);
   EXPECT_EQ(cursor.position, bytes.size());
 
   auto const errorAt = [&](char const* data, std::uint64_t position, std::uint64_t length) {
@@ -354,14 +354,14 @@ TEST(Pb, CursorSaysWhereTheMessageIs) {
     }
     return std::string("no exception");
   };
-  constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
+  constexpr std::uint64_t max = std::numeric_limits<std::uint64_t>::max();
   EXPECT_EQ(errorAt(bytes.data(), 3, 2), "Network::RouteKey: position 3 is not in a message of 2 bytes");
-  EXPECT_EQ(errorAt(bytes.data(), kMax, 2),
+  EXPECT_EQ(errorAt(bytes.data(), max, 2),
             "Network::RouteKey: position 18446744073709551615 is not in a message of 2 bytes");
   EXPECT_EQ(errorAt(nullptr, 0, 2), "Network::RouteKey: position 0 is not in a message of 2 bytes");
   EXPECT_EQ(errorAt(bytes.data(), 0, 2147483648U),
             "Network::RouteKey: a message of 2147483648 bytes is too long: at most 2147483647 would fit");
-  EXPECT_EQ(errorAt(bytes.data(), 0, kMax),
+  EXPECT_EQ(errorAt(bytes.data(), 0, max),
             "Network::RouteKey: a message of 18446744073709551615 bytes is too long: at most 2147483647 would fit");
   EXPECT_EQ(errorAt(nullptr, 0, 0), "Network::RouteKey.vrf: missing from the message: a string with any text");
 }
@@ -382,7 +382,7 @@ TEST(S4Text, IsTheMessageInBase64) {
 TEST(S4Text, LeavesOutAttributesWithoutNumber) {
   Network const network;
   Value const outer = initial(network.outer);
-  set(outer, "key", fromMessage(network.routeKey, kKey));
+  set(outer, "key", fromMessage(network.routeKey, keyMessage));
   std::string const without = Model::s4Text(*outer);
   set(outer, "note", literal(Model::core(Kind::String), "\"x\""));
   EXPECT_EQ(Model::s4Text(*outer), without);
@@ -395,7 +395,7 @@ TEST(S4Text, IsRefusedWhereItCouldNotBeReadAgain) {
   EXPECT_EQ(errorOf([&] { Model::s4Text(*initial(network.routeKey)); }),
             "Network::RouteKey.vrf: it is not set, but a message needs it");
   Value const outer = initial(network.outer);
-  set(outer, "key", fromMessage(network.routeKey, kKey));
+  set(outer, "key", fromMessage(network.routeKey, keyMessage));
   set(outer, "port", initial(network.portName));
   EXPECT_EQ(errorOf([&] { Model::s4Text(*outer); }),
             "Network::PortName: no alternative is set, but a message needs one");
@@ -503,7 +503,7 @@ TEST(Pb, NoiseIsReadOrRefused) {
   Network const network;
   std::mt19937_64 random(11);
   std::string const good =
-      "\x0A"s + static_cast<char>(kKey.size()) + kKey + "\x12\x02\x08\x05\x1A\x04\x08\x01\x10\x02\x20\x07"s;
+      "\x0A"s + static_cast<char>(keyMessage.size()) + keyMessage + "\x12\x02\x08\x05\x1A\x04\x08\x01\x10\x02\x20\x07"s;
   for (int round = 0; round < 20000; ++round) {
     std::string bytes = good;
     for (std::uint64_t changes = 1 + random() % 3; changes > 0; --changes) {

@@ -83,8 +83,8 @@ TEST(Slab, EverySizeIsAlignedWritableAndItsOwn) {
 TEST(Slab, NullIsGivenBackWithoutEffect) { give(nullptr); }
 
 TEST(Slab, WhatNoMemoryCouldHoldIsBadAlloc) {
-  constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max();
-  for (std::size_t const size : {kMost, kMost - 15, kMost - 16, kMost / 2 + 1}) {
+  constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
+  for (std::size_t const size : {most, most - 15, most - 16, most / 2 + 1}) {
     EXPECT_THROW(static_cast<void>(take(size)), std::bad_alloc) << size;
   }
 }
@@ -124,7 +124,7 @@ TEST(Slab, AThreadThatOnlyFreesPassesBlocksOn) {
   std::set<void*> seen;
   std::vector<void*> passed;
   std::atomic<int> turn = 0;
-  constexpr int kRounds = 200;
+  constexpr int rounds = 200;
   auto const waitFor = [&](int expected) {
     for (int now = turn.load(); now != expected; now = turn.load()) {
       turn.wait(now);
@@ -135,14 +135,14 @@ TEST(Slab, AThreadThatOnlyFreesPassesBlocksOn) {
     turn.notify_all();
   };
   std::jthread const consumer([&] {
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < rounds; ++round) {
       waitFor(2 * round + 1);
       std::ranges::for_each(passed, give);
       passed.clear();
       pass();
     }
   });
-  for (int round = 0; round < kRounds; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     for (int i = 0; i < 50; ++i) {
       passed.push_back(take(200));
     }
@@ -182,15 +182,15 @@ TEST(Slab, ServesThreadLocalDestructorsThatRunAfterItsOwn) {
 }
 
 TEST(Slab, ThreadsTakeAndGiveAtOnce) {
-  constexpr int kThreads = 4;
-  constexpr int kBlocks = 300;
-  std::array<std::vector<std::pair<unsigned char*, unsigned char>>, kThreads> blocks;
+  constexpr int threadCount = 4;
+  constexpr int blockCount = 300;
+  std::array<std::vector<std::pair<unsigned char*, unsigned char>>, threadCount> blocks;
   {
-    std::latch taken(kThreads);
+    std::latch taken(threadCount);
     std::vector<std::jthread> threads;
-    for (std::size_t me = 0; me < kThreads; ++me) {
+    for (std::size_t me = 0; me < threadCount; ++me) {
       threads.emplace_back([&, me] {
-        for (int i = 0; i < kBlocks; ++i) {
+        for (int i = 0; i < blockCount; ++i) {
           std::size_t const size = 16 + static_cast<std::size_t>(i) % 500;
           auto* const block = static_cast<unsigned char*>(take(size));
           auto const fill = static_cast<unsigned char>(me * 50 + static_cast<std::size_t>(i) % 50);
@@ -202,7 +202,7 @@ TEST(Slab, ThreadsTakeAndGiveAtOnce) {
           }
         }
         taken.arrive_and_wait();
-        for (auto const& [block, fill] : blocks[(me + 1) % kThreads]) {
+        for (auto const& [block, fill] : blocks[(me + 1) % threadCount]) {
           EXPECT_EQ(block[0], fill);
           EXPECT_EQ(block[15], fill);
           give(block);
@@ -234,23 +234,23 @@ class NamedType : public std::type_info {
 
 TEST(MemTrack, CountsWhatATagHolds) {
   using Vector = std::vector<std::uint32_t, Velko::Allocator<std::uint32_t, false, Velko::VectorOf<std::uint32_t>>>;
-  constexpr auto kTag = "Velko::VectorOf<unsigned int>"sv;
-  EXPECT_EQ(memoryOf(kTag).allocations, 0U);
+  constexpr auto tag = "Velko::VectorOf<unsigned int>"sv;
+  EXPECT_EQ(memoryOf(tag).allocations, 0U);
   {
     Vector vector;
     vector.reserve(5);
-    Model::Memory const held = memoryOf(kTag);
+    Model::Memory const held = memoryOf(tag);
     EXPECT_EQ(held.allocations, 1U);
     EXPECT_EQ(held.elements, 5);
     EXPECT_EQ(held.bytes, 20);
     vector.reserve(7);
-    EXPECT_EQ(memoryOf(kTag).allocations, 2U);
-    EXPECT_EQ(memoryOf(kTag).elements, 7);
-    EXPECT_EQ(memoryOf(kTag).bytes, 28);
+    EXPECT_EQ(memoryOf(tag).allocations, 2U);
+    EXPECT_EQ(memoryOf(tag).elements, 7);
+    EXPECT_EQ(memoryOf(tag).bytes, 28);
   }
-  EXPECT_EQ(memoryOf(kTag).allocations, 2U);
-  EXPECT_EQ(memoryOf(kTag).elements, 0);
-  EXPECT_EQ(memoryOf(kTag).bytes, 0);
+  EXPECT_EQ(memoryOf(tag).allocations, 2U);
+  EXPECT_EQ(memoryOf(tag).elements, 0);
+  EXPECT_EQ(memoryOf(tag).bytes, 0);
 }
 
 TEST(MemTrack, ATagHasOneTrackerByName) {

@@ -33,11 +33,11 @@ Zyn::ZynType const beforeMain = core(Kind::U32);
 
 std::string describe(Zyn::ZynType type) {
   std::string text = std::string(Model::kindName(Model::kindOf(type))) + ":";
-  constexpr std::pair<Mark, char const*> kMarks[] = {
+  constexpr std::pair<Mark, char const*> marks[] = {
       {Mark::Value, " value"},     {Mark::Enum, " enum"},   {Mark::S4, " s4"},
       {Mark::GnmiString, " gnmi"}, {Mark::Union, " union"}, {Mark::ScalarKind, " scalar"},
   };
-  for (auto const& [mark, name] : kMarks) {
+  for (auto const& [mark, name] : marks) {
     text += Model::hasMark(type, mark) ? name : "";
   }
   return text;
@@ -84,7 +84,7 @@ TEST(CoreTypes, EachScalarKindHasOne) {
     char const* name;
     char const* marks;
   };
-  constexpr Row kRows[] = {
+  constexpr Row rows[] = {
       {Kind::Bool, "Zyn::Bool", "Bool: value scalar"},
       {Kind::S8, "Zyn::S8", "S8: value scalar"},
       {Kind::S16, "Zyn::S16", "S16: value scalar"},
@@ -105,7 +105,7 @@ TEST(CoreTypes, EachScalarKindHasOne) {
       {Kind::MacAddress, "Zyn::MacAddress", "MacAddress: value gnmi scalar"},
   };
   std::vector<std::string> names;
-  for (Row const& row : kRows) {
+  for (Row const& row : rows) {
     Zyn::ZynType const type = core(row.kind);
     EXPECT_STREQ(type.name(), row.name);
     EXPECT_EQ(describe(type), row.marks);
@@ -223,10 +223,10 @@ TEST(Types, FieldNumbersLeaveOutWhatProtobufReserves) {
     std::uint32_t number;
     bool accepted;
   };
-  constexpr Row kRows[] = {{0, false},           {1, true},           {18999, true},     {19000, false},
-                           {19999, false},       {20000, true},       {536870911, true}, {536870912, false},
-                           {0x7fffffffU, false}, {0xffffffffU, false}};
-  for (Row const& row : kRows) {
+  constexpr Row rows[] = {{0, false},           {1, true},           {18999, true},     {19000, false},
+                          {19999, false},       {20000, true},       {536870911, true}, {536870912, false},
+                          {0x7fffffffU, false}, {0xffffffffU, false}};
+  for (Row const& row : rows) {
     Model::Schema schema;
     Model::TypeBuilder type = schema.module("M").value("V").attr("a", core(Kind::U8));
     if (row.accepted) {
@@ -545,7 +545,7 @@ using Model::Schema;
 
 Model::TypeBuilder at(Module& m, std::string_view name) { return m.extend(m.find(name)); }
 
-Refusal const kRefusals[] = {
+Refusal const refusals[] = {
     // Modules
     {"the name of a module is empty; write at least one character", [](Schema& s, Module&) { s.module(""); }},
     {"the name 'a\\0b' of a module holds a NUL byte; leave it out", [](Schema& s, Module&) { s.module("a\0b"sv); }},
@@ -707,7 +707,7 @@ Refusal const kRefusals[] = {
      [](Schema&, Module& m) { at(m, "Entity").valAttr("parent"); }},
 };
 
-INSTANTIATE_TEST_SUITE_P(Schema, Refused, testing::ValuesIn(kRefusals));
+INSTANTIATE_TEST_SUITE_P(Schema, Refused, testing::ValuesIn(refusals));
 
 TEST(Cycles, DiamondsAndEntitiesAreNone) {
   Model::Schema schema;

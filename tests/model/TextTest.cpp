@@ -23,7 +23,7 @@ struct Accepted {
   std::string json;
 };
 
-std::vector<Accepted> const kAccepted = {
+std::vector<Accepted> const accepted = {
     {Kind::Bool, "true", "true", "true"},
     {Kind::Bool, "false", "false", "false"},
     {Kind::S8, "-128", "-128", "-128"},
@@ -93,7 +93,7 @@ std::vector<Accepted> const kAccepted = {
 };
 
 TEST(Literal, PrintsInOneForm) {
-  for (Accepted const& row : kAccepted) {
+  for (Accepted const& row : accepted) {
     Zyn::ZynType const type = Model::core(row.kind);
     SCOPED_TRACE(std::string(type.name()) + " " + row.text);
     Value const value = literal(type, row.text);
@@ -107,7 +107,7 @@ TEST(Literal, PrintsInOneForm) {
 }
 
 TEST(GnmiString, IsTheLiteralWithoutQuotes) {
-  for (Accepted const& row : kAccepted) {
+  for (Accepted const& row : accepted) {
     Zyn::ZynType const type = Model::core(row.kind);
     SCOPED_TRACE(std::string(type.name()) + " " + row.text);
     bool const isString = row.kind == Kind::String;
@@ -122,153 +122,153 @@ struct Refused {
   std::string fits;
 };
 
-std::string const kFloat = "a finite decimal number, not too small to be told from 0";
-std::string const kSeconds =
+std::string const floatText = "a finite decimal number, not too small to be told from 0";
+std::string const secondsText =
     "seconds as a decimal number like -1.5, from -9223372036.854775808 to 9223372036.854775807, with at most 9 digits "
     "after the point";
-std::string const kTime =
+std::string const timeText =
     "a time like 2024-02-29T12:34:56.5Z or 2024-02-29T12:34:56+01:00, from 1677-09-21T00:12:43.145224192Z to "
     "2262-04-11T23:47:16.854775807Z, with at most 9 digits after the point";
-std::string const kBytes = "base64, padded with '='";
-std::string const kAddress = "an IPv4 or IPv6 address";
-std::string const kPrefix = "a prefix like 10.0.0.0/8 or 2001:db8::/32";
-std::string const kMac = "an address like 02:00:5e:10:00:ff";
-std::string const kS8 = "a decimal number from -128 to 127";
-std::string const kU8 = "a decimal number from 0 to 255";
-std::string const kString = "a text in double quotes";
+std::string const bytesText = "base64, padded with '='";
+std::string const addressText = "an IPv4 or IPv6 address";
+std::string const prefixText = "a prefix like 10.0.0.0/8 or 2001:db8::/32";
+std::string const macText = "an address like 02:00:5e:10:00:ff";
+std::string const s8Text = "a decimal number from -128 to 127";
+std::string const u8Text = "a decimal number from 0 to 255";
+std::string const stringText = "a text in double quotes";
 
-std::vector<Refused> const kRefused = {
+std::vector<Refused> const refused = {
     {Kind::Bool, "", "true or false"},
     {Kind::Bool, "True", "true or false"},
     {Kind::Bool, "1", "true or false"},
     {Kind::Bool, "true ", "true or false"},
     {Kind::Bool, "true\0"s, "true or false"},
-    {Kind::S8, "-129", kS8},
-    {Kind::S8, "128", kS8},
-    {Kind::S8, "", kS8},
-    {Kind::S8, "-", kS8},
-    {Kind::S8, "--1", kS8},
-    {Kind::S8, "+1", kS8},
-    {Kind::S8, " 1", kS8},
-    {Kind::S8, "1 ", kS8},
-    {Kind::S8, "1\0"s, kS8},
-    {Kind::S8, "0x1", kS8},
-    {Kind::S8, "1.0", kS8},
+    {Kind::S8, "-129", s8Text},
+    {Kind::S8, "128", s8Text},
+    {Kind::S8, "", s8Text},
+    {Kind::S8, "-", s8Text},
+    {Kind::S8, "--1", s8Text},
+    {Kind::S8, "+1", s8Text},
+    {Kind::S8, " 1", s8Text},
+    {Kind::S8, "1 ", s8Text},
+    {Kind::S8, "1\0"s, s8Text},
+    {Kind::S8, "0x1", s8Text},
+    {Kind::S8, "1.0", s8Text},
     {Kind::S16, "-32769", "a decimal number from -32768 to 32767"},
     {Kind::S16, "32768", "a decimal number from -32768 to 32767"},
     {Kind::S32, "-2147483649", "a decimal number from -2147483648 to 2147483647"},
     {Kind::S32, "2147483648", "a decimal number from -2147483648 to 2147483647"},
     {Kind::S64, "-9223372036854775809", "a decimal number from -9223372036854775808 to 9223372036854775807"},
     {Kind::S64, "9223372036854775808", "a decimal number from -9223372036854775808 to 9223372036854775807"},
-    {Kind::U8, "256", kU8},
-    {Kind::U8, "-1", kU8},
-    {Kind::U8, "-0", kU8},
-    {Kind::U8, "+0", kU8},
+    {Kind::U8, "256", u8Text},
+    {Kind::U8, "-1", u8Text},
+    {Kind::U8, "-0", u8Text},
+    {Kind::U8, "+0", u8Text},
     {Kind::U16, "65536", "a decimal number from 0 to 65535"},
     {Kind::U32, "4294967296", "a decimal number from 0 to 4294967295"},
     {Kind::U64, "18446744073709551616", "a decimal number from 0 to 18446744073709551615"},
-    {Kind::Float, "3.5e38", kFloat},
-    {Kind::Float, "1e-46", kFloat},
-    {Kind::Float, "nan", kFloat},
-    {Kind::Double, "inf", kFloat},
-    {Kind::Double, "-infinity", kFloat},
-    {Kind::Double, "nan(1)", kFloat},
-    {Kind::Double, "1e309", kFloat},
-    {Kind::Double, "-1e-400", kFloat},
-    {Kind::Double, "0x1p3", kFloat},
-    {Kind::Double, "1,5", kFloat},
-    {Kind::Double, "+1", kFloat},
-    {Kind::Double, "", kFloat},
-    {Kind::Double, ".", kFloat},
-    {Kind::Double, "1e", kFloat},
-    {Kind::String, "red", kString},
-    {Kind::String, "", kString},
-    {Kind::String, "\"", kString},
-    {Kind::String, "\"red", kString},
-    {Kind::String, "red\"", kString},
-    {Kind::String, "'red'", kString},
-    {Kind::Bytes, "AA", kBytes},
-    {Kind::Bytes, "AA=", kBytes},
-    {Kind::Bytes, "A", kBytes},
-    {Kind::Bytes, "AB==", kBytes},
-    {Kind::Bytes, "AA==AA==", kBytes},
-    {Kind::Bytes, "AA ==", kBytes},
-    {Kind::Bytes, "AAEC\n", kBytes},
-    {Kind::Bytes, "-_8=", kBytes},
-    {Kind::Bytes, "AA..", kBytes},
-    {Kind::Seconds, "", kSeconds},
-    {Kind::Seconds, "-", kSeconds},
-    {Kind::Seconds, ".5", kSeconds},
-    {Kind::Seconds, "1.", kSeconds},
-    {Kind::Seconds, "1.0000000000", kSeconds},
-    {Kind::Seconds, "1.-5", kSeconds},
-    {Kind::Seconds, "1.5s", kSeconds},
-    {Kind::Seconds, "+1", kSeconds},
-    {Kind::Seconds, "--1", kSeconds},
-    {Kind::Seconds, "1e3", kSeconds},
-    {Kind::Seconds, "9223372036.854775808", kSeconds},
-    {Kind::Seconds, "-9223372036.854775809", kSeconds},
-    {Kind::Seconds, "9223372037", kSeconds},
-    {Kind::Seconds, "18446744073709551616", kSeconds},
-    {Kind::Time, "", kTime},
-    {Kind::Time, "now", kTime},
-    {Kind::Time, "infinite-past", kTime},
-    {Kind::Time, "2024-02-29", kTime},
-    {Kind::Time, "2024-02-29T12:34:56", kTime},
-    {Kind::Time, "2024-02-29 12:34:56Z", kTime},
-    {Kind::Time, " 2024-02-29T12:34:56Z", kTime},
-    {Kind::Time, "2024-02-29T12:34:56Z ", kTime},
-    {Kind::Time, "2023-02-29T12:34:56Z", kTime},
-    {Kind::Time, "2024-04-31T12:34:56Z", kTime},
-    {Kind::Time, "2024-00-01T12:34:56Z", kTime},
-    {Kind::Time, "2024-13-01T12:34:56Z", kTime},
-    {Kind::Time, "2024-01-00T12:34:56Z", kTime},
-    {Kind::Time, "2024-02-29T24:00:00Z", kTime},
-    {Kind::Time, "2024-02-29T12:60:00Z", kTime},
-    {Kind::Time, "2016-12-31T23:59:60Z", kTime},
-    {Kind::Time, "2024-02-29T12:34:56.Z", kTime},
-    {Kind::Time, "2024-02-29T12:34:56.1234567890Z", kTime},
-    {Kind::Time, "2024-02-29T12:34:56+24:00", kTime},
-    {Kind::Time, "2024-02-29T12:34:56+01:60", kTime},
-    {Kind::Time, "2024-02-29T12:34:56+0100", kTime},
-    {Kind::Time, "2024-02-29T12:34:56ZZ", kTime},
-    {Kind::Time, "24-02-29T12:34:56Z", kTime},
-    {Kind::Time, "1677-09-21T00:12:43.145224191Z", kTime},
-    {Kind::Time, "2262-04-11T23:47:16.854775808Z", kTime},
-    {Kind::Time, "0000-01-01T00:00:00Z", kTime},
-    {Kind::Time, "9999-12-31T23:59:59Z", kTime},
-    {Kind::IpAddress, "", kAddress},
-    {Kind::IpAddress, "192.0.2", kAddress},
-    {Kind::IpAddress, "192.0.2.256", kAddress},
-    {Kind::IpAddress, "192.0.2.01", kAddress},
-    {Kind::IpAddress, "192.0.2.1 ", kAddress},
-    {Kind::IpAddress, "192.0.2.1\0"s, kAddress},
-    {Kind::IpAddress, "192.0.2.1/32", kAddress},
-    {Kind::IpAddress, "1::2::3", kAddress},
-    {Kind::IpAddress, "fe80::1%lo", kAddress},
-    {Kind::IpAddress, "0000:0000:0000:0000:0000:ffff:192.168.100.2280", kAddress},
-    {Kind::IpPrefix, "10.0.0.0", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0/", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0/33", kPrefix},
-    {Kind::IpPrefix, "::/129", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0/08", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0/+8", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0/-8", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0/8/8", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0/18446744073709551624", kPrefix},
-    {Kind::IpPrefix, "/8", kPrefix},
-    {Kind::IpPrefix, "10.0.0.0\0/8"s, kPrefix},
-    {Kind::MacAddress, "02:00:5e:10:00", kMac},
-    {Kind::MacAddress, "02:00:5e:10:00:ff:00", kMac},
-    {Kind::MacAddress, "02-00-5e-10-00-ff", kMac},
-    {Kind::MacAddress, "2:00:5e:10:00:0ff", kMac},
-    {Kind::MacAddress, "02:00:5e:10:00:fg", kMac},
-    {Kind::MacAddress, "02:00:5e:10:00:-f", kMac},
-    {Kind::MacAddress, "02005e1000ff", kMac},
+    {Kind::Float, "3.5e38", floatText},
+    {Kind::Float, "1e-46", floatText},
+    {Kind::Float, "nan", floatText},
+    {Kind::Double, "inf", floatText},
+    {Kind::Double, "-infinity", floatText},
+    {Kind::Double, "nan(1)", floatText},
+    {Kind::Double, "1e309", floatText},
+    {Kind::Double, "-1e-400", floatText},
+    {Kind::Double, "0x1p3", floatText},
+    {Kind::Double, "1,5", floatText},
+    {Kind::Double, "+1", floatText},
+    {Kind::Double, "", floatText},
+    {Kind::Double, ".", floatText},
+    {Kind::Double, "1e", floatText},
+    {Kind::String, "red", stringText},
+    {Kind::String, "", stringText},
+    {Kind::String, "\"", stringText},
+    {Kind::String, "\"red", stringText},
+    {Kind::String, "red\"", stringText},
+    {Kind::String, "'red'", stringText},
+    {Kind::Bytes, "AA", bytesText},
+    {Kind::Bytes, "AA=", bytesText},
+    {Kind::Bytes, "A", bytesText},
+    {Kind::Bytes, "AB==", bytesText},
+    {Kind::Bytes, "AA==AA==", bytesText},
+    {Kind::Bytes, "AA ==", bytesText},
+    {Kind::Bytes, "AAEC\n", bytesText},
+    {Kind::Bytes, "-_8=", bytesText},
+    {Kind::Bytes, "AA..", bytesText},
+    {Kind::Seconds, "", secondsText},
+    {Kind::Seconds, "-", secondsText},
+    {Kind::Seconds, ".5", secondsText},
+    {Kind::Seconds, "1.", secondsText},
+    {Kind::Seconds, "1.0000000000", secondsText},
+    {Kind::Seconds, "1.-5", secondsText},
+    {Kind::Seconds, "1.5s", secondsText},
+    {Kind::Seconds, "+1", secondsText},
+    {Kind::Seconds, "--1", secondsText},
+    {Kind::Seconds, "1e3", secondsText},
+    {Kind::Seconds, "9223372036.854775808", secondsText},
+    {Kind::Seconds, "-9223372036.854775809", secondsText},
+    {Kind::Seconds, "9223372037", secondsText},
+    {Kind::Seconds, "18446744073709551616", secondsText},
+    {Kind::Time, "", timeText},
+    {Kind::Time, "now", timeText},
+    {Kind::Time, "infinite-past", timeText},
+    {Kind::Time, "2024-02-29", timeText},
+    {Kind::Time, "2024-02-29T12:34:56", timeText},
+    {Kind::Time, "2024-02-29 12:34:56Z", timeText},
+    {Kind::Time, " 2024-02-29T12:34:56Z", timeText},
+    {Kind::Time, "2024-02-29T12:34:56Z ", timeText},
+    {Kind::Time, "2023-02-29T12:34:56Z", timeText},
+    {Kind::Time, "2024-04-31T12:34:56Z", timeText},
+    {Kind::Time, "2024-00-01T12:34:56Z", timeText},
+    {Kind::Time, "2024-13-01T12:34:56Z", timeText},
+    {Kind::Time, "2024-01-00T12:34:56Z", timeText},
+    {Kind::Time, "2024-02-29T24:00:00Z", timeText},
+    {Kind::Time, "2024-02-29T12:60:00Z", timeText},
+    {Kind::Time, "2016-12-31T23:59:60Z", timeText},
+    {Kind::Time, "2024-02-29T12:34:56.Z", timeText},
+    {Kind::Time, "2024-02-29T12:34:56.1234567890Z", timeText},
+    {Kind::Time, "2024-02-29T12:34:56+24:00", timeText},
+    {Kind::Time, "2024-02-29T12:34:56+01:60", timeText},
+    {Kind::Time, "2024-02-29T12:34:56+0100", timeText},
+    {Kind::Time, "2024-02-29T12:34:56ZZ", timeText},
+    {Kind::Time, "24-02-29T12:34:56Z", timeText},
+    {Kind::Time, "1677-09-21T00:12:43.145224191Z", timeText},
+    {Kind::Time, "2262-04-11T23:47:16.854775808Z", timeText},
+    {Kind::Time, "0000-01-01T00:00:00Z", timeText},
+    {Kind::Time, "9999-12-31T23:59:59Z", timeText},
+    {Kind::IpAddress, "", addressText},
+    {Kind::IpAddress, "192.0.2", addressText},
+    {Kind::IpAddress, "192.0.2.256", addressText},
+    {Kind::IpAddress, "192.0.2.01", addressText},
+    {Kind::IpAddress, "192.0.2.1 ", addressText},
+    {Kind::IpAddress, "192.0.2.1\0"s, addressText},
+    {Kind::IpAddress, "192.0.2.1/32", addressText},
+    {Kind::IpAddress, "1::2::3", addressText},
+    {Kind::IpAddress, "fe80::1%lo", addressText},
+    {Kind::IpAddress, "0000:0000:0000:0000:0000:ffff:192.168.100.2280", addressText},
+    {Kind::IpPrefix, "10.0.0.0", prefixText},
+    {Kind::IpPrefix, "10.0.0.0/", prefixText},
+    {Kind::IpPrefix, "10.0.0.0/33", prefixText},
+    {Kind::IpPrefix, "::/129", prefixText},
+    {Kind::IpPrefix, "10.0.0.0/08", prefixText},
+    {Kind::IpPrefix, "10.0.0.0/+8", prefixText},
+    {Kind::IpPrefix, "10.0.0.0/-8", prefixText},
+    {Kind::IpPrefix, "10.0.0.0/8/8", prefixText},
+    {Kind::IpPrefix, "10.0.0.0/18446744073709551624", prefixText},
+    {Kind::IpPrefix, "/8", prefixText},
+    {Kind::IpPrefix, "10.0.0.0\0/8"s, prefixText},
+    {Kind::MacAddress, "02:00:5e:10:00", macText},
+    {Kind::MacAddress, "02:00:5e:10:00:ff:00", macText},
+    {Kind::MacAddress, "02-00-5e-10-00-ff", macText},
+    {Kind::MacAddress, "2:00:5e:10:00:0ff", macText},
+    {Kind::MacAddress, "02:00:5e:10:00:fg", macText},
+    {Kind::MacAddress, "02:00:5e:10:00:-f", macText},
+    {Kind::MacAddress, "02005e1000ff", macText},
 };
 
 TEST(Literal, RefusesWhatIsNoValue) {
-  for (Refused const& row : kRefused) {
+  for (Refused const& row : refused) {
     Zyn::ZynType const type = Model::core(row.kind);
     EXPECT_EQ(errorOf([&] { literal(type, row.text); }),
               std::string(type.name()) + ": '" + row.text + "' does not fit: " + row.fits);
@@ -276,7 +276,7 @@ TEST(Literal, RefusesWhatIsNoValue) {
 }
 
 TEST(GnmiString, RefusesWhatIsNoValue) {
-  for (Refused const& row : kRefused) {
+  for (Refused const& row : refused) {
     if (row.kind != Kind::String) {
       Zyn::ZynType const type = Model::core(row.kind);
       EXPECT_EQ(errorOf([&] { gnmi(type, row.text); }),
@@ -452,8 +452,8 @@ class Marked final : public Model::TextRule {
     }
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
   }
-  std::string fits() const override { return "a marked text"; }
-  std::string remark(std::string_view text) const override { return text == "slow" ? "; that was slow" : ""; }
+  std::string expectation() const override { return "a marked text"; }
+  std::string hint(std::string_view text) const override { return text == "slow" ? "; that was slow" : ""; }
 };
 
 TEST(Text, ARuleIsAskedBeforeTheKind) {

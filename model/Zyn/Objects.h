@@ -26,7 +26,7 @@ inline AttrRow const& attrRow(Zyn::ZynType type, std::uint32_t slot) {
 }
 
 /** What every value object is. */
-class Held : public Zyn::GenericIf {
+class ValueObject : public Zyn::GenericIf {
  public:
   // The subclasses make their objects in place, with what they hold right behind.
   static void operator delete(void* storage) noexcept;  // NOLINT(misc-new-delete-overloads)
@@ -35,10 +35,10 @@ class Held : public Zyn::GenericIf {
   Zyn::ZynType const type;
 
  protected:
-  Held(Zyn::ZynType ofType, Kind itsKind) noexcept : kind(itsKind), type(ofType) {}
+  ValueObject(Zyn::ZynType ofType, Kind itsKind) noexcept : kind(itsKind), type(ofType) {}
 };
 
-inline Held const& heldIn(Zyn::GenericIf const& value) { return static_cast<Held const&>(value); }
+inline ValueObject const& valueObject(Zyn::GenericIf const& value) { return static_cast<ValueObject const&>(value); }
 
 /**
  * What a scalar holds, while it is being read:
@@ -65,7 +65,7 @@ struct Content {
 };
 
 /** A value of a scalar kind, or an enumerator. */
-class Scalar final : public Held {
+class Scalar final : public ValueObject {
  public:
   static NewValue make(Zyn::ZynType type, Content const& content);
 
@@ -77,13 +77,14 @@ class Scalar final : public Held {
   }
 
  private:
-  Scalar(Zyn::ZynType ofType, Kind itsKind, std::uint64_t number) noexcept : Held(ofType, itsKind), number_(number) {}
+  Scalar(Zyn::ZynType ofType, Kind itsKind, std::uint64_t number) noexcept
+      : ValueObject(ofType, itsKind), number_(number) {}
 
   std::uint64_t const number_;
 };
 
 /** A wrapper, a union or a value type: one slot for each attribute, null while it is not set. */
-class Composed final : public Held {
+class Composed final : public ValueObject {
  public:
   static Velko::Ptr<Composed> make(Zyn::ZynType type);
   ~Composed() override;
@@ -128,11 +129,11 @@ struct ScalarRow {
   /** Of the default value. */
   std::string_view initial;
   /** What `read` takes; empty where it is worked out. */
-  std::string_view fits;
+  std::string_view expectation;
 };
-constexpr std::size_t kScalarKinds = static_cast<std::size_t>(Kind::Enum) + 1;
-extern std::array<ScalarRow, kScalarKinds> const kScalars;
-inline ScalarRow const& scalarRow(Kind kind) { return kScalars[static_cast<std::size_t>(kind)]; }
+constexpr std::size_t scalarKinds = static_cast<std::size_t>(Kind::Enum) + 1;
+extern std::array<ScalarRow, scalarKinds> const scalarRows;
+inline ScalarRow const& scalarRow(Kind kind) { return scalarRows[static_cast<std::size_t>(kind)]; }
 
 /** False when the text is no scalar of the type. Inline, as each value that is made comes by. */
 inline bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Content& content) {
@@ -151,9 +152,9 @@ inline bool readScalar(TypeRow const& row, std::string_view text, TextForm form,
 /** Appends the literal, or its form without quotes. */
 void printScalar(Scalar const& value, TextForm form, std::string& out);
 /** What `readScalar` takes, to end a message with. */
-std::string scalarFits(TypeRow const& row, TextForm form);
+std::string scalarExpectation(TypeRow const& row, TextForm form);
 /** The value as the rule of its type would have it, null when the rule refuses its text. For types with a rule. */
-NewValue ruled(Scalar const& value);
+NewValue normalize(Scalar const& value);
 /** The default value of a scalar kind. */
 void defaultScalar(Kind kind, Content& content);
 
@@ -164,6 +165,6 @@ NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form);
 /** "'70000'", cut where it is long. */
 std::string quoted(std::string_view text);
 /** What `readText` takes, to end a message with: "a decimal number from 0 to 65535". */
-std::string textFits(Zyn::ZynType type, TextForm form);
+std::string textExpectation(Zyn::ZynType type, TextForm form);
 
 }  // namespace Model
