@@ -16,8 +16,8 @@ namespace KvSlab {
 void* slabAllocOrStdMalloc(std::size_t size);
 
 /**
- * Returns storage got from `slabAllocOrStdMalloc`, once. `type` is the type of the elements that lived there, for the
- * provider's diagnostics. A null `pointer` is allowed and does nothing.
+ * Returns storage got from `slabAllocOrStdMalloc`, once. `type` is for the provider's diagnostics only: what the
+ * container calls its elements, as in `Velko::MemTrack::Impl::alloc`. A null `pointer` is allowed and does nothing.
  */
 void slabFreeOrStdFree(void* pointer, std::type_info const& type) noexcept;
 

@@ -27,7 +27,7 @@ struct AbslFlatHashMapOfTag;
 
 namespace MemTrack {
 
-/** The counters of one tag: the provider's own type. Lives until the process ends. */
+/** The counters of one tag. The provider defines the class, with members of its own. Lives until the process ends. */
 class Tracker;
 
 namespace Impl {
@@ -39,7 +39,13 @@ namespace Impl {
  */
 Tracker& tracker(std::type_info const& tagPointer);
 
-/** Told after storage for `count` elements of `elementSize` bytes has been taken. Any thread, any number at once. */
+/**
+ * Told after storage for `count` elements of `elementSize` bytes has been taken. Any thread, any number at once.
+ *
+ * `element` and `count` are what the container asks its allocator for, which need not be what a user puts in: a map of
+ * Abseil's takes its slots and its own bookkeeping as one block of words, and reports a word type of its own and the
+ * number of words. Bytes are `count * elementSize` always. What a block is for, the tag tells.
+ */
 void alloc(Tracker& tracker, std::type_info const& element, std::size_t elementSize, std::size_t count) noexcept;
 
 /** Told before storage for `count` elements goes back; `count` is that of the matching `alloc`. */
@@ -49,7 +55,7 @@ void dealloc(Tracker& tracker, std::size_t count) noexcept;
 }  // namespace MemTrack
 
 /**
- * A standard allocator without state. What `Flag` means is the platform's business; this library passes false.
+ * A standard allocator without state. What `Flag` means is the platform's business: the decoder always passes false.
  * `allocate` throws `std::bad_alloc` (`std::bad_array_new_length` for a count that no memory could hold).
  */
 template <typename T, bool Flag, typename Tag>

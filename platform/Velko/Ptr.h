@@ -15,13 +15,16 @@ namespace Velko {
 
 struct ThreadControl {
   /**
-   * Whether reference counts change atomically. Defined by the provider. It is read without a lock: change it only
-   * while no other thread uses the library.
+   * Whether reference counts change atomically. Defined by the provider: true unless a process has values on one thread
+   * only. It is read without a lock: change it only while no other thread has values.
    */
   static bool tsp_;
 };
 
-/** An object that counts its users. It is made on the heap and goes when its last `Ptr` goes. */
+/**
+ * An object that counts its users. The provider allocates it as it likes and starts with no users; the object goes, by
+ * `decUseImpl`, when its last `Ptr` goes.
+ */
 class Node {
  public:
   Node(Node const&) = delete;
@@ -62,7 +65,10 @@ class Node {
     return uses.load(std::memory_order_acquire) == 1 ? 0 : uses.fetch_sub(1, std::memory_order_acq_rel) - 1;
   }
 
-  /** The last user has gone: destroys the object and frees its memory. Defined by the provider; throws nothing. */
+  /**
+   * The last user has gone: destroys the object and frees its memory. Defined by the provider, for every class that it
+   * derives from `Node`; throws nothing. Called on the thread of the last user.
+   */
   void decUseImpl() const noexcept;
 
   mutable std::uint32_t uses_ = 0;

@@ -14,7 +14,10 @@ namespace Velko {
 
 namespace Platform {
 
-/** The trace switch of one name. The provider makes it, and it lives until the process ends. */
+/**
+ * The trace switch of one name. The provider derives a class of its own, which sets `enabled_`; what it makes lives
+ * until the process ends.
+ */
 class DebugHandler {
  public:
   DebugHandler(DebugHandler const&) = delete;
@@ -31,8 +34,9 @@ class DebugHandler {
 };
 
 /**
- * The handle of a name, made on first use; never null, and the same for the same name. What `mode` means is the
- * platform's business; this library passes false. Throws `std::bad_alloc` when memory runs out.
+ * The handle of a name, made on first use; never null, and the same for the same name. What `mode` asks for when it is
+ * true is the platform's business: the decoder passes false, once in a process, for "ZynKeyDecoder". Throws
+ * `std::bad_alloc` when memory runs out.
  */
 DebugHandler* _getRawDebugHandler(String const& name, bool mode);  // NOLINT(bugprone-reserved-identifier)
 
@@ -42,7 +46,7 @@ namespace Impl {
 
 /**
  * The sink. All texts are NUL-terminated and live for the call only; `className` is null outside a class. `level` runs
- * from 0 (always wanted) to 9 (details). The arguments are formatted here, if at all.
+ * from 0 (always wanted) to 9 (details), the decoder's are 7. The arguments are formatted here, if at all.
  */
 void vfmtrace(Platform::DebugHandler const& handle, unsigned short level, char const* file, char const* function,
               int line, char const* className, fmt::string_view format, fmt::format_args args) noexcept;

@@ -1,18 +1,53 @@
 // The reflective type system: types, their attributes, and value objects that are made from text, from constructor
 // arguments or from a protobuf message.
 //
-// Types and attributes are handles: small values, copied freely, compared cheaply, valid until the process ends. An
-// empty handle stands for "none". Nothing is undefined on it: each query below says what an empty handle answers, so a
-// lookup that fails can be carried along and tested where it matters.
+// This folder is a contract between two sides. The decoder (`libDrovan.so`) calls; a provider defines every function
+// that is declared here without a body. The decoder relies on what the comments promise, and on nothing else: where
+// they say that the provider decides, either choice is right.
 //
-// Threads: every query is read-only and may be called from any thread. Making values is free of shared state. Setting
-// an attribute changes the object: one thread at a time for one object.
+// Types and attributes are handles: small values, copied freely, compared cheaply, valid for as long as the provider
+// keeps their module. The decoder has handles in decoders, trees and filters, and nowhere else. An empty handle stands
+// for "none". Nothing is undefined on it: each query below says what an empty handle answers, so a lookup that fails
+// can be carried along and tested where it matters.
+//
+// What the decoder calls to make a value of a type from one text, by the first row that holds:
+//
+//   the type                               the calls, each with `mode` false
+//   hasS4Encoding() and no valAttr(), and  genericIfFromPbMessage(the message that was base64)
+//     the caller asks for s4 texts
+//   hasGnmiStringForm()                    genericIfFromGnmiString(text)
+//   has a valAttr(): a wrapper             those of the inner type, valAttr().attrType(), for the same text; then
+//                                          genericIf([the inner value])
+//   isEnumType()                           genericIf(the text between single quotes)
+//   isFundamentalString()                  genericIf(the text between double quotes)
+//   isUnionType()                          genericIf(null data); for each attribute in order the calls of its type for
+//                                          the same text, until one of them succeeds; then genericIfSet of that one
+//   any other                              genericIf(text)
+//
+// A value whose parts have texts of their own is built from them: genericIf(constructor arguments), then genericIfSet
+// for each attribute that was given and is no argument, in no particular order. A caller may ask this of any type,
+// whatever its marks: one that is not built so throws. Only a type that answers `isScalarKind()`, `isEnumType()` or a
+// `valAttr()` takes one text as a whole, and, where the caller asks for s4 texts, one with both `hasS4Encoding()` and
+// `isValue()`.
+//
+// Depth: a wrapper, or a union, whose value or alternatives lead back to the type itself makes the decoder recurse
+// until the stack is gone, so a provider has none. A type that is built from attributes may lead back to itself. The
+// decoder uses stack in proportion to how deep wrappers, unions and paths nest.
+//
+// Threads: every query is read-only and may be called from any thread. Any number of threads make values at once.
+// Setting an attribute changes the object: one thread at a time for one object.
 //
 // Errors: queries never fail and never throw. The `genericIf` family and `genericIfSet` throw what they name below
-// when the input does not fit, and `std::bad_alloc` when memory runs out; nothing else.
+// when the input does not fit, and `std::bad_alloc` when memory runs out. Any other exception ends the process, for the
+// decoder's operations are `noexcept`; so does `std::bad_alloc`.
 //
 //   accepted   type.genericIf(Velko::String("\"red\""), false)   for the core type "Zyn::String"
 //   refused    type.genericIf(Velko::String("red"), false)       throws `Velko::Exception`: the quotes are missing
+//
+// Building: both sides are compiled as C++23 or later, with the same standard library, Boost.Container, {fmt} and
+// Abseil; the last two have their version in the namespace (`fmt::v9`), and so in the names of symbols. The symbols of
+// the provider, the type information of the exceptions among them, have default visibility: they are found when
+// `libDrovan.so` is loaded, in the program or in a library of the provider's.
 //
 // Not checked: that a handle was made by the provider that is asked about it.
 #pragma once
@@ -37,7 +72,8 @@ class ZynType;
 
 /**
  * A value object of any type. It is made by the `genericIf` family only, changed by `genericIfSet` only, and lives as
- * long as a `Velko::Ptr` holds it. What it holds is the provider's business.
+ * long as a `Velko::Ptr` holds it. A provider derives its own classes, which say what the object holds; the decoder
+ * never looks inside.
  */
 class GenericIf : public Velko::Node {
  protected:
@@ -45,12 +81,18 @@ class GenericIf : public Velko::Node {
   ~GenericIf() override;
 };
 
-/** Constructor arguments in declared order; a null one stays null. Eight fit without an allocation. */
+/**
+ * Constructor arguments in declared order; eight fit without an allocation. One is null only where the provider itself
+ * made it null.
+ */
 using GenericIfArgs = boost::container::small_vector<
     Velko::Ptr<GenericIf const>, 8,
     Velko::Allocator<Velko::Ptr<GenericIf const>, false, Velko::SmallVectorOf<Velko::Ptr<GenericIf const>>>>;
 
-/** Walks names in order: `for (; names; ++names) use(*names);`. The names live until the process ends. */
+/**
+ * Walks names in order: `for (; names; ++names) use(*names);`. It points into the provider's array. Array and names
+ * stay where they are, and as they are, for as long as the module of the type: values are made while the walk goes on.
+ */
 class ArgNameQIterator {
  public:
   ArgNameQIterator() noexcept = default;
@@ -69,15 +111,19 @@ class ArgNameQIterator {
   char const* const* end_ = nullptr;
 };
 
-/** A named set of types. Only the provider makes modules, and they live until the process ends. */
+/** A named set of types. Only the provider makes modules; each lives as long as anybody uses a handle of it. */
 class ZynModule {
  public:
   ZynModule(ZynModule const&) = delete;
   ZynModule& operator=(ZynModule const&) = delete;
 
   /**
-   * The names of a type's constructor arguments, in declared order; `index` is the type's `argListIndex()`. No names
-   * for a type without constructor arguments.
+   * The names of a type's constructor arguments, in declared order; `index` is the `argListIndex()` of a type of this
+   * module. No names for a type without constructor arguments; such types may share an index. The decoder asks for no
+   * other index: what an unknown one answers, the provider decides.
+   *
+   * Each name is one that `ZynTypeBase::attr` finds on the same type. One that it does not find makes every key of the
+   * type fail, as if that attribute had not been given.
    */
   ArgNameQIterator argNameQIterator(std::uint32_t index) const noexcept;
 
@@ -99,8 +145,11 @@ class ZynTypeBase {
   std::uint32_t index() const noexcept { return index_; }
 
   /**
-   * The attribute of exactly this name (byte for byte), inherited ones included. An empty handle when the type has
-   * none, and on an empty type. The first form takes a NUL-terminated name, which is not null.
+   * The attribute of exactly this name (byte for byte). An empty handle when the type has none, and on an empty type.
+   * Asked again, it answers an equal handle. The first form takes a NUL-terminated name, which is not null.
+   *
+   * Attributes inherited from a base type count as the type's own: paths and constructor arguments may name them. A
+   * type system without inheritance has nothing to do for this.
    */
   ZynAttr attr(char const* name) const noexcept;
   ZynAttr attr(std::string_view name) const noexcept;
@@ -119,58 +168,87 @@ class ZynType : public ZynTypeBase {
   using ZynTypeBase::ZynTypeBase;
 
   /**
-   * The printable name, NUL-terminated, alive until the process ends. The core types of strings, bytes, seconds and
-   * time print as "Zyn::String", "Zyn::Bytes", "Zyn::Seconds" and "Zyn::Time"; every other type by the name that its
-   * module recorded. For messages and traces only: compare handles, not names.
+   * The printable name, NUL-terminated, alive as long as the module. The core types of strings, bytes, seconds and time
+   * print as "Zyn::String", "Zyn::Bytes", "Zyn::Seconds" and "Zyn::Time"; every other type by the name that its module
+   * recorded. For messages and traces only: compare handles, not names.
    */
   char const* name() const noexcept;
 
-  /** A value type: it can be default-constructed as a value object. */
+  /** A value type: `genericIf` of null data makes a default object. Every union is one. */
   bool isValue() const noexcept;
-  /** An enumeration: an enumerator is written as its name in single quotes. */
+  /** An enumeration: the literal of an enumerator is its name in single quotes. */
   bool isEnumType() const noexcept;
-  /** Values also exist as a protobuf message, base64-encoded. */
+  /** Values also exist as a protobuf message, which `genericIfFromPbMessage` reads. */
   bool hasS4Encoding() const noexcept;
   /** The type reads its gNMI string form itself, by `genericIfFromGnmiString`. */
   bool hasGnmiStringForm() const noexcept;
-  /** A union: its attributes, in order, are its alternatives. */
+  /**
+   * A union: its attributes, in order, are its alternatives. It answers `isValue()` and `isScalarKind()`, too, and its
+   * default object is one in which no alternative is set yet. The decoder ends the process by an assertion where it is
+   * to try the alternatives of a union that is no value type.
+   */
   bool isUnionType() const noexcept;
-  /** Always supplied whole by one text: the built-in scalars, types with gNMI string form, and unions. */
+  /**
+   * Always supplied whole by one text: the built-in scalars (the provider decides which types these are), every type
+   * with gNMI string form, and every union.
+   */
   bool isScalarKind() const noexcept;
   /** The core string type of `Velko::_Velko_FundamentalTypes_Module`: its literal is a text in double quotes. */
   bool isFundamentalString() const noexcept;
-  /** The one attribute through which a wrapper type holds its value; empty for every other type. */
+  /**
+   * The one attribute through which a wrapper type holds its value; empty for every other type. From one text, a
+   * wrapper is built with its inner value as the only argument, whatever its argument list says. The list is read only
+   * to build the wrapper from parts that have texts of their own.
+   */
   ZynAttr valAttr() const noexcept;
   /** Where the type's constructor arguments are listed: for `ZynModule::argNameQIterator` of the type's module. */
   std::uint32_t argListIndex() const noexcept;
 
-  // Each of the following returns a new value object, never null for the first three. `mode` is a mode flag of the
-  // type system; this library passes false. Arguments are only read, and only for the call. An empty handle throws as
-  // for input that does not fit.
+  // Each of the following makes a value object of this type, or throws as it says. Arguments are only read, and only
+  // for the call. An empty handle throws as for input that does not fit. What `mode` asks for when it is true is the
+  // platform's business: the decoder always passes false, and a provider may ignore it.
+  //
+  // None returns null. Where one does, the decoder takes the null for a value and hands it on, to arguments, to
+  // `genericIfSet` and to its caller, without looking at it. A null from a protobuf message ends the process by an
+  // assertion.
+  //
+  // What is made from null data or from arguments is held by nobody else, for attributes are set on it afterwards. What
+  // is made from a text or a message may be an object that others hold as well: the decoder does not change it.
 
   /**
    * From the type's literal: strings in double quotes, enumerators in single quotes, other scalars bare. Text that is
    * no value of the type, whatever bytes it holds, throws `Velko::Exception`.
+   *
+   * Between the outer quotes stands what a remote caller wrote, byte for byte, with nothing escaped: it may hold
+   * quotes, backslashes and NUL. A provider takes those bytes as they are (the literal `"a"b"` is the string `a"b`) or
+   * refuses them.
    *
    * Always pass a `Velko::String`: a text in quotes would turn into the `void const*` of the next overload.
    */
   Velko::Ptr<GenericIf> genericIf(Velko::String const& text, bool mode) const;
   /** The default value, for null `data`; nothing else is ever passed. Throws `Velko::Exception` where there is none. */
   Velko::Ptr<GenericIf> genericIf(void const* data, bool mode) const;
-  /** From constructor arguments, which the value may keep. Throws `Velko::Exception` when number or types differ. */
+  /**
+   * From constructor arguments, which the value may keep. Throws `Velko::Exception` when number or types differ. For a
+   * null argument it throws, too, or makes a value that lacks it: the provider decides.
+   */
   Velko::Ptr<GenericIf> genericIf(GenericIfArgs const& args, bool mode) const;
   /** From the gNMI string form. Text that is no value of the type throws `Velko::Exception`. */
   Velko::Ptr<GenericIf> genericIfFromGnmiString(Velko::String const& text, bool mode) const;
   /**
-   * Reads one serialised value. `cursor` is a `Velko::Pb::ReadCursor`. A malformed message throws
-   * `Velko::Pb::PbReadException`, never `Velko::Exception`. Never returns null.
+   * Reads one serialised value: the bytes from the cursor's position to its end. `cursor` is a `Velko::Pb::ReadCursor`,
+   * which the decoder does not look at afterwards: where the reader leaves it, and whether fields that the type does
+   * not know are skipped or refused, the provider decides.
+   *
+   * Whatever is wrong throws `Velko::Pb::PbReadException`: a malformed message, a number out of range, a part that is
+   * missing. A `Velko::Exception` from here would end the process.
    */
   Velko::Ptr<GenericIf> genericIfFromPbMessage(void* cursor, bool mode) const;
 };
 
 /**
- * An attribute of a type. Two handles are equal, and hash alike, when module and attribute index are: the index is the
- * attribute's within the module, so the owner that it was found through does not matter.
+ * An attribute of a type. Two handles are equal, and hash alike, when module and attribute index are. So the index
+ * counts the attributes of the module, not those of the type: no two attributes of a module share one.
  *
  * Queries on an empty handle answer an empty name, false, an empty handle, or null.
  */
@@ -184,27 +262,32 @@ class ZynAttr {
   bool empty() const noexcept { return module_ == nullptr; }
   /** Null for an empty handle. */
   ZynModule const* module() const noexcept { return module_; }
+  /**
+   * The index of a type of `module()` that has the attribute. For an inherited one the provider decides: the type that
+   * declares it, or the one that it was found through. The decoder does not ask.
+   */
   std::uint32_t owner() const noexcept { return owner_; }
   std::uint32_t index() const noexcept { return index_; }
 
-  /** The declared name, NUL-terminated, alive until the process ends; never empty but for an empty handle. */
+  /** The declared name, NUL-terminated, alive as long as the module; empty for an empty handle only. */
   char const* name() const noexcept;
-  /** The declared type. For a collection: the type of its entries. */
+  /** The declared type, empty for an empty handle only. For a collection: the type of its entries. */
   ZynType attrType() const noexcept;
-  /** A keyed collection that records key information. */
+  /** A keyed collection that records key information. Otherwise it has no internal key name and no key type. */
   bool isKeyed() const noexcept;
   /**
-   * The name of the attribute of the entries' type that holds an entry's key, NUL-terminated, alive until the process
-   * ends. Null when the attribute is not keyed or records no such name. That the attribute exists is not promised.
+   * The name of the attribute of the entries' type that holds an entry's key, NUL-terminated, alive as long as the
+   * module. Null when the attribute is not keyed or records no such name. That the attribute exists is not promised.
    */
   char const* internalKeyName() const noexcept;
   /** The type of the collection's keys; empty when not keyed. */
   ZynType keyType() const noexcept;
 
   /**
-   * Sets this attribute of `object` to `value`, of which the object keeps a reference. `key` is the key of an entry
-   * when the attribute is a collection; this library sets plain attributes only and passes null. A value or object
-   * that does not fit, null ones included, throws `Velko::Exception` and leaves the object as it was.
+   * Sets this attribute of `object` to `value`, of which the object keeps a reference. On a union it chooses the
+   * alternative. `key` is the key of an entry when the attribute is a collection; the decoder sets plain attributes
+   * only and always passes null. A value or object that does not fit throws `Velko::Exception` and leaves the object as
+   * it was. `object` and `value` are null only where the provider itself made them null; a provider refuses them, too.
    */
   void genericIfSet(Velko::Ptr<GenericIf> const& object, Velko::Ptr<GenericIf const> const& key,
                     Velko::Ptr<GenericIf const> const& value) const;
@@ -226,7 +309,12 @@ class ZynAttr {
   std::uint32_t index_ = 0;
 };
 
-/** Walks a type's attributes in declaration order: `for (AttributeQIterator it(type); it; ++it) use(*it);`. */
+/**
+ * Walks a type's attributes in declaration order: `for (AttributeQIterator it(type); it; ++it) use(*it);`.
+ *
+ * The decoder walks unions alone, where the order is that in which alternatives are tried. Whether inherited attributes
+ * are walked, and where they come in the order, the provider decides.
+ */
 class AttributeQIterator {
  public:
   /** At the first attribute; at the end for a type without attributes and for an empty one. */
@@ -248,7 +336,10 @@ class AttributeQIterator {
 
 namespace Velko {
 
-/** The module of the core types: fundamental scalars, strings, bytes, seconds and time. */
+/**
+ * The module of the core types: fundamental scalars, strings, bytes, seconds and time. For users of the type system;
+ * the decoder asks `isFundamentalString()` instead.
+ */
 Zyn::ZynModule const& _Velko_FundamentalTypes_Module();  // NOLINT(bugprone-reserved-identifier)
 
 }  // namespace Velko
