@@ -23,7 +23,7 @@ void Fuzz::run(std::string_view bytes) {
   while (!lines.empty()) {
     Exact const line(lines.upTo('\n'));
     auto const request = ZynKey::readRequest(line.view(), names);
-    if (auto const flaw = request ? ZynKey::flawOf(*request, *loaded) : request.error()) {
+    if (auto const flaw = request ? ZynKey::validate(*request, *loaded) : request.error()) {
       require(!flaw->empty(), "a flaw has a text");
       requireLine(ZynKey::errorLine(*flaw));
       continue;

@@ -23,7 +23,7 @@
 #include "zynkey/Names.h"
 #include "zynkey/Output.h"
 #include "zynkey/Requests.h"
-#include "zynkey/Trouble.h"
+#include "zynkey/UsageError.h"
 
 namespace ZynKey {
 namespace {
@@ -41,7 +41,7 @@ std::string answerTo(std::string_view line, std::uint64_t number, Names& names, 
                      Counts& counts) {
   ++counts.requests;
   auto const request = readRequest(line, names);
-  std::optional<std::string> const flaw = request ? flawOf(*request, schema) : request.error();
+  std::optional<std::string> const flaw = request ? validate(*request, schema) : request.error();
   if (flaw) {
     ++counts.errors;
     return errorLine("line " + std::to_string(number) + ": " + *flaw);
@@ -151,7 +151,7 @@ class LineReader {
       count = ::read(input_, pending_.data() + had, readSize);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
-      throw Trouble(std::string("cannot read: ") + std::strerror(errno));
+      throw UsageError(std::string("cannot read: ") + std::strerror(errno));
     }
     atEnd_ = count == 0;
     pending_.resize(had + static_cast<std::size_t>(count));
@@ -224,7 +224,7 @@ Counts runBatch(int input, unsigned jobs, Model::Schema const& schema, Gnmi::Mod
   progress.clear();
   return total;
 } catch (std::system_error const& error) {
-  throw Trouble(std::string("cannot start ") + std::to_string(jobs) + " threads: " + error.what());
+  throw UsageError(std::string("cannot start ") + std::to_string(jobs) + " threads: " + error.what());
 }
 
 }  // namespace ZynKey

@@ -21,7 +21,7 @@ struct Counts {
  * With `jobs` above 1, that many threads decode, and reference counts must be atomic. A bounded number of bytes is in
  * flight, so memory does not grow with the number of requests.
  *
- * Throws `Trouble` when input cannot be read, output cannot be written, or a thread cannot be started.
+ * Throws `UsageError` when input cannot be read, output cannot be written, or a thread cannot be started.
  */
 Counts runBatch(int input, unsigned jobs, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf);
 

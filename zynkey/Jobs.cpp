@@ -181,7 +181,7 @@ nlohmann::ordered_json json(Selections const& selections) {
 
 }  // namespace
 
-std::optional<std::string> flawOf(Request const& request, Model::Schema const& schema) {
+std::optional<std::string> validate(Request const& request, Model::Schema const& schema) {
   if (request.op == Op::Scalar && request.keys.size() != 1) {
     return "a scalar key takes one name and value; " + std::to_string(request.keys.size()) + " are given";
   }

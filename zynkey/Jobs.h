@@ -74,7 +74,7 @@ using Outcome = std::expected<Answer, Failure>;
 using ShowTree = std::function<void(Drovan::ZynKeyDecoder::KeyElemNode const&)>;
 
 /** What is wrong with a request that cannot be run, such as a collection without keys; nothing when it can. */
-std::optional<std::string> flawOf(Request const& request, Model::Schema const& schema);
+std::optional<std::string> validate(Request const& request, Model::Schema const& schema);
 
 /** Runs a request without a flaw. */
 Outcome run(Request const& request, ShowTree const& showTree = {});

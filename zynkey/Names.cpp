@@ -8,7 +8,7 @@
 #include "gnmi/Resolve.h"
 #include "text/Messages.h"
 #include "text/Nearest.h"
-#include "zynkey/Trouble.h"
+#include "zynkey/UsageError.h"
 
 namespace ZynKey {
 namespace {

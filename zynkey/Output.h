@@ -7,21 +7,21 @@
 #include <string>
 #include <string_view>
 
-#include "zynkey/Trouble.h"
+#include "zynkey/UsageError.h"
 
 namespace ZynKey {
 
-/** Throws `Trouble` when the text cannot be written, such as to a full disk or a closed pipe. */
+/** Throws `UsageError` when the text cannot be written, such as to a full disk or a closed pipe. */
 inline void writeOut(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
-    throw Trouble(std::string("cannot write: ") + std::strerror(errno));
+    throw UsageError(std::string("cannot write: ") + std::strerror(errno));
   }
 }
 
-/** What was written has arrived when this returns. Throws `Trouble` when it cannot. */
+/** What was written has arrived when this returns. Throws `UsageError` when it cannot. */
 inline void flushOut() {
   if (std::fflush(stdout) != 0) {
-    throw Trouble(std::string("cannot write: ") + std::strerror(errno));
+    throw UsageError(std::string("cannot write: ") + std::strerror(errno));
   }
 }
 

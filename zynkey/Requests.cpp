@@ -9,7 +9,7 @@
 
 #include "text/Messages.h"
 #include "text/Nearest.h"
-#include "zynkey/Trouble.h"
+#include "zynkey/UsageError.h"
 
 namespace ZynKey {
 namespace {

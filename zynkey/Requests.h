@@ -20,7 +20,7 @@
 
 namespace ZynKey {
 
-/** A request that names what exists, or what is wrong with it; `flawOf` may still find one. */
+/** A request that names what exists, or what is wrong with it; `validate` may still find one. */
 std::expected<Request, std::string> readRequest(std::string_view json, Names& names);
 
 }  // namespace ZynKey

@@ -7,7 +7,7 @@
 namespace ZynKey {
 
 /** `what()` is one line for stderr, without the command's name. */
-class Trouble : public std::runtime_error {
+class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

@@ -1,0 +1,38 @@
+// What the arguments of the command say.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace ZynKey {
+
+/** The exit status of the command. */
+enum Status : int { done = 0, notDecoded = 1, wrongUsage = 2 };
+
+struct SchemaOptions {
+  /** Empty for the built-in example. */
+  std::string file = {};
+  /** Folders and modules of YANG; both empty where the schema is none. */
+  std::vector<std::string> folders = {};
+  std::vector<std::string> modules = {};
+  bool allFeatures = false;
+};
+
+struct Options {
+  SchemaOptions schema;
+  std::string collection;
+  std::string type;
+  std::string file;
+  std::string path;
+  std::string root;
+  /** Keys of a collection, or paths. */
+  std::vector<std::string> keys;
+  unsigned jobs = 1;
+  bool s4 = false;
+  bool trace = false;
+  bool tree = false;
+  bool json = false;
+  bool proto = false;
+};
+
+}  // namespace ZynKey

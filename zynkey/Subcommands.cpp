@@ -1,0 +1,187 @@
+#include "zynkey/Subcommands.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <expected>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "model/Runtime.h"
+#include "text/Messages.h"
+#include "zynkey/Batch.h"
+#include "zynkey/Caret.h"
+#include "zynkey/Describe.h"
+#include "zynkey/Jobs.h"
+#include "zynkey/Names.h"
+#include "zynkey/Output.h"
+#include "zynkey/Schemas.h"
+#include "zynkey/UsageError.h"
+
+namespace ZynKey {
+namespace {
+
+template <typename T>
+T orThrow(std::expected<T, std::string> found) {
+  if (!found) {
+    throw UsageError(found.error());
+  }
+  return *std::move(found);
+}
+
+/** Cuts each argument at its first '='. */
+Keys keysOf(std::vector<std::string> const& arguments, std::string_view form) {
+  Keys keys;
+  for (std::string const& argument : arguments) {
+    std::size_t const cut = argument.find('=');
+    if (cut == std::string::npos) {
+      throw UsageError(Text::inQuotes(argument) + " has no '='; expected " + std::string(form));
+    }
+    keys.emplace_back(argument.substr(0, cut), argument.substr(cut + 1));
+  }
+  return keys;
+}
+
+/** By `Op`. */
+constexpr std::array<std::string_view, 3> keyForms = {
+    "PATH=VALUE, such as 'key__vrf=red'", "NAME=VALUE, such as 'name=eth0'", "PATH=VALUE, such as 'vrf=red'"};
+
+Status report(Outcome const& outcome, bool json) {
+  if (json) {
+    writeOut(toJsonLine(outcome));
+  } else if (outcome) {
+    writeOut(toText(*outcome));
+  }
+  if (outcome) {
+    return done;
+  }
+  flushOut();
+  writeError(outcome.error().text.view());
+  writeError("\n");
+  return notDecoded;
+}
+
+/** The tree goes to stderr, where it is wanted. */
+ShowTree treeOf(Options const& options) {
+  return options.tree ? ShowTree([](auto const& root) { writeError(drawTree(root)); }) : ShowTree();
+}
+
+Status decodeKeys(Op op, Options const& options) {
+  Model::Schema const schema = loadSchema(options.schema);
+  Names names(schema);
+  Request const request{
+      .op = op,
+      .collection = orThrow(names.collection(options.collection)),
+      .type = options.type.empty() ? Zyn::ZynType() : orThrow(names.type(options.type)),
+      .s4 = options.s4,
+      .keys = keysOf(options.keys, keyForms[static_cast<std::size_t>(op)]),
+      .path = {},
+  };
+  if (auto const flaw = validate(request, schema)) {
+    throw UsageError(*flaw);
+  }
+  Model::enableTraces("ZynKeyDecoder", options.trace);
+  return report(run(request, treeOf(options)), options.json);
+}
+
+}  // namespace
+
+Status decodeKey(Options const& options) { return decodeKeys(Op::Decode, options); }
+Status decodeScalar(Options const& options) { return decodeKeys(Op::Scalar, options); }
+Status decodeFilter(Options const& options) { return decodeKeys(Op::Filter, options); }
+
+Status splitPath(Options const& options) {
+  Request request;
+  request.op = Op::Split;
+  request.path = options.path;
+  return report(run(request), options.json);
+}
+
+// Each path is answered, also after one that is wrong.
+Status resolvePaths(Options const& options) {
+  Source const source = loadSource(options.schema);
+  Names names(source.schema, source.moduleOf);
+  Request request{.op = Op::Path, .collection = {}, .type = {}, .s4 = options.s4, .keys = {}, .path = {}};
+  request.root = orThrow(names.root(options.root));
+  request.moduleOf = names.moduleOf();
+  Model::enableTraces("ZynKeyDecoder", options.trace);
+  Status status = done;
+  for (std::string const& path : options.keys) {
+    request.path = path;
+    Outcome const outcome = run(request, treeOf(options));
+    if (report(outcome, options.json) != done) {
+      writeError(caret(path, outcome.error().offset.value_or(0)));
+      status = notDecoded;
+    }
+  }
+  return status;
+}
+
+Status showTypes(Options const& options) {
+  Model::Schema const schema = loadSchema(options.schema);
+  if (options.proto) {
+    writeOut(Model::protoFile(schema));
+  } else if (options.type.empty()) {
+    writeOut(describe(schema));
+  } else {
+    writeOut(describe(orThrow(Names(schema).type(options.type))));
+  }
+  return done;
+}
+
+Status showS4(Options const& options) {
+  Model::Schema const schema = loadSchema(options.schema);
+  Zyn::ZynType const type = orThrow(Names(schema).type(options.type));
+  if (!type.hasS4Encoding()) {
+    std::string others;
+    for (std::string const& name : schema.names()) {
+      others += schema.find(name).hasS4Encoding() ? " " + name : "";
+    }
+    throw UsageError(Text::inQuotes(type.name()) +
+                     " has no s4 encoding; types that have:" + (others.empty() ? " none" : others));
+  }
+  Outcome const built = build(type, keysOf(options.keys, "PATH=VALUE, such as 'vrf=red', or '=VALUE' for a scalar"));
+  if (!built) {
+    return report(built, false);
+  }
+  try {
+    writeOut(Model::s4Text(*std::get<Model::ValuePtr>(*built)) + '\n');
+  } catch (Velko::Exception const& exception) {
+    return report(std::unexpected(exception.what()), false);
+  }
+  return done;
+}
+
+Status checkSchema(Options const& options) {
+  if (options.file.empty() && options.schema.folders.empty()) {
+    throw UsageError("FILE is required\nSee: zynkey check --help");
+  }
+  writeOut(summary(loadSchema(options.file.empty() ? options.schema : SchemaOptions{.file = options.file})));
+  return done;
+}
+
+Status answerBatch(Options const& options) {
+  Source const source = loadSource(options.schema);
+  int input = STDIN_FILENO;
+  if (!options.file.empty()) {
+    input = ::open(options.file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (input < 0) {
+      throw UsageError("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
+    }
+  }
+  Counts const counts = runBatch(input, options.jobs, source.schema, source.moduleOf);
+  std::string const summary = std::to_string(counts.requests) + " requests, " +
+                              std::to_string(counts.requests - counts.errors) + " decoded, " +
+                              std::to_string(counts.errors) + " errors\n";
+  writeError(summary);
+  return done;
+}
+
+}  // namespace ZynKey
