@@ -1,5 +1,5 @@
 // Filling a filter, attribute by attribute.
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

@@ -1,5 +1,5 @@
 // Growing the tree by one path, and decoding its value at the end.
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {
@@ -14,9 +14,7 @@ class InsertPathSuffix : public DecoderTest {
   Zyn::ZynType const keyType = module.value("Key").attr("hall", hall).attr("tag", core(Kind::U32)).attr("vlan", vlanId);
   KeyElemNode root{keyType, false};
 
-  std::string insert(std::string_view path, std::string_view value) {
-    return shown(DecoderTest::insert(root, path, value));
-  }
+  std::string insert(std::string_view path, std::string_view value) { return shown(::Test::insert(root, path, value)); }
   /** The node at a path, or null. */
   KeyElemNode const* at(std::string_view path) const {
     KeyElemNode const* node = &root;
@@ -148,7 +146,7 @@ TEST_F(InsertPathSuffix, ChildrenTakeOverTheMode) {
   EXPECT_EQ(insert("hall__flag", "CAE="),
             "error: Expecting a scalar at leaf element 'flag'; found composite of type 'Test::Hall'");
   KeyElemNode s4(keyType, true);
-  EXPECT_EQ(shown(DecoderTest::insert(s4, "hall__flag", "CAE=")), "done");
+  EXPECT_EQ(shown(::Test::insert(s4, "hall__flag", "CAE=")), "done");
   KeyElemNode const* const made = childOf(*childOf(s4, "hall"), "flag");
   EXPECT_TRUE(made->useS4Encoding);
   EXPECT_EQ(shown(made->value), "Test::Flag(on=true)");
@@ -192,7 +190,7 @@ TEST_F(InsertPathSuffix, WhatIsScalarEndsAPath) {
   for (auto const& row : rows) {
     std::string const name = std::string("In") + std::to_string(&row - rows);
     KeyElemNode node(module.value(name).attr("x", row.type), row.s4);
-    bool const refused = shown(DecoderTest::insert(node, "x", "")) ==
+    bool const refused = shown(::Test::insert(node, "x", "")) ==
                          "error: Expecting a scalar at leaf element 'x'; found composite of type 'Test::" + name + "'";
     EXPECT_EQ(!refused, row.scalar) << row.type.name() << " s4=" << row.s4;
   }

@@ -1,5 +1,5 @@
 // Turning a tree into a key: constructor arguments in their order, then whatever is left.
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

@@ -1,5 +1,5 @@
 // Whole keys from paths and values: what a path may start with, and where it leads.
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

@@ -1,5 +1,5 @@
 // One scalar key by name and text: which names are accepted, and the wildcard.
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

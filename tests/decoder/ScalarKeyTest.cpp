@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

@@ -13,7 +13,7 @@
 #include <new>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "tests/recording/Provider.h"
+#include "tests/support/Provider.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

@@ -1,6 +1,6 @@
 // Values of 64 MiB (8 under the address sanitizer), and paths of a million elements: decoded or refused by the type's
 // own rules, in linear time and without deep stacks.
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

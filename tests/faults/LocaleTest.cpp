@@ -4,7 +4,7 @@
 #include <ctime>
 #include <locale>
 
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {

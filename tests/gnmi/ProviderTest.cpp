@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "gnmi/Resolve.h"
-#include "tests/recording/Provider.h"
+#include "tests/support/Provider.h"
 
 namespace Recording {
 namespace {

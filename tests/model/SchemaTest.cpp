@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "model/Zyn/Tables.h"
-#include "tests/TypeNames.h"
+#include "tests/support/TypeNames.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include "Velko/Exception.h"
 #include "Velko/Pb.h"
 #include "Velko/Trace.h"
+#include "tests/support/Plain.h"
 
 namespace Naive {
 namespace {
@@ -59,29 +60,8 @@ void assertThat(bool holds, char const* condition, char const* function) {
 
 // ---- one text, one value
 
-/** Six bits of each character, up to the first that is not in the alphabet; bits that make no whole byte are lost. */
-std::string decodeBase64(std::string_view text) {
-  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string bytes;
-  std::uint32_t bits = 0;
-  unsigned count = 0;
-  for (char const letter : text) {
-    std::size_t const six = alphabet.find(letter);
-    if (six == std::string_view::npos) {
-      break;
-    }
-    bits = (bits << 6U | static_cast<std::uint32_t>(six)) & 0xFFFFU;
-    count += 6;
-    if (count >= 8) {
-      count -= 8;
-      bytes += static_cast<char>(static_cast<unsigned char>(bits >> count));
-    }
-  }
-  return bytes;
-}
-
 Result<Value> fromS4(Zyn::ZynType type, std::string_view value) {
-  std::string const message = decodeBase64(value);
+  std::string const message = Plain::decodeBase64(value);
   Velko::Pb::ReadCursor cursor{.data = message.data(), .position = 0, .length = message.size()};
   try {
     return type.genericIfFromPbMessage(&cursor, false);
@@ -259,16 +239,6 @@ Result<void> insertPathSuffix(Node& node, std::span<std::string_view const> path
 
 // ---- the decoder
 
-Elements splitPath(std::string_view path) {
-  Elements elements;
-  for (std::size_t at = path.find("__"); at != std::string_view::npos; at = path.find("__")) {
-    elements.push_back(path.substr(0, at));
-    path.remove_prefix(at + 2);
-  }
-  elements.push_back(path);
-  return elements;
-}
-
 Result<std::optional<Value>> decodeScalarKey(Decoder const& decoder, Zyn::ZynType type, std::string_view keyName,
                                              std::string_view value) {
   Zyn::ZynAttr const collection = decoder.collectionAttr;
@@ -294,7 +264,7 @@ Result<std::optional<Value>> decodeScalarKey(Decoder const& decoder, Zyn::ZynTyp
 
 Result<void> processKeyPath(Decoder const& decoder, Node& node, std::string_view keyPath, std::string_view value) {
   trace(nullptr, "processKeyPath", "Processing key path '{}', and value '{}'", keyPath, value);
-  Elements const elements = splitPath(keyPath);
+  Elements const elements = Plain::splitPath(keyPath);
   std::string_view const first = elements.front();
   Zyn::ZynAttr const collection = decoder.collectionAttr;
   std::size_t skipped = 0;
@@ -316,7 +286,7 @@ Result<void> updateFilter(Decoder const& decoder, Filter& filter, std::string_vi
     return {};
   }
   trace(nullptr, "updateFilter", "Found a filter on '{}' with value '{}'", keyPath, value);
-  Elements const elements = splitPath(keyPath);
+  Elements const elements = Plain::splitPath(keyPath);
   if (elements.size() > 1) {
     return error("Filtering nested key '{}' is not supported", keyPath);
   }

@@ -8,8 +8,8 @@
 // Ownership: nodes and filters belong to the caller; values are shared. Threads: one at a time for a node or filter.
 // Errors come back as texts; what the platform throws beyond its declared exceptions passes through.
 //
-//   accepted   splitPath("a__b")     a, b
-//   refused    processKeyPath(...)   of a path that starts with neither the key's name nor one of its fields
+//   accepted   processKeyPath(...)   of a path that starts with the key's name, or with one of its fields
+//   refused    processKeyPath(...)   of any other path
 //
 // Not checked: what the real decoder does not check either.
 #pragma once
@@ -55,7 +55,6 @@ struct Decoder {
   bool useS4Encoding;
 };
 
-Elements splitPath(std::string_view path);
 /** No value stands for every key. */
 Result<std::optional<Value>> decodeScalarKey(Decoder const& decoder, Zyn::ZynType type, std::string_view keyName,
                                              std::string_view value);

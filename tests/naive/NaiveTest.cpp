@@ -31,6 +31,7 @@
 #include "tests/naive/Calls.h"
 #include "tests/naive/Case.h"
 #include "tests/naive/Decoder.h"
+#include "tests/support/Plain.h"
 
 namespace Naive {
 namespace {
@@ -197,13 +198,13 @@ class Plain {
     std::string_view const path = step.path;
     switch (step.job) {
       case Job::Split:
-        return shownElements(splitPath(path), path);
+        return shownElements(::Plain::splitPath(path), path);
       case Job::Scalar:
         return shown(decodeScalarKey(decoder_, type, path, step.value));
       case Job::Path:
         return shown(processKeyPath(decoder_, root, path, step.value));
       case Job::Suffix:
-        return shown(insertPathSuffix(root, splitPath(path), step.value));
+        return shown(insertPathSuffix(root, ::Plain::splitPath(path), step.value));
       case Job::Instantiate:
         return built(instantiate(root), root.value);
       case Job::Construct:

@@ -7,27 +7,14 @@
 #include <set>
 #include <stdexcept>
 
-#include "Drovan/ZynKeyDecoder.h"
-#include "tests/recording/Provider.h"
+#include "tests/support/Calls.h"
 
 namespace Recording {
 namespace {
 
-using Drovan::ZynKeyDecoder;
-using KeyElemNode = ZynKeyDecoder::KeyElemNode;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-template <typename Exception>
-Fault throws(std::string_view text) {
-  return [text] { throw Exception(Velko::String(text)); };
-}
-
-/** The call answers null. */
-void null() {}
-
-std::string textOf(Velko::String const& text) { return std::string(text.view()); }
 
 class Calls : public testing::Test {
  protected:
@@ -35,23 +22,7 @@ class Calls : public testing::Test {
   std::vector<std::string> asked() { return world.calls(services); }
 
   std::string scalar(Zyn::ZynType type, std::string_view value, bool s4 = false) {
-    auto const key = ZynKeyDecoder(Zyn::ZynAttr(), s4).decodeScalarKey(type, "", value);
-    if (!key) {
-      return "error: " + textOf(key.error());
-    }
-    auto const* const single = std::get_if<ZynKeyDecoder::Single>(&*key);
-    return single == nullptr ? "*" : nameOf(single->value.get());
-  }
-
-  static std::string insert(KeyElemNode& node, std::string_view path, std::string_view value) {
-    auto const elements = ZynKeyDecoder::splitPath(path);
-    auto const done = node.insertPathSuffix(elements.begin(), elements.end(), Velko::String(value));
-    return done ? "done" : "error: " + textOf(done.error());
-  }
-
-  static std::string instantiate(KeyElemNode& node) {
-    auto const done = node.instantiate();
-    return done ? "done" : "error: " + textOf(done.error());
+    return shown(ZynKeyDecoder(Zyn::ZynAttr(), s4).decodeScalarKey(type, "", value));
   }
 
   World world;

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "tests/recording/Provider.h"
+#include "tests/support/Provider.h"
 
 namespace Recording {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "tests/recording/Provider.h"
+#include "tests/support/Provider.h"
 
 namespace Recording {
 namespace {

@@ -7,14 +7,11 @@
 #include <functional>
 #include <type_traits>
 
-#include "Drovan/ZynKeyDecoder.h"
-#include "tests/recording/Provider.h"
+#include "tests/support/Calls.h"
 
 namespace Recording {
 namespace {
 
-using Drovan::ZynKeyDecoder;
-using KeyElemNode = ZynKeyDecoder::KeyElemNode;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -36,37 +33,10 @@ static_assert(std::is_same_v<decltype(KeyElemNode::children), KeyElemNode::Child
 static_assert(std::is_same_v<decltype(KeyElemNode::value), Velko::Ptr<Zyn::GenericIf>>);
 static_assert(std::is_nothrow_constructible_v<KeyElemNode, Zyn::ZynType, bool>);
 
-template <typename Exception>
-Fault throws(std::string_view text) {
-  return [text] { throw Exception(Velko::String(text)); };
-}
-
-/** The call answers null. */
-void null() {}
-
-std::string shown(KvStd::Expected<void, Velko::String> const& done) {
-  return done ? "done" : "error: " + std::string(done.error().view());
-}
-
-std::string shown(KvStd::Expected<Velko::Ptr<Zyn::GenericIf>, Velko::String> const& value) {
-  return value ? nameOf(value->get()) : "error: " + std::string(value.error().view());
-}
-
 std::string missing(std::string const& name) { return "error: Missing attribute '" + name + "' in the key"; }
 
 class TreeCalls : public testing::Test {
  protected:
-  static std::string insert(KeyElemNode& node, std::string_view path, std::string_view value) {
-    auto const elements = ZynKeyDecoder::splitPath(path);
-    return shown(node.insertPathSuffix(elements.begin(), elements.end(), Velko::String(value)));
-  }
-
-  /** Null where there is none. */
-  static KeyElemNode* childOf(KeyElemNode& node, std::string_view name) {
-    auto const child = node.children.find(node.type.attr(name));
-    return child == node.children.end() ? nullptr : &child->second;
-  }
-
   /** Lookups, constructors, setters, drops and traces: what happens, without the questions that lead to it. */
   std::vector<std::string> steps() {
     std::vector<std::string> kept;

@@ -3,7 +3,7 @@
 #include <set>
 #include <utility>
 
-#include "tests/TypeNames.h"
+#include "tests/support/TypeNames.h"
 #include "tests/yang/Loaded.h"
 
 namespace YangTest {

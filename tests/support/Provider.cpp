@@ -1,4 +1,4 @@
-#include "tests/recording/Provider.h"
+#include "tests/support/Provider.h"
 
 #include <cxxabi.h>
 #include <fmt/core.h>
@@ -301,7 +301,8 @@ Velko::Ptr<GenericIf> ZynType::genericIfFromGnmiString(Velko::String const& text
 }
 
 Velko::Ptr<GenericIf> ZynType::genericIfFromPbMessage(void* cursor, bool mode) const {
-  auto const& read = *static_cast<Velko::Pb::ReadCursor const*>(cursor);
+  auto* const place = static_cast<Velko::Pb::ReadCursor*>(cursor);
+  Velko::Pb::ReadCursor const read = *place;
   std::string hex;
   for (std::uint64_t at = 0; at < read.length; ++at) {
     constexpr std::string_view digits = "0123456789abcdef";
@@ -310,6 +311,7 @@ Velko::Ptr<GenericIf> ZynType::genericIfFromPbMessage(void* cursor, bool mode) c
   }
   if (theWorld != nullptr) {
     theWorld->message.assign(read.data, read.length);
+    *place = theWorld->spoilCursor ? Velko::Pb::ReadCursor{nullptr, ~0ULL, 0} : read;
   }
   return make(fmt::format("{}.genericIfFromPbMessage({} at {}, {})", nameOf(*this), hex, read.position, flag(mode)));
 }

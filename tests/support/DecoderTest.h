@@ -1,4 +1,4 @@
-// What the decoder's tests share: captured traces, results as one readable text, and a check that all memory of the
+// What the tests of the decoder over the embedded provider share: captured traces, and a check that all memory of the
 // decoder's containers went back, after errors too.
 #pragma once
 
@@ -13,15 +13,13 @@
 #include <variant>
 #include <vector>
 
-#include "Drovan/ZynKeyDecoder.h"
 #include "model/Runtime.h"
 #include "model/Schema.h"
 #include "model/Value.h"
+#include "tests/support/Results.h"
 
 namespace Test {
 
-using Drovan::ZynKeyDecoder;
-using KeyElemNode = ZynKeyDecoder::KeyElemNode;
 using Model::core;
 using Model::Kind;
 using Model::Mark;
@@ -29,29 +27,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 inline std::string shown(Velko::Ptr<Zyn::GenericIf> const& value) { return value ? Model::print(*value) : "null"; }
-
-/** An error shows as "error: text". */
-inline std::string shown(Velko::String const& error) { return "error: " + std::string(error.view()); }
-
-inline std::string shown(KvStd::Expected<void, Velko::String> const& done) {
-  return done ? "done" : shown(done.error());
-}
-
-inline std::string shown(KvStd::Expected<Velko::Ptr<Zyn::GenericIf>, Velko::String> const& value) {
-  return value ? shown(*value) : shown(value.error());
-}
-
-/** Every key shows as "*". */
-inline std::string shown(
-    KvStd::Expected<std::variant<ZynKeyDecoder::Single, ZynKeyDecoder::Multiple>, Velko::String> const& key) {
-  if (!key) {
-    return shown(key.error());
-  }
-  if (auto const* const all = std::get_if<ZynKeyDecoder::Multiple>(&*key)) {
-    return all->values.empty() ? "*" : "a filter";
-  }
-  return shown(std::get<ZynKeyDecoder::Single>(*key).value);
-}
 
 class DecoderTest : public testing::Test {
  protected:
@@ -85,11 +60,6 @@ class DecoderTest : public testing::Test {
     return shown(ZynKeyDecoder(Zyn::ZynAttr(), s4).decodeScalarKey(type, "", value));
   }
 
-  static KvStd::Expected<void, Velko::String> insert(KeyElemNode& node, std::string_view path, std::string_view value) {
-    ZynKeyDecoder::PathElements const elements = ZynKeyDecoder::splitPath(path);
-    return node.insertPathSuffix(elements.begin(), elements.end(), Velko::String(value));
-  }
-
   using Fields = std::initializer_list<std::pair<std::string_view, std::string_view>>;
 
   /** A whole key, by paths below the root: the key, or the first error. */
@@ -108,12 +78,6 @@ class DecoderTest : public testing::Test {
   Model::Module& module = schema.module("Test");
   std::vector<std::string> traces;
 };
-
-/** Null where there is none. */
-inline KeyElemNode const* childOf(KeyElemNode const& node, std::string_view name) {
-  auto const child = node.children.find(node.type.attr(name));
-  return child == node.children.end() ? nullptr : &child->second;
-}
 
 }  // namespace Test
 

@@ -86,6 +86,8 @@ class World {
 
   /** The owner that lookups put into attribute handles, in place of the type asked. */
   std::optional<std::uint32_t> owner;
+  /** `genericIfFromPbMessage` leaves nothing behind in its cursor. */
+  bool spoilCursor = false;
   /** No container gets memory any more. */
   bool outOfMemory = false;
   /** Unless null, what every constructor answers, in place of a new value. */

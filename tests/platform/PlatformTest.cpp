@@ -5,7 +5,7 @@
 #include <list>
 #include <type_traits>
 
-#include "tests/decoder/Fixture.h"
+#include "tests/support/DecoderTest.h"
 
 namespace Test {
 namespace {
