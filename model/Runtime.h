@@ -25,6 +25,9 @@ struct Trace {
   std::string_view text;
 };
 
+/** The line that goes to stderr where there is no sink, with its end. */
+std::string toLine(Trace const& trace);
+
 /** Turns the traces of one name on or off; off at the start. */
 void enableTraces(std::string_view handle, bool on);
 

@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -180,7 +181,7 @@ class LineReader {
   bool atEnd_ = false;
 };
 
-/** A line on stderr that counts, where a person watches. */
+/** A line on stderr that counts, where a person watches, on a terminal that can erase a line. */
 class Progress {
  public:
   void show(Counts const& counts) {
@@ -197,7 +198,13 @@ class Progress {
   }
 
  private:
-  bool shown_ = ::isatty(STDERR_FILENO) != 0;
+  static bool isSmartTerminal() {
+    char const* const terminal = std::getenv("TERM");
+    return ::isatty(STDERR_FILENO) != 0 && terminal != nullptr && *terminal != '\0' &&
+           std::string_view(terminal) != "dumb";
+  }
+
+  bool shown_ = isSmartTerminal();
   std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
 };
 

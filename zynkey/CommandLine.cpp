@@ -23,24 +23,39 @@ std::string unescapeBracket(std::string const& argument) {
   return argument.starts_with('[') ? argument.substr(0, argument.size() - 1) : argument;
 }
 
+/** The options that stand before or after the subcommand; the title of their part of the help. */
+constexpr char const* schemaGroup = "Schema, before or after the subcommand";
+
+/** A name that is empty is a script's mistake: it does not mean what leaving the option out means. */
+CLI::Validator notEmpty() {
+  return {[](std::string const& text) { return std::string(text.empty() ? "must not be empty" : ""); }, ""};
+}
+
 class CommandLine {
  public:
   CommandLine() {
     app_.set_version_flag("--version", "zynkey " ZYNKEY_VERSION);
     app_.add_option("--schema", options_.schema.file,
-                    "Schema file in YAML, named before or after the subcommand; the built-in example unless given")
-        ->option_text("FILE");
+                    "Schema file in YAML, or - for standard input; the built-in example unless given")
+        ->option_text("FILE")
+        ->check(notEmpty())
+        ->group(schemaGroup);
     folders_ = app_.add_option("--yang", options_.schema.folders,
                                "Folder with YANG modules, which are the schema then; repeatable")
-                   ->option_text("DIR");
+                   ->option_text("DIR")
+                   ->check(notEmpty())
+                   ->group(schemaGroup);
     modules_ =
         app_.add_option("--module", options_.schema.modules, "YANG module to load, NAME or NAME@REVISION; repeatable")
-            ->option_text("NAME");
+            ->option_text("NAME")
+            ->check(notEmpty())
+            ->group(schemaGroup);
     folders_->allow_extra_args(false)->excludes("--schema")->needs(modules_);
     modules_->allow_extra_args(false)->needs(folders_);
     app_.add_flag("--all-features", options_.schema.allFeatures, "With every feature of the YANG modules")
         ->option_text(" ")
-        ->needs(folders_);
+        ->needs(folders_)
+        ->group(schemaGroup);
     app_.require_subcommand(1);
     app_.fallthrough();
     app_.footer(
@@ -53,7 +68,9 @@ class CommandLine {
     CLI::App* const scalar = addKeyCommand("scalar", "Decode a key that is one value and print it, or * for every key",
                                            "NAME=VALUE", "The key's name and its value", decodeScalar,
                                            "zynkey scalar --collection Device.interface name=eth0");
-    scalar->add_option("--type", options_.type, "Decode into this type instead of the key type")->type_name("T");
+    scalar->add_option("--type", options_.type, "Decode into this type instead of the key type")
+        ->type_name("T")
+        ->check(notEmpty());
     addKeyCommand("filter", "Decode the attributes of a filter, one 'attribute = value' a line", "PATH=VALUE",
                   "Attributes of the key type and their values; * leaves one out", decodeFilter,
                   "zynkey filter --collection Vrf.route vrf=red protocol=bgp");
@@ -66,28 +83,32 @@ class CommandLine {
     CLI::App* const path = addCommand("path", "Print what a path selects of each keyed collection that it passes",
                                       "zynkey path '/vrf[name=red]/route[vrf=red][protocol=bgp]'", resolvePaths);
     path->add_option("--root", options_.root, "The entity that paths start from; the one that no other is made of")
-        ->type_name("TYPE");
+        ->type_name("TYPE")
+        ->check(notEmpty());
     addDecoding(path);
     addKeys(path, "PATH", "gNMI paths: /element[key=value]/...; a key that is left out or * is any");
 
     CLI::App* const types =
         addCommand("types", "Print what the schema holds: all of it, or one type", "zynkey types RouteKey", showTypes);
-    CLI::Option* const type = types->add_option("TYPE", options_.type, "The type")->option_text(" ");
+    CLI::Option* const type = types->add_option("TYPE", options_.type, "The type")->option_text(" ")->check(notEmpty());
     types->add_flag("--proto", options_.proto, "Print the s4 messages as a .proto file")->excludes(type);
 
     CLI::App* const s4 = addCommand("s4", "Build a value and print its s4 text",
                                     "zynkey s4 RouteKey vrf=red prefix=10.0.0.0/8 protocol=bgp", showS4);
-    s4->add_option("TYPE", options_.type, "The type")->required()->option_text(" ");
+    s4->add_option("TYPE", options_.type, "The type")->required()->option_text(" ")->check(notEmpty());
     addKeys(s4, "PATH=VALUE", "Paths below the type and their values; =VALUE for a type that is one value");
 
-    CLI::App* const check =
-        addCommand("check", "Load a schema and say what it holds, or every error in it",
-                   "zynkey check /dev/stdin <<< '{module: Tiny, types: {Id: {wraps: U16}}}'", checkSchema);
-    check->add_option("FILE", options_.file, "The schema file; the YANG modules without one")->option_text(" ");
+    CLI::App* const check = addCommand("check", "Load a schema and say what it holds, or every error in it",
+                                       "zynkey check - <<< '{module: Tiny, types: {Id: {wraps: U16}}}'", checkSchema);
+    check->add_option("FILE", options_.file, "The schema file, or - for standard input; the YANG modules without one")
+        ->option_text(" ")
+        ->check(notEmpty());
 
     CLI::App* const batch = addCommand("batch", "Answer requests, one JSON object a line, in their order",
                                        R"(echo '{"op": "split", "path": "key__vrf"}' | zynkey batch)", answerBatch);
-    batch->add_option("FILE", options_.file, "The requests; standard input unless given")->option_text(" ");
+    batch->add_option("FILE", options_.file, "The requests; standard input unless given, or -")
+        ->option_text(" ")
+        ->check(notEmpty());
     batch->add_option("--jobs", options_.jobs, "Threads that decode")->check(CLI::Range(1, 256))->option_text("N");
   }
 
@@ -98,9 +119,13 @@ class CommandLine {
       if (error.get_exit_code() != 0) {
         throw UsageError(explain(error));
       }
-      std::ostringstream help;
-      app_.exit(error, help, help);
-      return {.run = [text = help.str()](Options const&) { return writeOut(text), done; }, .options = {}};
+      std::ostringstream printed;
+      app_.exit(error, printed, printed);
+      std::string help = printed.str();
+      if (std::size_t const gap = help.find("\n\n\n"); gap != std::string::npos) {
+        help.erase(gap, 1);
+      }
+      return {.run = [help](Options const&) { return writeOut(help), done; }, .options = {}};
     }
     return {.run = chosen()->run, .options = takeOptions()};
   }
@@ -108,8 +133,8 @@ class CommandLine {
   Unfinished parseUnfinished(std::vector<std::string> words) {
     std::string const last = words.empty() ? "" : words.back();
     if (std::ranges::any_of(commands_, [&](Command const& command) { return takesValue(command.app, last); })) {
-      // The value is what is being typed; the parser would give up without it.
-      words.emplace_back();
+      // The value is what is being typed; the parser would give up without one.
+      words.emplace_back("?");
     }
     try {
       parseWords(std::move(words));
@@ -134,6 +159,16 @@ class CommandLine {
   };
 
   void parseWords(std::vector<std::string> words) {
+    // To the parser, "--schema=" has the next word as its value.
+    auto const isEmptyValue = [](std::string const& word) {
+      return word.starts_with("--") && word.size() > 3 && word.find('=') == word.size() - 1;
+    };
+    for (auto word = words.begin(); word != words.end() && *word != "--"; ++word) {
+      if (isEmptyValue(*word)) {
+        word->pop_back();
+        word = words.emplace(word + 1);
+      }
+    }
     // The parser takes its arguments from the back.
     std::ranges::reverse(words);
     std::ranges::transform(words, words.begin(), escapeBracket);
@@ -173,7 +208,8 @@ class CommandLine {
   CLI::App* addCommand(std::string const& name, std::string const& what, std::string const& example, Run run) {
     CLI::App* const app = app_.add_subcommand(name, what);
     app->fallthrough();
-    app->footer("Example:\n  " + example);
+    std::string const schema = CLI::Formatter().make_group(schemaGroup, false, schemaOptions()).substr(1) + '\n';
+    app->footer((run == splitPath ? "" : schema) + "Example:\n  " + example);
     commands_.push_back({app, nullptr, run});
     return app;
   }
@@ -183,7 +219,8 @@ class CommandLine {
     CLI::App* const app = addCommand(name, what, example, run);
     app->add_option("--collection", options_.collection, "The keyed collection: Type.attribute")
         ->type_name("C")
-        ->required();
+        ->required()
+        ->check(notEmpty());
     addDecoding(app);
     addKeys(app, keys, keysHelp);
     return app;
@@ -214,6 +251,10 @@ class CommandLine {
     std::string const name = unescapeBracket(rest.front());
     if (name.starts_with('-')) {
       std::string const bare = name.substr(0, name.find('='));
+      if (std::vector<std::string> const homes = commandsWith(bare, app); !homes.empty()) {
+        return "option " + Text::inQuotes(bare) +
+               " belongs behind a subcommand that has it: " + Text::list(homes, Text::inQuotes) + help;
+      }
       return "unknown option " + Text::inQuotes(bare) + Text::didYouMean(bare, optionNames(app)) + help;
     }
     if (app == &app_) {
@@ -228,6 +269,21 @@ class CommandLine {
       names.push_back(command.app->get_name());
     }
     return names;
+  }
+
+  /** The subcommands that have the option: of all, or of the one chosen. */
+  std::vector<std::string> commandsWith(std::string const& option, CLI::App const* chosen) const {
+    std::vector<std::string> names;
+    for (Command const& command : commands_) {
+      if ((chosen == &app_ || chosen == command.app) && command.app->get_option_no_throw(option) != nullptr) {
+        names.push_back(command.app->get_name());
+      }
+    }
+    return names;
+  }
+
+  std::vector<CLI::Option const*> schemaOptions() const {
+    return app_.get_options([](CLI::Option const* option) { return option->get_group() == schemaGroup; });
   }
 
   std::vector<std::string> optionNames(CLI::App const* chosen) const {

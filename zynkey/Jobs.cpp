@@ -150,7 +150,7 @@ std::string phrase(Filter const& filter) {
   return list;
 }
 std::string text(Selections const& selections) {
-  std::string lines;
+  std::string lines = selections.collections.empty() ? "no keyed collection\n" : "";
   for (auto const& [collection, keys] : selections.collections) {
     lines += collectionName(collection) + ": " + std::visit([](auto const& held) { return phrase(held); }, keys) + '\n';
   }
@@ -190,14 +190,8 @@ std::optional<std::string> validate(Request const& request, Model::Schema const&
     return {};
   }
   Zyn::ZynType const owner(request.collection.module(), request.collection.owner());
-  std::string flaw =
-      "'" + nameOf(schema, owner) + "." + request.collection.name() + "' has no keys; collections that have:";
-  std::string_view gap = " ";
-  for (std::string const& name : collectionNames(schema, true)) {
-    flaw.append(gap).append(name);
-    gap = ", ";
-  }
-  return flaw;
+  return "'" + nameOf(schema, owner) + "." + request.collection.name() +
+         "' has no keys; collections that have: " + Text::list(collectionNames(schema, true));
 }
 
 Outcome run(Request const& request, ShowTree const& showTree) {

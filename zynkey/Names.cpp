@@ -25,14 +25,12 @@ Zyn::ZynAttr findCollection(Model::Schema const& schema, std::string_view name) 
 
 std::string unknownType(Model::Schema const& schema, std::string_view name) {
   std::vector<std::string> const names = schema.names();
-  std::string homes;
-  for (std::string const& full : names) {
-    if (Model::shortName(schema.find(full)) == name) {
-      homes += (homes.empty() ? "'" : ", '") + full + "'";
-    }
-  }
-  return homes.empty() ? "unknown type " + Text::inQuotes(name) + Text::didYouMean(name, names)
-                       : "several modules have a type " + Text::inQuotes(name) + ": " + homes;
+  std::vector<std::string> homes;
+  std::ranges::copy_if(names, std::back_inserter(homes),
+                       [&](std::string const& full) { return Model::shortName(schema.find(full)) == name; });
+  return homes.empty()
+             ? "unknown type " + Text::inQuotes(name) + Text::didYouMean(name, names)
+             : "several modules have a type " + Text::inQuotes(name) + ": " + Text::list(homes, Text::inQuotes);
 }
 
 template <typename Cache, typename Find, typename Unknown>

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ZynKey {
 
 /** The exit status of the command. */
 enum Status : int { done = 0, notDecoded = 1, wrongUsage = 2 };
+
+/** In place of the name of a file. */
+inline constexpr std::string_view standardInput = "-";
 
 struct SchemaOptions {
   /** Empty for the built-in example. */

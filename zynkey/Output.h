@@ -1,30 +1,23 @@
-// Standard output, byte for byte and checked: an answer that did not arrive is an error.
+// Standard output and standard error.
+//
+// Files and pipes get every byte as it is. On a terminal, control characters and bytes that are no UTF-8 are shown as
+// \x1b and the like, but for the ends of lines and tabs: no value may give orders to the terminal.
 #pragma once
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <string_view>
 
-#include "zynkey/UsageError.h"
-
 namespace ZynKey {
 
-/** Throws `UsageError` when the text cannot be written, such as to a full disk or a closed pipe. */
-inline void writeOut(std::string_view text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
-    throw UsageError(std::string("cannot write: ") + std::strerror(errno));
-  }
-}
+/** Throws `UsageError` when the text cannot be written, such as to a full disk: an answer is not lost unnoticed. */
+void writeOut(std::string_view text);
 
 /** What was written has arrived when this returns. Throws `UsageError` when it cannot. */
-inline void flushOut() {
-  if (std::fflush(stdout) != 0) {
-    throw UsageError(std::string("cannot write: ") + std::strerror(errno));
-  }
-}
+void flushOut();
 
-inline void writeError(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); }
+void writeError(std::string_view text);
+
+/** `text` as a terminal gets it. */
+std::string forTerminal(std::string_view text);
 
 }  // namespace ZynKey

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <span>
 #include <vector>
@@ -51,17 +52,13 @@ constexpr std::array<OpRow, 5> ops = {{
     {"path", Op::Path, pathFields, pathFields | bit(S4Field) | bit(RootField)},
 }};
 
-/** "; did you mean ...", or all there are: the tables are short. */
+/** "; did you mean ...", or all there are. */
 template <typename Rows>
 std::string instead(std::string_view name, Rows const& rows) {
   std::vector<std::string> names;
-  std::string all;
-  for (auto const& row : rows) {
-    names.emplace_back(row.name);
-    all += (all.empty() ? "'" : ", '") + names.back() + "'";
-  }
+  std::ranges::transform(rows, std::back_inserter(names), [](auto const& row) { return std::string(row.name); });
   std::string const near = Text::didYouMean(name, names);
-  return near.empty() ? "; there are " + all : near;
+  return near.empty() ? Text::listNames(names) : near;
 }
 
 /** The text after the first `end`; all of it where there is none. */

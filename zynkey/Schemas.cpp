@@ -44,7 +44,7 @@ Source loadSource(SchemaOptions const& options) {
     return loadYang(options);
   }
   return {loaded(options.file.empty() ? Yaml::loadText(exampleSchema, "examples/network.yaml")
-                                      : Yaml::loadFile(options.file))};
+                                      : Yaml::loadFile(options.file == standardInput ? "/dev/stdin" : options.file))};
 }
 
 Model::Schema loadSchema(SchemaOptions const& options) { return std::move(loadSource(options).schema); }

@@ -28,6 +28,8 @@
 namespace ZynKey {
 namespace {
 
+bool isStandardInput(std::string const& file) { return file.empty() || file == standardInput; }
+
 template <typename T>
 T orThrow(std::expected<T, std::string> found) {
   if (!found) {
@@ -68,6 +70,21 @@ Status report(Outcome const& outcome, bool json) {
   return notDecoded;
 }
 
+std::string indented(std::string_view lines) {
+  std::string text;
+  for (bool atStart = true; char const byte : lines) {
+    text.append(atStart ? "  " : "").push_back(byte);
+    atStart = byte == '\n';
+  }
+  return text;
+}
+
+/** Traces go to stderr, where they are wanted. */
+void showTraces(Options const& options) {
+  Model::setTraceSink([](Model::Trace const& trace) { writeError(Model::toLine(trace)); });
+  Model::enableTraces("ZynKeyDecoder", options.trace);
+}
+
 /** The tree goes to stderr, where it is wanted. */
 ShowTree treeOf(Options const& options) {
   return options.tree ? ShowTree([](auto const& root) { writeError(drawTree(root)); }) : ShowTree();
@@ -87,7 +104,7 @@ Status decodeKeys(Op op, Options const& options) {
   if (auto const flaw = validate(request, schema)) {
     throw UsageError(*flaw);
   }
-  Model::enableTraces("ZynKeyDecoder", options.trace);
+  showTraces(options);
   return report(run(request, treeOf(options)), options.json);
 }
 
@@ -104,19 +121,21 @@ Status splitPath(Options const& options) {
   return report(run(request), options.json);
 }
 
-// Each path is answered, also after one that is wrong.
+// Each path is answered, also after one that is wrong. Several answers stand below their paths.
 Status resolvePaths(Options const& options) {
   Source const source = loadSource(options.schema);
   Names names(source.schema, source.moduleOf);
   Request request{.op = Op::Path, .collection = {}, .type = {}, .s4 = options.s4, .keys = {}, .path = {}};
   request.root = orThrow(names.root(options.root));
   request.moduleOf = names.moduleOf();
-  Model::enableTraces("ZynKeyDecoder", options.trace);
+  showTraces(options);
   Status status = done;
   for (std::string const& path : options.keys) {
     request.path = path;
     Outcome const outcome = run(request, treeOf(options));
-    if (report(outcome, options.json) != done) {
+    if (outcome && options.keys.size() > 1 && !options.json) {
+      writeOut(std::get<Selections>(*outcome).path + '\n' + indented(toText(*outcome)));
+    } else if (report(outcome, options.json) != done) {
       writeError(caret(path, outcome.error().offset.value_or(0)));
       status = notDecoded;
     }
@@ -140,12 +159,10 @@ Status showS4(Options const& options) {
   Model::Schema const schema = loadSchema(options.schema);
   Zyn::ZynType const type = orThrow(Names(schema).type(options.type));
   if (!type.hasS4Encoding()) {
-    std::string others;
-    for (std::string const& name : schema.names()) {
-      others += schema.find(name).hasS4Encoding() ? " " + name : "";
-    }
+    std::vector<std::string> others = schema.names();
+    std::erase_if(others, [&](std::string const& name) { return !schema.find(name).hasS4Encoding(); });
     throw UsageError(Text::inQuotes(type.name()) +
-                     " has no s4 encoding; types that have:" + (others.empty() ? " none" : others));
+                     " has no s4 encoding; types that have: " + (others.empty() ? "none" : Text::list(others)));
   }
   Outcome const built = build(type, keysOf(options.keys, "PATH=VALUE, such as 'vrf=red', or '=VALUE' for a scalar"));
   if (!built) {
@@ -168,14 +185,14 @@ Status checkSchema(Options const& options) {
 }
 
 Status answerBatch(Options const& options) {
-  Source const source = loadSource(options.schema);
-  int input = STDIN_FILENO;
-  if (!options.file.empty()) {
-    input = ::open(options.file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (input < 0) {
-      throw UsageError("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
-    }
+  if (options.schema.file == standardInput && isStandardInput(options.file)) {
+    throw UsageError("standard input cannot be both the schema and the requests");
   }
+  int const input = isStandardInput(options.file) ? STDIN_FILENO : ::open(options.file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (input < 0) {
+    throw UsageError("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
+  }
+  Source const source = loadSource(options.schema);
   Counts const counts = runBatch(input, options.jobs, source.schema, source.moduleOf);
   std::string const summary = std::to_string(counts.requests) + " requests, " +
                               std::to_string(counts.requests - counts.errors) + " decoded, " +

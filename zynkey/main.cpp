@@ -45,7 +45,8 @@ int runReported(std::vector<std::string> arguments) {
 }  // namespace ZynKey
 
 int main(int argc, char** argv) {
-  // A closed pipe is told by the write that fails, not by a signal.
-  std::signal(SIGPIPE, SIG_IGN);
+  // Who closes the other end of a pipe wants no more of it: that ends the command without a word, as it ends other
+  // commands, also where a parent process that ignores the signal has passed that on.
+  std::signal(SIGPIPE, SIG_DFL);
   return ZynKey::runReported({argv + 1, argv + argc});
 }

@@ -34,12 +34,12 @@ Handle& handleOf(std::string_view name) {
   return found->second;
 }
 
-void print(Trace const& trace) {
-  writeToStderr(fmt::format("{}/{} {}:{} {}{}{}: {}\n", trace.handle, trace.level, trace.file, trace.line,
-                            trace.className, trace.className.empty() ? "" : "::", trace.function, trace.text));
-}
-
 }  // namespace
+
+std::string toLine(Trace const& trace) {
+  return fmt::format("{}/{} {}:{} {}{}{}: {}\n", trace.handle, trace.level, trace.file, trace.line, trace.className,
+                     trace.className.empty() ? "" : "::", trace.function, trace.text);
+}
 
 void enableTraces(std::string_view handle, bool on) { handleOf(handle).enable(on); }
 
@@ -65,7 +65,7 @@ void Impl::vfmtrace(Platform::DebugHandler const& handle, unsigned short level, 
                              .className = className == nullptr ? "" : className,
                              .text = text};
     if (!Model::traceSink().call(trace)) {
-      Model::print(trace);
+      Model::writeToStderr(Model::toLine(trace));
     }
   } catch (...) {
     // A trace that cannot be made is lost: it must not change what the program does.

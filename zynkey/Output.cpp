@@ -1,0 +1,62 @@
+#include "zynkey/Output.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "zynkey/UsageError.h"
+#include "zynkey/Utf8.h"
+
+namespace ZynKey {
+namespace {
+
+bool write(std::string_view text, std::FILE* file, bool isTerminal) {
+  if (isTerminal) {
+    std::string const shown = forTerminal(text);
+    return std::fwrite(shown.data(), 1, shown.size(), file) == shown.size();
+  }
+  return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+}
+
+}  // namespace
+
+void writeOut(std::string_view text) {
+  static bool const isTerminal = ::isatty(STDOUT_FILENO) != 0;
+  if (!write(text, stdout, isTerminal)) {
+    throw UsageError(std::string("cannot write: ") + std::strerror(errno));
+  }
+}
+
+void flushOut() {
+  if (std::fflush(stdout) != 0) {
+    throw UsageError(std::string("cannot write: ") + std::strerror(errno));
+  }
+}
+
+void writeError(std::string_view text) {
+  static bool const isTerminal = ::isatty(STDERR_FILENO) != 0;
+  write(text, stderr, isTerminal);
+}
+
+std::string forTerminal(std::string_view text) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::string shown;
+  while (!text.empty()) {
+    auto const [code, size] = firstCharacter(text);
+    bool const isControl = (code < ' ' && code != '\n' && code != '\t') || (0x7F <= code && code < 0xA0);
+    if (!isControl && code != noCharacter) {
+      shown += text.substr(0, size);
+    } else {
+      for (char const byte : text.substr(0, size)) {
+        auto const value = static_cast<unsigned char>(byte);
+        shown += {'\\', 'x', digits[value >> 4U], digits[value & 0xFU]};
+      }
+    }
+    text.remove_prefix(size);
+  }
+  return shown;
+}
+
+}  // namespace ZynKey
