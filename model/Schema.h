@@ -15,6 +15,11 @@
 // that would contain itself, a wrapper or union that leads back to itself, a constructor argument that is no
 // attribute, and what the functions below refuse. Each throws `SchemaError` and leaves the type as it was.
 //
+// Wrappers, unions and value types nest at most 1,000 levels (`mostLevels`), so that reading, printing and dropping a
+// value takes a bounded part of the stack: less than 1 MiB as users build it. Refused is what would make any type
+// deeper: also an attribute that is added to a type when others use it, and one of a type that another schema uses.
+// Entities do not count: they have no values, and their attributes may lead back to them.
+//
 // Lifetime: handles point into the schema; it outlives every handle, value and decoder that was made from it, and every
 // exception that its types threw and whose text is still asked for. Threads: build on one thread; once built, any
 // number of threads may use the types. Not checked: that building has ended when use begins.
@@ -75,6 +80,9 @@ enum class Kind : std::uint8_t {
  *   a type with s4 numbers  S4
  */
 enum class Mark : std::uint8_t { Value, Enum, S4, GnmiString, Union, ScalarKind };
+
+/** How deep wrappers, unions and value types nest, each of them one level. */
+inline constexpr std::uint32_t mostLevels = 1000;
 
 /** What cannot be built; `what()` says what is wrong and what would be right. */
 class SchemaError : public std::invalid_argument {

@@ -1,10 +1,10 @@
 // How types are built. Every function checks first and changes after, so that a refusal leaves everything as it was.
 #include <absl/container/flat_hash_set.h>
-#include <absl/strings/str_join.h>
 #include <fmt/core.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -20,6 +20,7 @@
 #include "Zyn/Zyn.h"
 #include "model/Schema.h"
 #include "model/Zyn/Tables.h"
+#include "text/Messages.h"
 
 namespace Model {
 namespace {
@@ -87,6 +88,7 @@ Zyn::ZynType addType(Module& ofModule, std::string_view name, Kind kind) {
   row.shortNameAt = module.name.size() + 2;
   row.kind = kind;
   row.marks = startMarks(kind);
+  row.levels = isComposed(kind) ? 1 : 0;
   module.typesByName.emplace(std::string_view(row.name).substr(row.shortNameAt), index);
   return {&module, index};
 }
@@ -119,14 +121,8 @@ void checkIsValueType(Zyn::ZynType type, std::string_view what) {
   }
 }
 
-/**
- * Refuses an attribute of `inner` for `owner` if `owner` can be reached from there. Types that hold one another without
- * end could be neither made nor printed.
- */
+/** Refuses an attribute of `inner` for `owner` if `owner` can be reached from there, and says by which way. */
 void checkNotReachable(Zyn::ZynType owner, std::string_view name, Zyn::ZynType inner) {
-  if (owner != inner && !rowOf(owner).isUsed) {
-    return;
-  }
   struct Step {
     Zyn::ZynType type;
     std::string_view attr;
@@ -142,8 +138,7 @@ void checkNotReachable(Zyn::ZynType owner, std::string_view name, Zyn::ZynType i
         way.push_back(fmt::format("{}.{}", steps[steps[step].from].type.name(), steps[step].attr));
       }
       std::ranges::reverse(way);
-      refuse("'{}' would contain itself by {}; leave one of these attributes out", owner.name(),
-             absl::StrJoin(way, ", "));
+      refuse("'{}' would contain itself by {}; leave one of these attributes out", owner.name(), Text::list(way));
     }
     if (!seen.insert(&rowOf(type)).second) {
       continue;
@@ -151,6 +146,49 @@ void checkNotReachable(Zyn::ZynType owner, std::string_view name, Zyn::ZynType i
     for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
       steps.push_back({(*attr).attrType(), (*attr).name(), at});
     }
+  }
+}
+
+[[noreturn]] void refuseLevels(std::string_view attr, std::string_view owner, std::string_view deepest,
+                               std::uint32_t levels) {
+  refuse("the attribute '{}' of '{}' would make '{}' {} levels deep; types nest at most {} levels", attr, owner,
+         deepest, levels, mostLevels);
+}
+
+/**
+ * Makes `owner` as deep as an attribute of `inner` makes it, and with it the types that it is a part of. Refuses a
+ * circle, and levels beyond the bound: then nothing has changed. A type that is complete before others use it costs one
+ * step; otherwise a use costs one step for each level that it gains, and so at most as many as the bound in all.
+ */
+void deepen(Zyn::ZynType owner, std::string_view name, Zyn::ZynType inner) {
+  struct Former {
+    TypeRow* row;
+    std::uint32_t levels;
+  };
+  std::vector<Former> deepened;
+  auto const raise = [&](TypeRow& row, std::uint32_t levels) {
+    if (row.levels < levels) {
+      deepened.push_back({&row, std::exchange(row.levels, levels)});
+    }
+  };
+  raise(mutableRow(owner), rowOf(inner).levels + 1);
+  for (std::size_t at = 0; at < deepened.size(); ++at) {
+    TypeRow const& row = *deepened[at].row;
+    // What contains a type is deeper than it is: so a circle is met here, and only here.
+    if (&row != &rowOf(inner) && !row.isUsedElsewhere && row.levels <= mostLevels) {
+      std::ranges::for_each(row.users, [&](TypeRow* user) { raise(*user, row.levels + 1); });
+      continue;
+    }
+    std::uint32_t const levels = row.levels;
+    for (auto const& [changed, former] : deepened | std::views::reverse) {
+      changed->levels = former;
+    }
+    checkNotReachable(owner, name, inner);
+    if (row.isUsedElsewhere) {
+      refuse("the attribute '{}' of '{}' would make '{}' deeper, which another schema uses; add it before", name,
+             owner.name(), row.name);
+    }
+    refuseLevels(name, owner.name(), row.name, levels);
   }
 }
 
@@ -171,6 +209,19 @@ void checkNewCollection(Zyn::ZynType owner, std::string_view name, Zyn::ZynType 
   checkNewAttr(owner, name, entries);
 }
 
+bool isOneSchema(Zyn::ZynType a, Zyn::ZynType b) {
+  return tablesOf(*a.module()).schema == tablesOf(*b.module()).schema;
+}
+
+void addUser(TypeRow& inner, TypeRow& user, bool isOneSchema) {
+  if (!isOneSchema) {
+    // Several schemas may be built upon one at the same time.
+    std::atomic_ref(inner.isUsedElsewhere).store(true, std::memory_order_relaxed);
+  } else if (inner.users.empty() || inner.users.back() != &user) {
+    inner.users.push_back(&user);
+  }
+}
+
 /** Fills in name and slot. */
 AttrRow& addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
   ModuleTables& module = mutableModule(owner);
@@ -178,8 +229,8 @@ AttrRow& addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
   auto const index = static_cast<std::uint32_t>(module.attrs.size());
   attr.name = name;
   attr.slot = static_cast<std::uint32_t>(row.attrs.size());
-  if (Kind const kind = rowOf(attr.type).kind; kind == Kind::Union || kind == Kind::Value) {
-    mutableRow(attr.type).isUsed = true;  // never a core type: those are shared by all schemas
+  if (row.kind != Kind::Entity && isComposed(rowOf(attr.type).kind)) {
+    addUser(mutableRow(attr.type), row, isOneSchema(attr.type, owner));
   }
   AttrRow& added = module.attrs.emplace_back(std::move(attr));
   row.attrs.push_back(index);
@@ -302,7 +353,7 @@ TypeBuilder& TypeBuilder::attr(std::string_view name, Zyn::ZynType type) {
       refuse("the attribute '{}' of '{}' is of the entity type '{}'; only an entity has such attributes", name,
              type_.name(), type.name());
     }
-    checkNotReachable(type_, name, type);
+    deepen(type_, name, type);
   }
   addAttr(type_, name, {.type = type});
   return *this;
@@ -327,7 +378,7 @@ TypeBuilder& TypeBuilder::keyed(std::string_view name, Zyn::ZynType entries, std
   }
   AttrRow& added = addAttr(type_, name, {.type = entries, .shape = Shape::Keyed, .keyType = keyType});
   // Another schema may be in use already: its rows stay as they are.
-  if (!key.empty() && tablesOf(*entries.module()).schema == tablesOf(*type_.module()).schema) {
+  if (!key.empty() && isOneSchema(entries, type_)) {
     added.keyName = rowOf(key).name.c_str();
     makeKnown(mutableRow(entries), rowOf(key));
   } else if (by) {
@@ -470,14 +521,20 @@ TypeBuilder Module::enumeration(std::string_view name, std::initializer_list<Enu
 
 TypeBuilder Module::wrapper(std::string_view name, Zyn::ZynType inner) {
   checkNewType(*this, name);
-  // What is wrapped exists before its wrapper, so it cannot lead back to it.
   if (inner.empty()) {
     refuse("the wrapper '{}::{}' has no inner type; give it one", this->name(), name);
   }
   if (rowOf(inner).kind == Kind::Entity) {
     refuse("the wrapper '{}::{}' is of the entity type '{}'; wrap a value", this->name(), name, inner.name());
   }
+  // What is wrapped exists before its wrapper: it cannot lead back to it, and nothing gets deeper with the wrapper.
+  std::uint32_t const levels = rowOf(inner).levels + 1;
+  if (levels > mostLevels) {
+    std::string const fullName = fmt::format("{}::{}", this->name(), name);
+    refuseLevels("value", fullName, fullName, levels);
+  }
   Zyn::ZynType const type = addType(*this, name, Kind::Wrapper);
+  mutableRow(type).levels = levels;
   addAttr(type, "value", {.type = inner});
   setArgs(type, std::array{std::uint32_t{0}});
   return TypeBuilder(type).valAttr("value");
@@ -491,6 +548,13 @@ TypeBuilder Module::unionOf(std::string_view name, std::initializer_list<Attribu
     forEachItem(alternatives, [&](Attribute const& alternative) { builder.attr(alternative.name, alternative.type); });
   } catch (...) {
     // Nobody has seen the type yet: it goes as a whole. Rows of its attributes may stay: nothing leads to them.
+    TypeRow const& row = module.types.back();
+    for (std::uint32_t const attr : row.attrs) {
+      auto& users = mutableRow(module.attrs[attr].type).users;
+      if (!users.empty() && users.back() == &row) {
+        users.pop_back();
+      }
+    }
     module.typesByName.erase(name);
     module.types.pop_back();
     throw;

@@ -19,8 +19,6 @@ namespace Model {
 
 using NewValue = Velko::Ptr<Zyn::GenericIf>;
 
-constexpr bool isComposed(Kind kind) { return kind == Kind::Wrapper || kind == Kind::Union || kind == Kind::Value; }
-
 inline AttrRow const& attrRow(Zyn::ZynType type, std::uint32_t slot) {
   return tablesOf(*type.module()).attrs[rowOf(type).attrs[slot]];
 }

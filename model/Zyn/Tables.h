@@ -85,8 +85,8 @@ struct TypeRow {
   boost::container::static_vector<KnownName, 8> knownNames;
   /** An index in the module. */
   std::optional<std::uint32_t> valAttr;
-  /** Some attribute is of this union or value type: only then can it be reached from another type. */
-  bool isUsed = false;
+  /** How deep values nest: 1 for a wrapper, union or value type, and what the deepest attribute adds; else 0. */
+  std::uint32_t levels = 0;
   /** The constructor arguments: NUL-terminated names, owned by the attributes' rows, and the slots they go to. */
   std::vector<char const*> argNames;
   std::vector<std::uint32_t> argSlots;
@@ -99,6 +99,10 @@ struct TypeRow {
   /** Of a scalar; mostly null. */
   std::shared_ptr<TextRule const> rule;
   bool hasS4Numbers = false;
+  /** A type of another schema has an attribute of this wrapper, union or value type, which then gets no deeper. */
+  bool isUsedElsewhere = false;
+  /** Types of the same schema that have an attribute of this wrapper, union or value type: they get deeper with it. */
+  std::vector<TypeRow*> users;
 };
 
 /** What a `Module` is inside. Every module of this provider is one. */
@@ -120,6 +124,7 @@ class ModuleTables final : public Module {
 ModuleTables const& coreModule();
 
 constexpr bool isScalar(Kind kind) { return kind <= Kind::MacAddress; }
+constexpr bool isComposed(Kind kind) { return kind == Kind::Wrapper || kind == Kind::Union || kind == Kind::Value; }
 
 inline ModuleTables const& tablesOf(Zyn::ZynModule const& module) { return static_cast<ModuleTables const&>(module); }
 

@@ -1,5 +1,5 @@
-// Values of 64 MiB (8 under the address sanitizer), and paths of a million elements: decoded or refused by the type's
-// own rules, in linear time and without deep stacks.
+// Values of 64 MiB (8 under the address sanitizer), paths of a million elements, and types nested as deep as the model
+// has them: decoded or refused by the type's own rules, in linear time and without deep stacks.
 #include "tests/support/DecoderTest.h"
 
 namespace Test {
@@ -66,6 +66,22 @@ TEST_F(Huge, AUnionsMessageQuotesTheWholeValue) {
   Zyn::ZynType const either = module.unionOf("Either", {{"number", core(Kind::U8)}, {"mac", core(Kind::MacAddress)}});
   std::string const text(size, '{');
   EXPECT_EQ(scalar(either, text), "error: '" + text + "' doesn't match any alternatives of Union type 'Test::Either'");
+}
+
+TEST_F(Huge, TheDeepestTypesAreDecoded) {
+  Zyn::ZynType wrapper = core(Kind::U8);
+  Zyn::ZynType either = core(Kind::U8);
+  Zyn::ZynType mixed = core(Kind::U8);
+  for (std::uint32_t level = 1; level <= Model::mostLevels; ++level) {
+    std::string const name = std::to_string(level);
+    wrapper = module.wrapper("W" + name, wrapper);
+    either = module.unionOf("E" + name, {{"no", core(Kind::Bool)}, {"inner", either}});
+    mixed = level % 2 == 0 ? module.wrapper("M" + name, mixed) : module.unionOf("M" + name, {{"inner", mixed}});
+  }
+  for (Zyn::ZynType const type : {wrapper, either, mixed}) {
+    EXPECT_THAT(scalar(type, "7"), testing::StartsWith("Test::")) << type.name();
+    EXPECT_THAT(scalar(type, "256"), testing::StartsWith("error: ")) << type.name();
+  }
 }
 
 TEST_F(Huge, PathsAreSplitInLinearTime) {

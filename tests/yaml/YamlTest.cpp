@@ -741,7 +741,7 @@ TEST(Yaml, HostileFilesTakeLinearTime) {
            {"brackets", std::string(1 << 20, '['), 1},
            {"braces", std::string(1 << 20, '{'), 1},
            {"one quote", "\"" + std::string(1 << 20, 'x'), 1},
-           {"a chain of wrappers", wrappers + "  T20000: {wraps: U8}\n", 0},
+           {"a chain of wrappers that is too deep", wrappers + "  T20000: {wraps: U8}\n", 1},
            {"a chain of wrappers that ends nowhere", wrappers, 1},
            {"a circle of wrappers", wrappers + "  T20000: {wraps: T0}\n", 1},
            {"keys", keys, 1000},
