@@ -14,6 +14,7 @@
 #include <thread>
 #include <utility>
 
+#include "text/NameHash.h"
 #include "yang/Rules.h"
 #include "yang/Types.h"
 
@@ -239,7 +240,7 @@ class Tree {
   Zyn::ZynType entity(std::string_view name, std::string const& path, lys_module const* parentModule,
                       std::vector<lysc_node const*> const& nodes) {
     Zyn::ZynType const type = module_.entity(name);
-    absl::flat_hash_map<std::string_view, unsigned> uses;
+    Text::NameMap<unsigned> uses;
     for (lysc_node const* const node : nodes) {
       ++uses[node->name];
     }

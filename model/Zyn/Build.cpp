@@ -489,7 +489,7 @@ std::string_view Module::name() const noexcept { return tablesOf(*this).name; }
 TypeBuilder Module::enumeration(std::string_view name, std::span<Enumerator const> enumerators) {
   checkNewType(*this, name);
   std::string const fullName = fmt::format("{}::{}", this->name(), name);
-  absl::flat_hash_map<std::string_view, std::uint32_t> byName;
+  ByName byName;
   absl::flat_hash_map<std::int32_t, std::uint32_t> byNumber;
   forEachItem(enumerators, [&](Enumerator const& enumerator) {
     auto const i = static_cast<std::uint32_t>(byName.size());

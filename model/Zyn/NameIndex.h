@@ -7,7 +7,6 @@
 #include <absl/hash/hash.h>
 #include <absl/strings/string_view.h>
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -30,7 +29,7 @@ class NameIndex {
         }
       }
     }
-    place({name, isShort(name) ? shortWords(name) : longWords(name), number});
+    place({name, wordsOf(name), number});
     ++size_;
   }
 
@@ -43,6 +42,8 @@ class NameIndex {
     }
     return isShort(name) ? search(name, shortWords(name)) : findLong(name);
   }
+
+  static std::size_t hashOf(std::string_view name) noexcept { return hashOf(wordsOf(name)); }
 
  private:
   static bool isShort(std::string_view name) noexcept { return name.size() <= 2 * sizeof(std::uint64_t); }
@@ -88,9 +89,12 @@ class NameIndex {
             wordAt<std::uint64_t>(name.data() + name.size() - 8)};
   }
 
-  std::size_t placeOf(Words words) const noexcept {
-    return absl::HashOf(words.first ^ std::rotl(words.last, 29)) & mask_;
-  }
+  static Words wordsOf(std::string_view name) noexcept { return isShort(name) ? shortWords(name) : longWords(name); }
+
+  /** With a seed of its own in each process: nobody can choose names that all have one hash. */
+  static std::size_t hashOf(Words words) noexcept { return absl::HashOf(words.first, words.last); }
+
+  std::size_t placeOf(Words words) const noexcept { return hashOf(words) & mask_; }
 
   std::uint32_t search(std::string_view name, Words words) const noexcept {
     for (std::size_t at = placeOf(words);; at = (at + 1) & mask_) {

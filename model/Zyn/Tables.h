@@ -5,8 +5,6 @@
 #pragma once
 
 #include <absl/container/flat_hash_map.h>
-#include <absl/hash/hash.h>
-#include <absl/strings/string_view.h>
 
 #include <boost/container/stable_vector.hpp>
 #include <boost/container/static_vector.hpp>
@@ -20,6 +18,7 @@
 
 #include "model/Schema.h"
 #include "model/Zyn/NameIndex.h"
+#include "text/NameHash.h"
 
 namespace Model {
 
@@ -44,15 +43,8 @@ struct AttrRow {
   std::uint32_t s4Number = 0;
 };
 
-/** Abseil hashes views of its own kind; any other would go through the standard library, at three times the time. */
-struct NameHash {
-  std::size_t operator()(std::string_view name) const noexcept {
-    return absl::HashOf(absl::string_view(name.data(), name.size()));
-  }
-};
-
 /** Indexes by name. The names are kept elsewhere. */
-using ByName = absl::flat_hash_map<std::string_view, std::uint32_t, NameHash>;
+using ByName = Text::NameMap<std::uint32_t>;
 
 /** A gNMI pattern, taken apart: text[0] slot[0] text[1] slot[1] ... text[n]. */
 struct Pattern {

@@ -4,11 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -804,6 +807,25 @@ TEST(Refusals, SayWhichItemOfAListTheyAreAbout) {
       EXPECT_EQ(error.item(), item) << why << ": " << error.what();
     }
   }
+}
+
+TEST(NameIndex, NamesThatDifferInBitsThatCancelHaveHashesOfTheirOwn) {
+  // A hash of the first eight bytes and the turned last eight, joined by exclusive or, would be the same for all.
+  std::set<std::size_t> hashes;
+  for (unsigned number = 0; number < 4096; ++number) {
+    std::uint64_t first = 0x4040404040404040;
+    std::uint64_t last = 0x4040404040404040;
+    for (unsigned bit = 0; bit < 12; ++bit) {
+      std::uint64_t const flip = std::uint64_t{number >> bit & 1U} << (bit / 3 * 8 + bit % 3);
+      first ^= flip;
+      last ^= std::rotr(flip, 29);
+    }
+    std::string name(16, ' ');
+    std::memcpy(name.data(), &first, 8);
+    std::memcpy(name.data() + 8, &last, 8);
+    hashes.insert(Model::NameIndex::hashOf(name) & 0xFFFFFU);
+  }
+  EXPECT_GT(hashes.size(), 4000U) << "of 4,096 names, by the 20 bits that an index of 500,000 names looks at";
 }
 
 TEST(Unions, ThatFailedCanBeBuiltAgain) {
