@@ -35,7 +35,7 @@ class DebugHandler {
 
 /**
  * The handle of a name, made on first use; never null, and the same for the same name. What `mode` asks for when it is
- * true is the platform's business: the decoder passes false, once in a process, for "ZynKeyDecoder". Throws
+ * true is the platform's business: the decoder passes false, once in a process, for "ZynKeyDecoder". Any thread. Throws
  * `std::bad_alloc` when memory runs out.
  */
 DebugHandler* _getRawDebugHandler(String const& name, bool mode);  // NOLINT(bugprone-reserved-identifier)

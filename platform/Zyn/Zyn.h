@@ -146,7 +146,8 @@ class ZynTypeBase {
 
   /**
    * The attribute of exactly this name (byte for byte). An empty handle when the type has none, and on an empty type.
-   * Asked again, it answers an equal handle. The first form takes a NUL-terminated name, which is not null.
+   * Asked again, it answers an equal handle. The first form takes a NUL-terminated name, which is not null. No path
+   * reaches an attribute whose name holds "__".
    *
    * Attributes inherited from a base type count as the type's own: paths and constructor arguments may name them. A
    * type system without inheritance has nothing to do for this.
@@ -280,7 +281,7 @@ class ZynAttr {
    * module. Null when the attribute is not keyed or records no such name. That the attribute exists is not promised.
    */
   char const* internalKeyName() const noexcept;
-  /** The type of the collection's keys; empty when not keyed. */
+  /** The type of the collection's keys; empty when not keyed. Where a keyed one has none, no key can be decoded. */
   ZynType keyType() const noexcept;
 
   /**
@@ -328,6 +329,7 @@ class AttributeQIterator {
 
  private:
   ZynType type_;
+  /** What the provider makes of it, for its next step. */
   std::uint32_t position_ = 0;
   ZynAttr current_;
 };
