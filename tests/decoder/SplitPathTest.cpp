@@ -1,5 +1,6 @@
 // Cutting key paths at "__".
 #include "tests/support/DecoderTest.h"
+#include "tests/support/PagesRead.h"
 #include "tests/support/Plain.h"
 
 namespace Test {
@@ -61,16 +62,21 @@ TEST_F(SplitPath, EveryShortPathIsCutAsTheRuleReads) {
   EXPECT_EQ(paths.size(), 88573U);  // 3^0 + ... + 3^10
 }
 
-TEST_F(SplitPath, LongPathsTakeOnePass) {
-  // 4 MiB each: separators alone, single underscores alone, no underscore at all.
-  constexpr std::size_t length = std::size_t{1} << 22;
-  EXPECT_EQ(ZynKeyDecoder::splitPath(std::string(length, '_')).size(), length / 2 + 1);
-  EXPECT_EQ(ZynKeyDecoder::splitPath(std::string(length, 'a')).size(), 1U);
+TEST_F(SplitPath, LongPathsAreReadOnce) {
+  constexpr std::size_t length = std::size_t{1} << 20;
   std::string single;
+  std::string elements;
   while (single.size() < length) {
     single += "_a";
+    elements += "element__";
   }
-  EXPECT_EQ(ZynKeyDecoder::splitPath(single).size(), 1U);
+  // Separators alone, no underscore at all, single ones that each could begin a separator, usual names.
+  for (std::string const& path : {std::string(length, '_'), std::string(length, 'a'), single, elements}) {
+    Support::PagesRead const read(path);
+    (void)ZynKeyDecoder::splitPath(path);
+    EXPECT_GE(read.pages(), 250U);
+    EXPECT_EQ(read.count(), read.pages());
+  }
 }
 
 TEST_F(SplitPath, AViewOfNothingIsAnEmptyPath) { EXPECT_THAT(ZynKeyDecoder::splitPath({}), ElementsAre("")); }

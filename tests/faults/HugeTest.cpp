@@ -1,6 +1,7 @@
-// Values of 64 MiB (8 under the address sanitizer), paths of a million elements, and types nested as deep as the model
-// has them: decoded or refused by the type's own rules, in linear time and without deep stacks.
+// Values and paths of 64 MiB (8 under the address sanitizer), and types nested as deep as the model has them: decoded
+// or refused by the type's own rules, without deep stacks; and texts are read a few times over, however long they are.
 #include "tests/support/DecoderTest.h"
+#include "tests/support/PagesRead.h"
 
 namespace Test {
 namespace {
@@ -38,7 +39,15 @@ TEST_F(Huge, S4TextsAreDecoded) {
   EXPECT_EQ(scalar(blob, text, true), "Test::Blob()");
 }
 
-TEST_F(Huge, EverythingElseIsRefusedWithAShortMessage) {
+class Refused : public Huge {
+ protected:
+  Refused() {
+    for (Kind const kind : {Kind::Bool, Kind::S8, Kind::U64, Kind::Double, Kind::Seconds, Kind::Time, Kind::IpAddress,
+                            Kind::IpPrefix, Kind::MacAddress}) {
+      types.push_back(core(kind));
+    }
+  }
+
   Zyn::ZynType const color = module.enumeration("Color", {{"red", 1}});
   Zyn::ZynType const vlan = module.wrapper("Vlan", core(Kind::U16));
   Zyn::ZynType const range = module.value("Range")
@@ -48,16 +57,28 @@ TEST_F(Huge, EverythingElseIsRefusedWithAShortMessage) {
                                  .gnmi("{low}-{high}");
   Zyn::ZynType const flag = module.value("Flag").attr("on", core(Kind::Bool)).args({"on"});
   std::vector<Zyn::ZynType> types = {color, vlan, range, flag};
-  for (Kind const kind : {Kind::Bool, Kind::S8, Kind::U64, Kind::Double, Kind::Seconds, Kind::Time, Kind::IpAddress,
-                          Kind::IpPrefix, Kind::MacAddress}) {
-    types.push_back(core(kind));
-  }
+};
+
+TEST_F(Refused, WithAShortMessage) {
   for (char const letter : {'1', '-', ':', '\0'}) {
     std::string const text(size, letter);
     for (Zyn::ZynType const type : types) {
       std::string const refused = scalar(type, text);
       EXPECT_EQ(refused.substr(0, 7), "error: ") << type.name() << ' ' << letter;
       EXPECT_LT(refused.size(), 500U) << type.name() << ' ' << letter;
+    }
+  }
+}
+
+/** Once to see that it does not fit, once more to say why, and once where it is copied between quotes. */
+TEST_F(Refused, AfterAFewLooks) {
+  for (char const letter : {'1', '-', ':', '\0'}) {
+    Velko::String const text(std::string(std::size_t{1} << 20, letter));
+    for (Zyn::ZynType const type : types) {
+      KeyElemNode node(type, false);
+      Support::PagesRead const read(text.view());
+      EXPECT_FALSE(node.insertPathSuffix({}, {}, text));
+      EXPECT_LE(read.count(), 3 * read.pages()) << type.name() << ' ' << letter;
     }
   }
 }
@@ -84,15 +105,18 @@ TEST_F(Huge, TheDeepestTypesAreDecoded) {
   }
 }
 
-TEST_F(Huge, PathsAreSplitInLinearTime) {
-  std::string const underscores(size, '_');
-  EXPECT_EQ(ZynKeyDecoder::splitPath(underscores).size(), size / 2 + 1);
-  // Single underscores everywhere: each could begin a separator.
-  std::string text;
-  for (std::size_t i = 0; i < size / 2; ++i) {
-    text += "_a";
-  }
-  EXPECT_EQ(ZynKeyDecoder::splitPath(text).size(), 1U);
+TEST_F(Huge, PathsAreSplitWithMemoryTakenAFewTimes) {
+  auto const allocations = [] {
+    std::uint64_t sum = 0;
+    for (Model::Memory const& tag : Model::memory()) {
+      sum += tag.allocations;
+    }
+    return sum;
+  };
+  std::uint64_t const before = allocations();
+  EXPECT_EQ(ZynKeyDecoder::splitPath(std::string(size, '_')).size(), size / 2 + 1);
+  // Each time for twice as many elements.
+  EXPECT_LE(allocations() - before, 25U);
 }
 
 }  // namespace
