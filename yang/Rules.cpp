@@ -9,10 +9,14 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdlib>
+#include <exception>
 #include <limits>
 #include <new>
 #include <optional>
 #include <string_view>
+#include <system_error>
+#include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -339,6 +343,31 @@ bool isExpression(lysc_type const& type) {
   return id.contains("instance-identifier") || id.contains("xpath");
 }
 
+/**
+ * What libyang reads of an expression leaves pointers into the context behind in the thread: the location of the next
+ * error, whoever's that is. They go with a thread of their own, and the context may go before the caller's thread.
+ */
+template <typename Function>
+std::invoke_result_t<Function> inThread(Function const& function) {
+  std::invoke_result_t<Function> result;
+  std::exception_ptr thrown;
+  try {
+    std::thread([&] {
+      try {
+        result = function();
+      } catch (...) {
+        thrown = std::current_exception();
+      }
+    }).join();
+  } catch (std::system_error const&) {
+    throw std::bad_alloc();  // no thread can be had
+  }
+  if (thrown) {
+    std::rethrow_exception(thrown);
+  }
+  return result;
+}
+
 class StoredRule final : public Model::TextRule {
  public:
   StoredRule(Context context, lysc_type const& type, lysc_node const& node)
@@ -348,12 +377,11 @@ class StoredRule final : public Model::TextRule {
     if (text.contains('\0') || isTooLong(text)) {
       return false;
     }
-    Quiet const quiet;
-    Stored const stored(context_.get(), type_, node_, text);
-    if (!stored.fits()) {
+    auto const canonical = isExpression(type_) ? inThread([&] { return canonicalOf(text); }) : canonicalOf(text);
+    if (!canonical) {
       return false;
     }
-    buffer = stored.canonical();
+    buffer = *canonical;
     text = buffer;
     return true;
   }
@@ -366,6 +394,12 @@ class StoredRule final : public Model::TextRule {
 
  private:
   bool isTooLong(std::string_view text) const { return text.size() > maxExpression && isExpression(type_); }
+
+  std::optional<std::string> canonicalOf(std::string_view text) const {
+    Quiet const quiet;
+    Stored const stored(context_.get(), type_, node_, text);
+    return stored.fits() ? std::optional(stored.canonical()) : std::nullopt;
+  }
 
   Context context_;
   lysc_type const& type_;

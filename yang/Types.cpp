@@ -152,14 +152,6 @@ void addOwners(lysc_node const* first, std::map<lysc_type const*, lysc_node cons
   }
 }
 
-std::string pathOf(lysc_node const& node) {
-  std::unique_ptr<char, void (*)(void*)> const path(lysc_path(&node, LYSC_PATH_DATA, nullptr, 0), std::free);
-  if (path == nullptr) {
-    throw std::bad_alloc();
-  }
-  return path.get();
-}
-
 /** `name`, or the first of "name-2", "name-3", ... that is not taken. */
 template <typename IsTaken>
 std::string unique(std::string const& name, IsTaken isTaken) {
@@ -172,6 +164,14 @@ std::string unique(std::string const& name, IsTaken isTaken) {
 
 }  // namespace
 
+std::string dataPath(lysc_node const& node) {
+  std::unique_ptr<char, void (*)(void*)> const path(lysc_path(&node, LYSC_PATH_DATA, nullptr, 0), std::free);
+  if (path == nullptr) {
+    throw std::bad_alloc();
+  }
+  return path.get();
+}
+
 Types::Types(Context context, std::span<lys_module const* const> modules, Model::Module& module)
     : context_(std::move(context)), module_(module), typedefs_(typedefNames(context_.get())) {
   for (lys_module const* const loaded : modules) {
@@ -179,7 +179,7 @@ Types::Types(Context context, std::span<lys_module const* const> modules, Model:
   }
 }
 
-Zyn::ZynType Types::of(lysc_node const& leaf) { return of(*typeOf(leaf), leaf, pathOf(leaf), true); }
+Zyn::ZynType Types::of(lysc_node const& leaf, std::string const& path) { return of(*typeOf(leaf), leaf, path, true); }
 
 Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::string const& path, bool isLast) {
   lysc_type const& type = target(reference);
@@ -197,7 +197,7 @@ Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::s
   auto const definition = typedefs_.find(&type);
   auto const owner = owners_.find(&type);
   std::string name = definition != typedefs_.end() ? definition->second
-                     : owner != owners_.end()      ? pathOf(*owner->second)
+                     : owner != owners_.end()      ? dataPath(*owner->second)
                                                    : path;
   if (definition == typedefs_.end() && isBuiltIn(type)) {
     name = baseOf(type).name;

@@ -13,14 +13,17 @@
 
 namespace Yang {
 
+/** "/ietf-interfaces:interfaces/interface/name": without choices and cases. */
+std::string dataPath(lysc_node const& node);
+
 /** One model type for each type of the context; those of one typedef are one. */
 class Types {
  public:
   /** `modules` are those whose leaves will be asked for. */
   Types(Context context, std::span<lys_module const* const> modules, Model::Module& module);
 
-  /** Of a leaf or leaf-list. */
-  Zyn::ZynType of(lysc_node const& leaf);
+  /** Of a leaf or leaf-list; `path` is its data path. */
+  Zyn::ZynType of(lysc_node const& leaf, std::string const& path);
 
  private:
   /**

@@ -36,8 +36,9 @@
 // `load` throws `std::system_error` where it cannot start a thread, nothing else. While modules load, libyang's log
 // options are changed for the whole process: errors go into the result, none to stderr.
 //
-// Memory: what libyang holds of modules that have loaded stays until the process ends. libyang 2.1 also keeps eight
-// bytes in the thread for each predicate of an instance-identifier that it reads; no other type of key grows anything.
+// Memory: what libyang holds of the modules goes with the last of `Loaded` and its schema. Texts leave nothing behind:
+// an instance-identifier or XPath expression is read in a thread of its own, as libyang keeps pointers into the modules
+// in a thread that has read one.
 //
 // Not checked: that data exists which a leafref or an instance-identifier names; `when` and `must`.
 #pragma once
@@ -45,6 +46,7 @@
 #include <expected>
 #include <map>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -52,13 +54,19 @@
 
 #include "model/Schema.h"
 
+struct lysc_node;
+
 namespace Yang {
 
-/** Which features are on; none of the modules that nobody names here, unless all are. */
-struct Features {
-  bool all = false;
+struct Options {
+  /** Every feature is on, those of imported modules included. Otherwise none is but those named here. */
+  bool allFeatures = false;
   /** By module: one of those that are loaded by name. */
-  std::map<std::string, std::vector<std::string>, std::less<>> on = {};
+  std::map<std::string, std::vector<std::string>, std::less<>> features = {};
+  /** The identities of modules that are only imported are values, too. Their elements stay out. */
+  bool implementImports = false;
+  /** A module that does not load is an error, also where a whole folder is asked for. */
+  bool isStrict = false;
 };
 
 /** What modules hold. It outlives every handle, value and decoder that was made from it, as every schema does. */
@@ -67,25 +75,52 @@ struct Loaded {
   /** The entity type "/" of the top level of all modules. */
   Zyn::ZynType root;
 
-  /** The YANG module that an attribute of an entity type belongs to; empty for any other attribute. */
-  std::string_view moduleOf(Zyn::ZynAttr attr) const noexcept;
+  /** Which modules an origin of a path means: "openconfig", "rfc7951", and each module by its own name. */
+  std::map<std::string, std::set<std::string, std::less<>>, std::less<>> origins = {};
+  /** A line for each module that does not load, where a whole folder was asked for. */
+  std::vector<std::string> warnings = {};
+  /** A line for each module of which there were several files with different contents: which one was taken. */
+  std::vector<std::string> choices = {};
 
-  /** By the attribute's index in the module. */
-  std::vector<std::string_view> modules = {};
-  /** What `modules` points into; kept until the process ends. */
+  // Of an attribute of an entity type, which stands for a data node; of any other nothing, and false.
+
+  /** The module that the node belongs to. */
+  std::string_view moduleOf(Zyn::ZynAttr attr) const noexcept;
+  /** The module of the data node around it; also empty at the top level. */
+  std::string_view parentModuleOf(Zyn::ZynAttr attr) const noexcept;
+  /** "config false". */
+  bool isState(Zyn::ZynAttr attr) const noexcept;
+  /** A list or leaf-list whose entries have an order of the user's. */
+  bool isOrderedByUser(Zyn::ZynAttr attr) const noexcept;
+  /** `KEY`, which is no data node: it holds all keys of the entry. */
+  bool isWholeKey(Zyn::ZynAttr attr) const noexcept;
+  /** "/ietf-interfaces:interfaces/interface/name"; of `KEY` that of the list. */
+  std::string pathOf(Zyn::ZynAttr attr) const;
+
+  /** By the attribute's index in the module; null where it has none. */
+  std::vector<lysc_node const*> nodes = {};
+  /** What `nodes` points into. */
   std::shared_ptr<void const> context = {};
+
+ private:
+  lysc_node const* nodeOf(Zyn::ZynAttr attr) const noexcept;
 };
 
 /**
- * Loads modules by name, or "name@revision", and all that they import, from the folders given and those below them.
- * The top level is that of all modules that are implemented then: those named, and those that they augment or refer to.
+ * Loads modules by name, or "name@revision", and all that they import, from the folders given and those below them; or
+ * every module in the folders where none is named. The top level is that of what was asked for, and of what that
+ * augments or deviates: other modules are implemented where something refers to them, so that their identities and
+ * leaves can be referred to, and add no elements.
  *
- * An error is lines for a person: libyang's messages, with file and line where it tells them.
+ * Without a revision, a module is of the newest one in all folders, in the first folder that has it; imports that ask
+ * for none get the same one.
+ *
+ * An error is lines for a person, each about one module: file, line or schema path, and what libyang says. Modules that
+ * are named load all, or it is an error; of whole folders, what loads is loaded, and the rest goes into `warnings`.
  *
  *   "net/bad.yang:4: Invalid character sequence "foo", expected a keyword."
  */
 std::expected<Loaded, std::vector<std::string>> load(std::span<std::string const> folders,
-                                                     std::span<std::string const> modules,
-                                                     Features const& features = {});
+                                                     std::span<std::string const> modules, Options const& options = {});
 
 }  // namespace Yang

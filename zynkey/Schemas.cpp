@@ -22,7 +22,7 @@ Model::Schema loaded(Yaml::Loaded schema) {
 }
 
 Source loadYang(SchemaOptions const& options) {
-  auto loaded = Yang::load(options.folders, options.modules, {.all = options.allFeatures});
+  auto loaded = Yang::load(options.folders, options.modules, {.allFeatures = options.allFeatures});
   if (!loaded) {
     throw BadSchema(loaded.error());
   }

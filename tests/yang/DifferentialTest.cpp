@@ -245,7 +245,7 @@ TEST_P(Real, KeysAreReadAsLibyangReadsThem) {
   // In a thread of its own: the places of errors that libyang remembers for a thread may be gone by the next error.
   std::thread([&] { context = contextOf(set.folder, modules); }).join();
   kept.push_back(context);
-  Yang::Loaded const ours = loaded({set.folder}, modules, {.all = true});
+  Yang::Loaded const ours = loaded({set.folder}, modules, {.allFeatures = true});
 
   std::vector<List> lists;
   std::uint32_t at = 0;

@@ -21,8 +21,8 @@ using Drovan::ZynKeyDecoder;
 using KeyElemNode = ZynKeyDecoder::KeyElemNode;
 
 inline Yang::Loaded loaded(std::vector<std::string> const& folders, std::vector<std::string> const& modules,
-                           Yang::Features const& features = {}) {
-  auto result = Yang::load(folders, modules, features);
+                           Yang::Options const& options = {}) {
+  auto result = Yang::load(folders, modules, options);
   if (!result) {
     throw std::runtime_error(testing::PrintToString(result.error()));
   }
