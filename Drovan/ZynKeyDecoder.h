@@ -10,15 +10,45 @@
 //   a filter          decoder.updateFilter(filter, "vrf", "red");               // attribute -> value
 //
 // Threads: a decoder never changes, so any number of threads may use one at once, each with a tree or filter map of its
-// own. A tree or map belongs to one thread at a time. Nothing is queued, cached or kept between calls.
+// own. A tree or map belongs to one thread at a time. Nothing is cached between calls.
 //
 // Ownership: the caller owns the decoder, the tree and the map. Value objects are shared: every holder has a reference
 // of its own. Texts are only read, and only during the call; they need no terminating NUL and may hold any bytes.
 //
-// Errors: what does not fit comes back as one readable text, that of the first thing that went wrong; it quotes paths
-// and values byte for byte. The type system's own messages come back as they are. What was done before an error stays
-// done, so drop a tree after an error. All operations are `noexcept`: running out of memory ends the process, and so
-// does an exception of the type system other than those that it declares.
+// Binary compatibility: a tree (`Children`) and a filter (`FilterMap`) are Abseil maps that the host and this library
+// both work on. So both need the same build of Abseil, as a shared library, and the same compiler options for it.
+//
+// Errors: what does not fit comes back as one readable text, that of the first thing that went wrong. What was done
+// before an error stays done, so drop a tree after an error. All operations are `noexcept`: running out of memory ends
+// the process, and so does an exception of the type system other than those that it declares. `what()` of those comes
+// back unchanged; the other texts are the following. They and the traces are behaviour that hosts rely on. Paths and
+// values are quoted byte for byte, types and attributes by name. The key attribute is the one of the collection's
+// entries that holds the key.
+//
+//   Error text                                                             Filled with
+//   '{}' doesn't match any alternatives of Union type '{}'                 value, union type
+//   Attribute '{}' not found on Type '{}'                                  path element, type that lacks it
+//   Expecting a scalar at leaf element '{}'; found composite of type '{}'  path element, type that holds it
+//   Missing attribute '{}' in the key                                      constructor argument
+//   Expecting key path '{}' to start with the internal key name '{}'       key path, key attribute
+//   Expected key name for '{}' is '{}'; found '{}'                         collection, key attribute, name given
+//   Filtering nested key '{}' is not supported                             key path
+//   Attribute '{}' is not a keyed collection                               collection
+//
+// Traces go to the handle "ZynKeyDecoder" at level 7, with the file "Drovan/ZynKeyDecoder". Errors are not traced.
+//
+//   Class, function                 Trace                                         When: filled with
+//   createScalarKey                 Creating scalar key of type '{}'              every type tried for a value: that type
+//   decodeScalarKey                 Found a wildcard                              the value is "*"
+//   processKeyPath                  Processing key path '{}', and value '{}'      on entry: key path, value
+//   updateFilter                    Found a filter on '{}' with value '{}'        unless the value is "*": key path, value
+//   KeyElemNode, insertPathSuffix   KeyElem type: '{}'                            every node on the path: its type
+//   KeyElemNode, insertPathSuffix   Inserting a new KeyElemNode '{}' under '{}'   before that: path element, parent's type
+//   KeyElemNode, construct          Constructing type: '{}'                       on entry: the type to construct
+//   KeyElemNode, instantiate        KeyElem type: '{}'                            on entry: the node's type
+//
+// A type system that breaks its contract meets an assertion, which ends the process: "zynType.isValue()" for a union
+// that is no value type, "Unexpectedly failed to decode an s4 encoded value" for a message read as null.
 //
 // Key paths: attribute names joined by "__", cut from the left; empty elements are kept.
 //
@@ -39,7 +69,7 @@
 //   union                         the first alternative that decodes            eth0           what fits none
 //
 // Not checked: quotes inside strings and enumerator names (they go to the type system as they stand, which has the last
-// word), that a tree's root was made for the decoder's key type, and that every child of a tree was given.
+// word), that a tree's root was made for the decoder's key type, and that a tree has more than constructor arguments.
 #pragma once
 
 #include <absl/container/flat_hash_map.h>
@@ -104,8 +134,8 @@ class ZynKeyDecoder {
   static PathElements splitPath(std::string_view path) noexcept;
 
   /**
-   * Decodes `value` into `type`. "*" is every key: an empty `Multiple`. Where the collection declares the attribute
-   * that holds its key, `keyName` must be that attribute's name; elsewhere it is ignored.
+   * Decodes `value` into a value of `type`. "*" is every key: an empty `Multiple`. Where the collection declares the
+   * attribute that holds its key, `keyName` must be that attribute's name; elsewhere it is ignored.
    */
   KvStd::Expected<std::variant<Single, Multiple>, Velko::String> decodeScalarKey(Zyn::ZynType type,
                                                                                  std::string_view keyName,
@@ -114,8 +144,8 @@ class ZynKeyDecoder {
   /**
    * Puts one field of a key into the tree under `node`, the root that the caller made for the key type. The path starts
    * with the name of the attribute that holds the key, or with a field that the key and the collection's entries both
-   * have; a collection that declares no such attribute takes any path. After an error at the start of the path the tree
-   * is as it was.
+   * have; a collection that declares no such attribute takes any path. A path that starts otherwise leaves the tree as
+   * it was.
    */
   KvStd::Expected<void, Velko::String> processKeyPath(KeyElemNode& node, std::string_view keyPath,
                                                       std::string_view value) const noexcept;
@@ -139,7 +169,7 @@ class ZynKeyDecoder {
  */
 class ZynKeyDecoder::KeyElemNode final {
  public:
-  /** Tag of the memory of child maps. */
+  /** The tag under which the memory of child maps is counted. */
   struct KeyElemNodeMapType;
 
   using Children =
@@ -165,7 +195,8 @@ class ZynKeyDecoder::KeyElemNode final {
   /**
    * Builds a value of `type` from this node's children: each constructor argument, in declared order, is the child of
    * that name, instantiated and taken out of the tree. The name is looked up on the node's own type. A composite
-   * argument without a child is built from this same node's children. Other children are left alone. Not repeatable.
+   * argument without a child is built from this same node's children. Other children are left alone. Not
+   * repeatable, as the arguments are gone from the tree.
    */
   KvStd::Expected<Velko::Ptr<Zyn::GenericIf>, Velko::String> construct(Zyn::ZynType type) noexcept;
 

@@ -62,6 +62,20 @@ TEST_F(SplitPath, EveryShortPathIsCutAsTheRuleReads) {
   EXPECT_EQ(paths.size(), 88573U);  // 3^0 + ... + 3^10
 }
 
+TEST_F(SplitPath, ASeparatorIsFoundAnywhereInALongPath) {
+  // Runs of one to three underscores at every place of paths up to 40 bytes, on the heap at their exact length.
+  for (std::size_t length = 1; length <= 40; ++length) {
+    for (std::size_t first = 0; first < length; ++first) {
+      for (std::size_t run = 1; run <= 3 && first + run <= length; ++run) {
+        std::vector<char> bytes(length, 'a');
+        std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(first), run, '_');
+        std::string_view const path(bytes.data(), length);
+        ASSERT_THAT(ZynKeyDecoder::splitPath(path), testing::ElementsAreArray(Plain::splitPath(path))) << path;
+      }
+    }
+  }
+}
+
 TEST_F(SplitPath, LongPathsAreReadOnce) {
   constexpr std::size_t length = std::size_t{1} << 20;
   std::string single;

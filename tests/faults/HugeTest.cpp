@@ -1,18 +1,38 @@
 // Values and paths of 64 MiB (8 under the address sanitizer), and types nested as deep as the model has them: decoded
 // or refused by the type's own rules, without deep stacks; and texts are read a few times over, however long they are.
+#include <cstdlib>
+#include <new>
+
 #include "tests/support/DecoderTest.h"
 #include "tests/support/PagesRead.h"
+
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::size_t hugeSize = std::size_t{8} << 20U;
+#else
+constexpr std::size_t hugeSize = std::size_t{64} << 20U;
+#endif
+
+/** Blocks of at least that size that were taken so far. */
+int hugeBlocks = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  hugeBlocks += size >= hugeSize ? 1 : 0;
+  void* const storage = std::malloc(size == 0 ? 1 : size);
+  return storage != nullptr ? storage : throw std::bad_alloc();
+}
+void operator delete(void* storage) noexcept { std::free(storage); }
+void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace Test {
 namespace {
 
 class Huge : public DecoderTest {
  protected:
-#ifdef __SANITIZE_ADDRESS__
-  static constexpr std::size_t size = std::size_t{8} << 20U;
-#else
-  static constexpr std::size_t size = std::size_t{64} << 20U;
-#endif
+  static constexpr std::size_t size = hugeSize;
 };
 
 TEST_F(Huge, StringsAreHeld) {
@@ -103,6 +123,27 @@ TEST_F(Huge, TheDeepestTypesAreDecoded) {
     EXPECT_THAT(scalar(type, "7"), testing::StartsWith("Test::")) << type.name();
     EXPECT_THAT(scalar(type, "256"), testing::StartsWith("error: ")) << type.name();
   }
+}
+
+TEST_F(Huge, NoAlternativeOfAUnionCopiesTheValue) {
+  std::string const text(size, 'x');
+  auto const blocks = [&](std::size_t width) {
+    Model::TypeBuilder either = module.unionOf("Either" + std::to_string(width));
+    for (std::size_t i = 1; i < width; ++i) {
+      either.attr("number" + std::to_string(i), module.scalar("Number" + std::to_string(width + i), Kind::U32));
+    }
+    either.attr("text", core(Kind::String));
+    Zyn::ZynType const key = module.value("Key" + std::to_string(width)).attr("x", either).args({"x"});
+    Zyn::ZynType const entry = module.entity("Entry" + std::to_string(width)).attr("key", key);
+    Zyn::ZynType const owner = module.entity("Owner" + std::to_string(width)).keyed("list", entry, "key");
+    ZynKeyDecoder const decoder(owner.attr("list"), false);
+    ZynKeyDecoder::FilterMap filter;
+    int const before = hugeBlocks;
+    EXPECT_TRUE(decoder.decodeScalarKey(either, "key", text));
+    EXPECT_TRUE(decoder.updateFilter(filter, "x", text));
+    return hugeBlocks - before;
+  };
+  EXPECT_EQ(blocks(200), blocks(2));
 }
 
 TEST_F(Huge, PathsAreSplitWithMemoryTakenAFewTimes) {

@@ -538,6 +538,19 @@ TEST_F(TreeCalls, TheTraceOfANewChildComesBeforeItsMemory) {
   EXPECT_LT(at("Inserting"), at("alloc Velko::AbslFlatHashMapOfTag"));
 }
 
+TEST_F(TreeCalls, ANewChildIsThereOnlyOnceItHasItsType) {
+  Zyn::ZynType const key = world.type({.name = "Key"});
+  world.attr(key, {.name = "x", .type = number});
+  KeyElemNode root(key, false);
+  int asked = 0;
+  world.fault("x.attrType", 1, [&] {
+    ++asked;
+    EXPECT_TRUE(root.children.empty());
+  });
+  EXPECT_EQ(insert(root, "x", "1"), "done");
+  EXPECT_EQ(asked, 1);
+}
+
 TEST_F(TreeCalls, OnlyTheLastElementAndOnlyANewChildIsTestedForAScalar) {
   Zyn::ZynType const inner = world.type({.name = "Inner"});
   world.attr(inner, {.name = "x", .type = number});
