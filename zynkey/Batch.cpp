@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -22,6 +23,7 @@
 
 #include "zynkey/Jobs.h"
 #include "zynkey/Names.h"
+#include "zynkey/OutOfMemory.h"
 #include "zynkey/Output.h"
 #include "zynkey/Requests.h"
 #include "zynkey/UsageError.h"
@@ -38,25 +40,44 @@ struct Chunk {
   bool done = false;
 };
 
-std::string answerTo(std::string_view line, std::uint64_t number, Names& names, Model::Schema const& schema,
-                     Counts& counts) {
+/** What answers lines, one after the other. */
+struct Answerer {
+  Names names;
+  Model::Schema const& schema;
+  std::size_t maxLine;
+};
+
+std::expected<Request, std::string> readLine(std::string_view line, Answerer& answerer) {
+  if (line.size() > answerer.maxLine) {
+    return std::unexpected("longer than " + std::to_string(answerer.maxLine) + " bytes; --max-line allows more");
+  }
+  auto request = readRequest(line, answerer.names);
+  if (request) {
+    if (auto flaw = validate(*request, answerer.schema)) {
+      return std::unexpected(*std::move(flaw));
+    }
+  }
+  return request;
+}
+
+std::string answerTo(std::string_view line, std::uint64_t number, Answerer& answerer, Counts& counts) {
+  currentLine = number;
   ++counts.requests;
-  auto const request = readRequest(line, names);
-  std::optional<std::string> const flaw = request ? validate(*request, schema) : request.error();
-  if (flaw) {
+  auto const request = readLine(line, answerer);
+  if (!request) {
     ++counts.errors;
-    return errorLine("line " + std::to_string(number) + ": " + *flaw);
+    return errorLine("line " + std::to_string(number) + ": " + request.error());
   }
   Outcome const outcome = run(*request);
   counts.errors += outcome ? 0 : 1;
   return toJsonLine(outcome);
 }
 
-void answer(Chunk& chunk, Names& names, Model::Schema const& schema) {
+void answer(Chunk& chunk, Answerer& answerer) {
   std::string_view rest = chunk.lines;
   for (std::uint64_t number = chunk.firstLine; !rest.empty(); ++number) {
     std::size_t const end = rest.find('\n');
-    chunk.answers += answerTo(rest.substr(0, end), number, names, schema, chunk.counts);
+    chunk.answers += answerTo(rest.substr(0, end), number, answerer, chunk.counts);
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   }
 }
@@ -65,21 +86,19 @@ void answer(Chunk& chunk, Names& names, Model::Schema const& schema) {
 class Pipeline {
  public:
   /** With one job the caller's thread answers when it puts a chunk in. */
-  Pipeline(unsigned jobs, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf)
-      : schema_(schema), names_(schema, moduleOf) {
+  Pipeline(unsigned jobs, Answerer answerer) : answerer_(std::move(answerer)), mostChunks_(jobs > 1 ? 2 * jobs : 1) {
     for (unsigned job = 0; jobs > 1 && job < jobs; ++job) {
       workers_.emplace_back([this](std::stop_token const& stop) { work(stop); });
     }
   }
 
   bool empty() const { return chunks_.empty(); }
-  /** As many chunks as keep every worker busy, and no more bytes than that unless a single line has more. */
-  bool full() const { return chunks_.size() >= 4 * (workers_.size() + 1) || (bytes_ > maxBytes && !empty()); }
+  /** As many chunks as keep every worker busy. */
+  bool full() const { return chunks_.size() >= mostChunks_; }
 
   void put(Chunk chunk) {
-    bytes_ += chunk.lines.size();
     if (workers_.empty()) {
-      answer(chunk, names_, schema_);
+      answer(chunk, answerer_);
       chunk.done = true;
       chunks_.push_back(std::move(chunk));
       return;
@@ -98,36 +117,32 @@ class Pipeline {
     done_.wait(lock, [this] { return chunks_.front().done; });
     Chunk chunk = std::move(chunks_.front());
     chunks_.pop_front();
-    bytes_ -= chunk.lines.size();
     return chunk;
   }
 
  private:
-  static constexpr std::size_t maxBytes = std::size_t{64} << 20U;
-
   void work(std::stop_token const& stop) {
-    Names names(schema_, names_.moduleOf());
+    Answerer answerer = answerer_;
     std::unique_lock lock(mutex_);
     while (work_.wait(lock, stop, [this] { return !waiting_.empty(); })) {
       Chunk& chunk = *waiting_.front();
       waiting_.pop_front();
       lock.unlock();
-      answer(chunk, names, schema_);
+      answer(chunk, answerer);
       lock.lock();
       chunk.done = true;
       done_.notify_one();
     }
   }
 
-  Model::Schema const& schema_;
-  Names names_;
+  Answerer answerer_;
+  std::size_t mostChunks_;
   std::mutex mutex_;
   std::condition_variable_any work_;
   std::condition_variable done_;
   // A deque leaves its elements where they are while others come and go at its ends.
   std::deque<Chunk> chunks_;
   std::deque<Chunk*> waiting_;
-  std::size_t bytes_ = 0;
   // Last, so that the threads end before what they use.
   std::vector<std::jthread> workers_;
 };
@@ -135,7 +150,8 @@ class Pipeline {
 /** Cuts what a file descriptor yields into chunks of whole lines. */
 class LineReader {
  public:
-  explicit LineReader(int input) : input_(input) {}
+  /** Of a longer line, one byte more than `maxLine` is kept. */
+  LineReader(int input, std::size_t maxLine) : input_(input), mostKept_(maxLine + 1) {}
 
   /** Whether the next read would not have to wait. */
   bool ready() const {
@@ -145,27 +161,35 @@ class LineReader {
 
   /** Reads once. The chunk is empty when no line has ended yet; at the end of the input, `atEnd()` holds. */
   Chunk read() {
-    std::size_t const had = pending_.size();
-    pending_.resize(had + readSize);
+    currentLine = nextLine_;
     ssize_t count = 0;
     do {
-      count = ::read(input_, pending_.data() + had, readSize);
+      count = ::read(input_, part_.data(), part_.size());
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
       throw UsageError(std::string("cannot read: ") + std::strerror(errno));
     }
     atEnd_ = count == 0;
-    pending_.resize(had + static_cast<std::size_t>(count));
-    // Only what is new can hold a line end: a long line is not searched again with every read.
-    std::size_t const lastEnd = std::string_view(pending_).substr(had).rfind('\n');
-    std::size_t const size = atEnd_ ? pending_.size() : lastEnd == std::string_view::npos ? 0 : had + lastEnd + 1;
     Chunk chunk;
     chunk.firstLine = nextLine_;
-    if (size != 0) {
-      std::string rest = pending_.substr(size);
-      pending_.resize(size);
+    std::size_t whole = atEnd_ ? pending_.size() : 0;
+    for (std::string_view rest(part_.data(), static_cast<std::size_t>(count)); !rest.empty();) {
+      std::size_t const end = std::min(rest.find('\n'), rest.size());
+      std::string_view const kept = rest.substr(0, std::min(end, mostKept_ - lineSize_));
+      pending_ += kept;
+      lineSize_ += kept.size();
+      if (end != rest.size()) {
+        pending_ += '\n';
+        lineSize_ = 0;
+        ++nextLine_;
+        whole = pending_.size();
+      }
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    if (whole != 0) {
+      std::string rest = pending_.substr(whole);
+      pending_.resize(whole);
       chunk.lines = std::exchange(pending_, std::move(rest));
-      nextLine_ += static_cast<std::uint64_t>(std::ranges::count(chunk.lines, '\n'));
     }
     return chunk;
   }
@@ -173,10 +197,12 @@ class LineReader {
   bool atEnd() const { return atEnd_; }
 
  private:
-  static constexpr std::size_t readSize = std::size_t{256} << 10U;
-
   int input_;
+  std::size_t mostKept_;
+  std::array<char, std::size_t{64} << 10U> part_;
+  /** Lines that have ended, and what is kept of the one that has not. */
   std::string pending_;
+  std::size_t lineSize_ = 0;
   std::uint64_t nextLine_ = 1;
   bool atEnd_ = false;
 };
@@ -210,9 +236,9 @@ class Progress {
 
 }  // namespace
 
-Counts runBatch(int input, unsigned jobs, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf) try {
-  Pipeline pipeline(jobs, schema, moduleOf);
-  LineReader reader(input);
+Counts runBatch(int input, BatchLimits limits, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf) try {
+  Pipeline pipeline(limits.jobs, {.names = Names(schema, moduleOf), .schema = schema, .maxLine = limits.maxLine});
+  LineReader reader(input, limits.maxLine);
   Progress progress;
   Counts total;
   while (!reader.atEnd() || !pipeline.empty()) {
@@ -231,7 +257,7 @@ Counts runBatch(int input, unsigned jobs, Model::Schema const& schema, Gnmi::Mod
   progress.clear();
   return total;
 } catch (std::system_error const& error) {
-  throw UsageError(std::string("cannot start ") + std::to_string(jobs) + " threads: " + error.what());
+  throw UsageError(std::string("cannot start ") + std::to_string(limits.jobs) + " threads: " + error.what());
 }
 
 }  // namespace ZynKey

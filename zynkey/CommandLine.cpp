@@ -26,6 +26,9 @@ std::string unescapeBracket(std::string const& argument) {
 /** The options that stand before or after the subcommand; the title of their part of the help. */
 constexpr char const* schemaGroup = "Schema, before or after the subcommand";
 
+constexpr char const* maxLineHelp =
+    "A longer line is an error; 1048576 unless given. Memory is up to 128 times as much for each job";
+
 /** A name that is empty is a script's mistake: it does not mean what leaving the option out means. */
 CLI::Validator notEmpty() {
   return {[](std::string const& text) { return std::string(text.empty() ? "must not be empty" : ""); }, ""};
@@ -109,6 +112,7 @@ class CommandLine {
     batch->add_option("FILE", options_.file, "The requests; standard input unless given, or -")
         ->option_text(" ")
         ->check(notEmpty());
+    batch->add_option("--max-line", options_.maxLine, maxLineHelp)->check(CLI::Range(1, 1 << 30))->option_text("BYTES");
     batch->add_option("--jobs", options_.jobs, "Threads that decode")->check(CLI::Range(1, 256))->option_text("N");
   }
 

@@ -1,7 +1,9 @@
 #include "zynkey/Jobs.h"
 
 #include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <string_view>
 #include <type_traits>
 
@@ -80,7 +82,7 @@ std::variant<Model::ValuePtr, All, Filter> keysOf(Gnmi::Selection const& selecti
 }
 
 Outcome path(Request const& request, ShowTree const& showTree) {
-  auto const parsed = Gnmi::parsePath(request.path);
+  auto parsed = Gnmi::parsePath(request.path);
   if (!parsed) {
     return std::unexpected(Failure(Velko::String(sentence(parsed.error())), parsed.error().offset));
   }
@@ -90,6 +92,9 @@ Outcome path(Request const& request, ShowTree const& showTree) {
     return std::unexpected(Failure(Velko::String(sentence(resolved.error())), resolved.error().offset));
   }
   Selections selections{.path = Gnmi::formatPath(*parsed), .collections = {}};
+  // The elements of a long path take many times the memory of its text, and are done with.
+  parsed->elements = {};
+  selections.collections.reserve(resolved->size());
   for (Gnmi::Resolved const& one : *resolved) {
     selections.collections.push_back({one.collection, keysOf(one.selection)});
   }
@@ -112,8 +117,24 @@ void draw(Node const& node, std::string const& margin, std::string& text) {
   }
 }
 
-std::string line(nlohmann::ordered_json const& json) {
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+std::string dump(nlohmann::ordered_json const& json) {
+  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+/** In parts: the document of a long list takes many times the memory of its text. */
+template <typename Item, typename ToJson>
+std::string dumpList(std::vector<Item> const& items, ToJson toJson) {
+  constexpr std::size_t partSize = 1000;
+  std::string text = "[";
+  for (std::span<Item const> rest = items; !rest.empty();) {
+    auto part = nlohmann::ordered_json::array();
+    std::size_t const count = std::min(rest.size(), partSize);
+    std::ranges::transform(rest.first(count), std::back_inserter(part), toJson);
+    rest = rest.subspan(count);
+    std::string const dumped = dump(part);
+    text.append(dumped, 1, dumped.size() - 2).append(rest.empty() ? "" : ",");
+  }
+  return text += ']';
 }
 
 // How each answer looks, as text and as JSON.
@@ -168,15 +189,23 @@ nlohmann::ordered_json json(Filter const& filter) {
   }
   return {{"filter", std::move(values)}};
 }
-nlohmann::ordered_json json(Elements const& elements) { return {{"elements", elements}}; }
-nlohmann::ordered_json json(Selections const& selections) {
-  auto list = nlohmann::ordered_json::array();
-  for (auto const& [collection, keys] : selections.collections) {
-    nlohmann::ordered_json one{{"collection", collectionName(collection)}};
-    one.update(std::visit([](auto const& held) { return json(held); }, keys));
-    list.push_back(std::move(one));
-  }
-  return {{"path", selections.path}, {"selections", std::move(list)}};
+
+template <typename Held>
+std::string jsonText(Held const& held) {
+  return dump(json(held));
+}
+std::string jsonText(Elements const& elements) {
+  return "{\"elements\":" + dumpList(elements, [](std::string const& element) { return element; }) + "}";
+}
+std::string jsonText(Selections const& selections) {
+  return "{\"path\":" + dump(selections.path) + ",\"selections\":" +
+         dumpList(selections.collections,
+                  [](Selected const& selected) {
+                    nlohmann::ordered_json one{{"collection", collectionName(selected.collection)}};
+                    one.update(std::visit([](auto const& held) { return json(held); }, selected.keys));
+                    return one;
+                  }) +
+         "}";
 }
 
 }  // namespace
@@ -191,7 +220,7 @@ std::optional<std::string> validate(Request const& request, Model::Schema const&
   }
   Zyn::ZynType const owner(request.collection.module(), request.collection.owner());
   return "'" + nameOf(schema, owner) + "." + request.collection.name() +
-         "' has no keys; collections that have: " + Text::list(collectionNames(schema, true));
+         "' has no keys; collections that have: " + Text::list(collectionNames(schema, true), Text::inQuotes);
 }
 
 Outcome run(Request const& request, ShowTree const& showTree) {
@@ -229,14 +258,14 @@ std::string toText(Answer const& answer) {
 
 std::string toJsonLine(Outcome const& outcome) {
   if (outcome) {
-    return line(std::visit([](auto const& held) { return json(held); }, *outcome));
+    return std::visit([](auto const& held) { return jsonText(held); }, *outcome) += '\n';
   }
   Failure const& failure = outcome.error();
-  return failure.offset ? line({{"error", failure.text.view()}, {"offset", *failure.offset}})
+  return failure.offset ? dump({{"error", failure.text.view()}, {"offset", *failure.offset}}) += '\n'
                         : errorLine(failure.text.view());
 }
 
-std::string errorLine(std::string_view error) { return line({{"error", error}}); }
+std::string errorLine(std::string_view error) { return dump({{"error", error}}) += '\n'; }
 
 std::string sentence(Gnmi::PathError const& error) {
   std::string const near = Text::didYouMean(error.unknown, error.names);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <iterator>
 #include <set>
+#include <utility>
 
 #include "gnmi/Resolve.h"
 #include "text/Messages.h"
@@ -12,26 +13,6 @@
 
 namespace ZynKey {
 namespace {
-
-/** The type name may hold dots of its own, so every dot is tried, the last one first. */
-Zyn::ZynAttr findCollection(Model::Schema const& schema, std::string_view name) {
-  for (std::size_t dot = name.rfind('.'); dot != std::string_view::npos && dot != 0; dot = name.rfind('.', dot - 1)) {
-    if (Zyn::ZynAttr const found = schema.find(name.substr(0, dot)).attr(name.substr(dot + 1)); !found.empty()) {
-      return found;
-    }
-  }
-  return {};
-}
-
-std::string unknownType(Model::Schema const& schema, std::string_view name) {
-  std::vector<std::string> const names = schema.names();
-  std::vector<std::string> homes;
-  std::ranges::copy_if(names, std::back_inserter(homes),
-                       [&](std::string const& full) { return Model::shortName(schema.find(full)) == name; });
-  return homes.empty()
-             ? "unknown type " + Text::inQuotes(name) + Text::didYouMean(name, names)
-             : "several modules have a type " + Text::inQuotes(name) + ": " + Text::list(homes, Text::inQuotes);
-}
 
 template <typename Cache, typename Find, typename Unknown>
 std::expected<typename Cache::mapped_type, std::string> remembered(Cache& cache, std::string_view name, Find find,
@@ -49,17 +30,57 @@ std::expected<typename Cache::mapped_type, std::string> remembered(Cache& cache,
 
 }  // namespace
 
+Names::Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf) : schema_(schema), moduleOf_(std::move(moduleOf)) {
+  for (std::string const& name : schema.names()) {
+    longestType_ = std::max(longestType_, name.size());
+  }
+}
+
+std::vector<std::size_t> cutsOf(std::string_view name, std::size_t longestType) {
+  std::vector<std::size_t> cuts;
+  for (std::size_t dot = name.rfind('.', longestType); dot != std::string_view::npos && dot != 0;
+       dot = name.rfind('.', dot - 1)) {
+    cuts.push_back(dot);
+  }
+  return cuts;
+}
+
+Zyn::ZynAttr Names::findCollection(std::string_view name) const {
+  for (std::size_t const dot : cutsOf(name, longestType_)) {
+    if (Zyn::ZynAttr const found = schema_.find(name.substr(0, dot)).attr(name.substr(dot + 1)); !found.empty()) {
+      return found;
+    }
+  }
+  return {};
+}
+
+std::string Names::unknownType(std::string_view name) {
+  if (typeNames_.empty()) {
+    typeNames_ = schema_.names();
+  }
+  std::vector<std::string> homes;
+  std::ranges::copy_if(typeNames_, std::back_inserter(homes),
+                       [&](std::string const& full) { return Model::shortName(schema_.find(full)) == name; });
+  return homes.empty()
+             ? "unknown type " + Text::inQuotes(name) + Text::didYouMean(name, typeNames_)
+             : "several modules have a type " + Text::inQuotes(name) + ": " + Text::list(homes, Text::inQuotes);
+}
+
 std::expected<Zyn::ZynType, std::string> Names::type(std::string_view name) {
   return remembered(
-      types_, name, [this](std::string_view text) { return schema_.find(text); },
-      [&] { return unknownType(schema_, name); });
+      types_, name,
+      [this](std::string_view text) { return text.size() > longestType_ ? Zyn::ZynType() : schema_.find(text); },
+      [&] { return unknownType(name); });
 }
 
 std::expected<Zyn::ZynAttr, std::string> Names::collection(std::string_view name) {
   return remembered(
-      collections_, name, [this](std::string_view text) { return findCollection(schema_, text); },
+      collections_, name, [this](std::string_view text) { return findCollection(text); },
       [&] {
-        return "unknown collection " + Text::inQuotes(name) + Text::didYouMean(name, collectionNames(schema_, false));
+        if (collectionNames_.empty()) {
+          collectionNames_ = collectionNames(schema_, false);
+        }
+        return "unknown collection " + Text::inQuotes(name) + Text::didYouMean(name, collectionNames_);
       });
 }
 

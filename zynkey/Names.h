@@ -8,11 +8,11 @@
 // Not checked: that the attribute is a collection. The decoder has its own answer for those that are none.
 #pragma once
 
+#include <cstddef>
 #include <expected>
 #include <map>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "gnmi/Resolve.h"
@@ -22,12 +22,11 @@ namespace ZynKey {
 
 /**
  * Looks names up and remembers those that exist. One thread at a time; the schema outlives it. An error is a readable
- * text with the nearest names that exist.
+ * text with the nearest names that exist. Time is linear in the name, beside what the schema has of names.
  */
 class Names {
  public:
-  explicit Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf = {})
-      : schema_(schema), moduleOf_(std::move(moduleOf)) {}
+  explicit Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf = {});
 
   std::expected<Zyn::ZynType, std::string> type(std::string_view name);
   std::expected<Zyn::ZynAttr, std::string> collection(std::string_view name);
@@ -37,12 +36,25 @@ class Names {
   Gnmi::ModuleOf const& moduleOf() const { return moduleOf_; }
 
  private:
+  Zyn::ZynAttr findCollection(std::string_view name) const;
+  std::string unknownType(std::string_view name);
+
   Model::Schema const& schema_;
   Gnmi::ModuleOf moduleOf_;
+  std::size_t longestType_ = 0;
+  // Made for the first error that needs them.
+  std::vector<std::string> typeNames_;
+  std::vector<std::string> collectionNames_;
   std::map<std::string, Zyn::ZynType, std::less<>> types_;
   std::map<std::string, Zyn::ZynAttr, std::less<>> collections_;
   Zyn::ZynType root_;
 };
+
+/**
+ * The dots at which `name` may be cut into the name of a type, which may hold dots of its own, and that of an
+ * attribute; the last one first. As many as `longestType` at most, however long and full of dots a hostile name is.
+ */
+std::vector<std::size_t> cutsOf(std::string_view name, std::size_t longestType);
 
 /** The one entity that no other entity is made of. */
 std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema);

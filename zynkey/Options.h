@@ -1,6 +1,7 @@
 // What the arguments of the command say.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,7 @@ struct Options {
   /** Keys of a collection, or paths. */
   std::vector<std::string> keys;
   unsigned jobs = 1;
+  std::size_t maxLine = std::size_t{1} << 20U;
   bool s4 = false;
   bool trace = false;
   bool tree = false;

@@ -161,8 +161,8 @@ Status showS4(Options const& options) {
   if (!type.hasS4Encoding()) {
     std::vector<std::string> others = schema.names();
     std::erase_if(others, [&](std::string const& name) { return !schema.find(name).hasS4Encoding(); });
-    throw UsageError(Text::inQuotes(type.name()) +
-                     " has no s4 encoding; types that have: " + (others.empty() ? "none" : Text::list(others)));
+    throw UsageError(Text::inQuotes(type.name()) + " has no s4 encoding; types that have: " +
+                     (others.empty() ? "none" : Text::list(others, Text::inQuotes)));
   }
   Outcome const built = build(type, keysOf(options.keys, "PATH=VALUE, such as 'vrf=red', or '=VALUE' for a scalar"));
   if (!built) {
@@ -193,7 +193,8 @@ Status answerBatch(Options const& options) {
     throw UsageError("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
   }
   Source const source = loadSource(options.schema);
-  Counts const counts = runBatch(input, options.jobs, source.schema, source.moduleOf);
+  Counts const counts =
+      runBatch(input, {.jobs = options.jobs, .maxLine = options.maxLine}, source.schema, source.moduleOf);
   std::string const summary = std::to_string(counts.requests) + " requests, " +
                               std::to_string(counts.requests - counts.errors) + " decoded, " +
                               std::to_string(counts.errors) + " errors\n";

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <exception>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "model/Runtime.h"
 #include "zynkey/CommandLine.h"
 #include "zynkey/Completion.h"
+#include "zynkey/OutOfMemory.h"
 #include "zynkey/Output.h"
 #include "zynkey/Schemas.h"
 
@@ -33,6 +35,8 @@ int runReported(std::vector<std::string> arguments) {
     Status const status = run(std::move(arguments));
     flushOut();
     return status;
+  } catch (std::bad_alloc const&) {
+    outOfMemory();
   } catch (BadSchema const& bad) {
     writeError(bad.what());
   } catch (std::exception const& error) {
@@ -48,5 +52,6 @@ int main(int argc, char** argv) {
   // Who closes the other end of a pipe wants no more of it: that ends the command without a word, as it ends other
   // commands, also where a parent process that ignores the signal has passed that on.
   std::signal(SIGPIPE, SIG_DFL);
+  ZynKey::exitWhenOutOfMemory();
   return ZynKey::runReported({argv + 1, argv + argc});
 }
