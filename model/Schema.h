@@ -31,13 +31,13 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Zyn/Zyn.h"
+#include "model/Error.h"
 
 namespace Model {
 
@@ -85,10 +85,12 @@ enum class Mark : std::uint8_t { Value, Enum, S4, GnmiString, Union, ScalarKind 
 inline constexpr std::uint32_t mostLevels = 1000;
 
 /** What cannot be built; `what()` says what is wrong and what would be right. */
-class SchemaError : public std::invalid_argument {
+class SchemaError final : public Error {
  public:
-  explicit SchemaError(std::string const& what, std::optional<std::size_t> item = std::nullopt)
-      : std::invalid_argument(what), item_(item) {}
+  explicit SchemaError(std::string_view message, std::optional<std::size_t> item = std::nullopt)
+      : Error(Velko::String(message)), item_(item) {}
+  SchemaError(SchemaError const&) = default;
+  ~SchemaError() override;
 
   /**
    * The index of the refused item in the list that the function was given: of arguments, s4 numbers, enumerators or

@@ -96,7 +96,7 @@ template <typename T>
 T get(Zyn::GenericIf const& value, std::string_view name) {
   ValuePtr const held = attribute(value, name);
   if (!held) {
-    throw Velko::Exception(Velko::String("Attribute '") + name + "' of '" + typeOf(value).name() + "' is not set");
+    throw Error(Velko::String("Attribute '") + name + "' of '" + typeOf(value).name() + "' is not set");
   }
   return as<T>(*held);
 }

@@ -27,12 +27,7 @@ namespace {
 
 template <typename... Args>
 [[noreturn]] void refuse(fmt::format_string<Args const&...> format, Args const&... args) {
-  std::string text;
-  // What an exception says ends at the first NUL byte, so show those that a name brought along.
-  for (char const byte : fmt::format(format, args...)) {
-    byte == '\0' ? text.append("\\0") : text.append(1, byte);
-  }
-  throw SchemaError(text);
+  throw SchemaError(fmt::format(format, args...));
 }
 
 /** Calls `take` with each item of a list; what it refuses carries the index of the item. */
@@ -45,7 +40,7 @@ void forEachItem(Items const& items, Take const& take) {
       ++index;
     }
   } catch (SchemaError const& e) {
-    throw SchemaError(e.what(), index);
+    throw SchemaError(e.message().view(), index);
   }
 }
 

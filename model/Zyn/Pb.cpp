@@ -20,7 +20,6 @@
 #include <utility>
 #include <vector>
 
-#include "Velko/Exception.h"
 #include "Velko/Pb.h"
 #include "Zyn/Zyn.h"
 #include "model/Value.h"
@@ -37,7 +36,7 @@ using google::protobuf::io::CodedOutputStream;
 
 template <typename... Args>
 [[noreturn]] void fault(fmt::format_string<Args const&...> format, Args const&... args) {
-  throw Velko::Pb::PbReadException(Velko::String(fmt::format(format, args...)));
+  throw PbError(Velko::String(fmt::format(format, args...)));
 }
 
 /** Where something is wrong: "Network::RouteKey.tag". */
@@ -313,7 +312,7 @@ NewValue fromMessage(Zyn::ZynType type, std::string_view bytes) {
 
 template <typename... Args>
 [[noreturn]] void refuse(fmt::format_string<Args const&...> format, Args const&... args) {
-  throw Velko::Exception(Velko::String(fmt::format(format, args...)));
+  throw Error(Velko::String(fmt::format(format, args...)));
 }
 
 void writeVarint(std::uint64_t number, std::string& out) {

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <utility>
 
-#include "Velko/Exception.h"
 #include "Zyn/Zyn.h"
 #include "model/Value.h"
 #include "model/Zyn/Objects.h"
@@ -125,16 +124,16 @@ Velko::String sayUnfit(Zyn::ZynType type, std::string_view text, TextForm form) 
  * A text that is no value of the type. Says so when asked: most are thrown for a union, which tries the next one. A
  * long text is not kept, as a copy of it costs more than what there is to say.
  */
-class Unfit final : public Velko::Exception {
+class Unfit final : public Error {
  public:
   Unfit(Zyn::ZynType type, Velko::String const& text, TextForm form)
-      : Exception(isLong(text) ? sayUnfit(type, text.view(), form) : Velko::String()),
+      : Error(isLong(text) ? sayUnfit(type, text.view(), form) : Velko::String()),
         type_(type),
         text_(isLong(text) ? Velko::String() : text),
         form_(form) {}
 
-  Velko::String what() const override {
-    Velko::String said = Exception::what();
+  Velko::String message() const override {
+    Velko::String said = Error::message();
     return said.empty() ? sayUnfit(type_, text_.view(), form_) : said;
   }
 

@@ -17,7 +17,6 @@
 #include <utility>
 
 #include "KvSlab/Slab.h"
-#include "Velko/Exception.h"
 #include "Zyn/Zyn.h"
 #include "model/Value.h"
 #include "model/Zyn/Objects.h"
@@ -65,7 +64,7 @@ namespace {
 
 template <typename... Args>
 [[noreturn]] void refuse(fmt::format_string<Args const&...> format, Args const&... args) {
-  throw Velko::Exception(Velko::String(fmt::format(format, args...)));
+  throw Error(Velko::String(fmt::format(format, args...)));
 }
 
 std::string_view foundType(Zyn::GenericIf const* value) { return value == nullptr ? "null" : typeOf(*value).name(); }

@@ -5,10 +5,17 @@
 // nothing else.
 //
 // All of it is inline, so a provider has nothing to define here.
+//
+// For C++ users it streams, and turns into a `std::string` by itself. The decoder uses neither, so that a host's own
+// string needs neither:
+//
+//   std::string error = result.error();
+//   std::cerr << result.error() << '\n';
 #pragma once
 
 #include <compare>
 #include <cstddef>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -35,6 +42,12 @@ class String {
     return std::move(left);
   }
   friend String operator+(String&& left, String const& right) { return std::move(left) + right.view(); }
+
+  operator std::string() const { return bytes_; }
+  template <typename Traits>
+  friend std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& out, String const& text) {
+    return out << std::basic_string_view<char, Traits>(text.data(), text.size());
+  }
 
   friend bool operator==(String const&, String const&) = default;
   /** By unsigned bytes. */
