@@ -6,10 +6,6 @@
 #include "zynkey/Names.h"
 
 void Fuzz::run(std::string_view bytes) {
-  // Devices and pipes are no schema files, and would wait for somebody to write to them.
-  if (bytes.find("/dev") != std::string_view::npos || bytes.find("/proc") != std::string_view::npos) {
-    return;
-  }
   Yaml::Loaded const loaded = Yaml::loadText(bytes, "/nowhere/schema.yaml");
   if (!loaded) {
     require(!loaded.error().empty() && loaded.error().size() <= 1000, "1 to 1,000 problems");

@@ -28,14 +28,31 @@
 //
 // Refused, each with its place and what would be right: what is no YAML, a key that is unknown or written twice, a bare
 // `null`, aliases and tags, a second document, a type that does not exist (the nearest names are told), whatever
-// `Model::TypeBuilder` refuses, a file that imports itself. All errors of a file, and of those it imports, come out in
-// one run; what follows from an error is not told as another one. Files may be hostile: they are at most 16 MiB, texts
-// in them at most 1,000 bytes, nested at most 20 deep, imports 100 deep; at most 1,000 problems are told, 20 of them of
-// what one list of arguments, numbers or enumerators holds.
+// `Model::TypeBuilder` refuses (types nest at most `Model::mostLevels` deep), a file that imports itself. All errors of
+// a file, and of those it imports, come out in one run; what follows from an error is not told as another one.
+//
+// Refused as well is a name that no key path can hold. Paths are cut at the leftmost "__", again and again. So an
+// attribute of a value type, and the attribute that holds the keys of a collection where those are put together from
+// their attributes, has no "__" in its name, and does not end in '_' where names of parts follow. Every value type may
+// be a key, so all are checked; other attributes of entities, alternatives and enumerators are in no path.
+//
+//   refused    Key: {value: {a__b: U8}}          cut into `a` and `b`
+//   refused    Key: {value: {a_: Inner}}         `a___b` is cut into `a` and `_b`
+//   accepted   Key: {value: {a_: U8, _b: U8}}    nothing follows `a_`
+//
+// Imports are looked up beside the file that names them, and are regular files. They stay in the folder of the first
+// file or below it, or in folders that `Options` allow, once symbolic links and ".." are followed; of any other nothing
+// is read. A file is read once, however often and by whatever paths it is imported. Only what the user names may be a
+// pipe, which is waited for.
+//
+// Files may be hostile. All files of a schema are at most 4 MiB together, imported by at most 1,000 paths of at most
+// 1,000 bytes, and 100 deep; texts are at most 1,000 bytes, lists and maps nested at most 20 deep; at most 1,000
+// problems are told, 20 of them of what one list of arguments, numbers or enumerators holds. Time is linear in the size
+// of the files, whatever names they hold; memory is at most 160 times that size and 16 MiB, the schema included.
 //
 // Functions may be called from any thread; each call makes a schema of its own. They throw `std::bad_alloc` only.
 //
-// Not checked: that an attribute's name can be written in a key path (a name with "__" in it cannot).
+// Not checked: that files and folders stay as they are while they are loaded.
 #pragma once
 
 #include <cstddef>
@@ -64,10 +81,14 @@ struct Problem {
 /** A schema, or every problem in the order of the files and lines; never both, and never an empty list. */
 using Loaded = std::expected<Model::Schema, std::vector<Problem>>;
 
-/** Imports are looked up beside the file that names them, and are regular files. */
-Loaded loadFile(std::string const& path);
+struct Options {
+  /** Folders besides that of the first file that imports may lead into, or below. */
+  std::vector<std::string> importFolders = {};
+};
+
+Loaded loadFile(std::string const& path, Options const& options = {});
 
 /** `name` stands for the file in problems; imports are looked up beside it. */
-Loaded loadText(std::string_view text, std::string const& name);
+Loaded loadText(std::string_view text, std::string const& name, Options const& options = {});
 
 }  // namespace Yaml
