@@ -23,6 +23,9 @@ std::optional<std::string_view> keyName(std::size_t choice) {
   return choice == names.size() ? std::nullopt : std::optional(names[choice]);
 }
 
+/** The decoder's error for a part that is not given. */
+bool isMissing(std::string_view error) { return error.starts_with("Missing attribute"); }
+
 bool same(Gnmi::Selection const& a, Gnmi::Selection const& b) {
   if (a.index() != b.index()) {
     return false;
@@ -48,6 +51,23 @@ void check(Gnmi::Selection const& selection) {
     Fuzz::require(value != nullptr, "a filter has values");
     Fuzz::check(*value);
   }
+}
+
+/** What is no exact key, though no part is open, is so for want of a part: the decoder cannot build it. */
+void checkMissing(Gnmi::Resolved const& filter, Gnmi::Element const& element, Gnmi::Options const& options) {
+  if (std::holds_alternative<ZynKeyDecoder::Single>(filter.selection) || element.keys.empty() ||
+      std::ranges::find(element.keys, "*", &Gnmi::Key::value) != element.keys.end()) {
+    return;
+  }
+  ZynKeyDecoder::KeyElemNode root(filter.collection.keyType(), options.useS4Encoding);
+  for (Gnmi::Key const& key : element.keys) {
+    auto const elements = ZynKeyDecoder::splitPath(key.name);
+    if (!root.insertPathSuffix(elements.end() - 1, elements.end(), Velko::String(key.value))) {
+      return;  // A filter may have a value of a type whose marks say that it is built from parts.
+    }
+  }
+  auto const built = root.instantiate();
+  Fuzz::require(!built && isMissing(built.error().view()), "a filter is no whole key");
 }
 
 /**
@@ -105,12 +125,14 @@ void Fuzz::run(std::string_view bytes) {
   if (!found) {
     require(found.error().offset <= text.view().size() && !found.error().text.empty(),
             "an error has a place and a text");
+    require(!isMissing(found.error().text), "no part is missing of what is called an exact key");
     return;
   }
   Gnmi::Path const path = *Gnmi::parsePath(text.view());
   for (Gnmi::Resolved const& one : *found) {
     require(one.collection.isKeyed(), "a collection is keyed");
     ::check(one.selection);
+    checkMissing(one, path.elements[one.element], options);
     checkOpened(one, path.elements[one.element], options);
   }
 }

@@ -1,9 +1,9 @@
 #include "gnmi/Resolve.h"
 
 #include <algorithm>
-#include <map>
 #include <utility>
 
+#include "gnmi/KeyParts.h"
 #include "text/Messages.h"
 
 namespace Gnmi {
@@ -14,19 +14,19 @@ using Drovan::ZynKeyDecoder;
 constexpr std::string_view separator = "__";
 constexpr std::string_view wildcard = "*";
 
-template <typename Holds>
-std::vector<std::string> attributeNames(Zyn::ZynType type, Holds holds) {
+/** Of one key. The decoder recurses for each level, and types that need each other twice over double its work. */
+constexpr std::size_t mostLevels = 1000;
+constexpr std::size_t mostConstructions = 1'000'000;
+
+std::vector<std::string> attributeNames(
+    Zyn::ZynType type, bool (*isWanted)(Zyn::ZynAttr) = [](Zyn::ZynAttr) { return true; }) {
   std::vector<std::string> names;
   for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
-    if (holds(*attr)) {
+    if (isWanted(*attr)) {
       names.emplace_back((*attr).name());
     }
   }
   return names;
-}
-
-std::vector<std::string> attributeNames(Zyn::ZynType type) {
-  return attributeNames(type, [](Zyn::ZynAttr) { return true; });
 }
 
 bool takesKeys(Zyn::ZynAttr attr) { return attr.isKeyed() && !attr.keyType().empty(); }
@@ -37,156 +37,117 @@ std::string_view internalKeyName(Zyn::ZynAttr collection) {
   return name == nullptr ? std::string_view() : name;
 }
 
-// ---- the names of keys
+std::string unknownKey(std::string_view name, Zyn::ZynAttr collection) {
+  return "unknown key " + Text::inQuotes(name) + " of " + Text::inQuotes(collection.name());
+}
 
-/** A key's path below the key type. */
-struct KeyPath {
-  std::string_view text;
+// ---- keys of several parts
+
+/** Where the name of a key leads to. */
+struct KeyTarget {
+  /** Below the key type: the name without the attribute that holds the key. */
+  std::string_view path;
   ZynKeyDecoder::PathElements elements;
-  /** Of the attribute that it leads to. */
+  KeyParts::Index part = KeyParts::root;
+  /** Of the part. */
   Zyn::ZynType type = {};
 };
 
-std::expected<KeyPath, KeyError> keyPathOf(Zyn::ZynAttr collection, std::string_view name) {
-  KeyPath path{.text = name, .elements = ZynKeyDecoder::splitPath(name)};
-  std::string_view const prefix = internalKeyName(collection);
-  // A name that can be read in both ways is read as the decoder does: the attribute that holds the key comes first.
-  if (!prefix.empty() && path.elements.size() > 1 && path.elements[0] == prefix &&
-      (!collection.keyType().attr(path.elements[1]).empty() || collection.keyType().attr(prefix).empty())) {
-    path.text.remove_prefix(prefix.size() + separator.size());
-    path.elements.erase(path.elements.begin());
+std::expected<KeyTarget, KeyError> targetOf(std::string_view name, Zyn::ZynAttr collection, KeyParts& parts) {
+  KeyTarget target{.path = name, .elements = ZynKeyDecoder::splitPath(name), .type = collection.keyType()};
+  std::string_view const holder = internalKeyName(collection);
+  // The name may start with the attribute that holds the key. Where the key type has an attribute of that name itself,
+  // what follows decides: it is the key type's as well, or not.
+  if (!holder.empty() && target.elements.size() > 1 && target.elements[0] == holder &&
+      (!target.type.attr(target.elements[1]).empty() || target.type.attr(holder).empty())) {
+    target.path.remove_prefix(holder.size() + separator.size());
+    target.elements.erase(target.elements.begin());
   }
-  path.type = collection.keyType();
-  for (std::string_view const element : path.elements) {
-    Zyn::ZynAttr const attr = path.type.attr(element);
+  for (std::string_view const element : target.elements) {
+    Zyn::ZynAttr const attr = target.type.attr(element);
     if (attr.empty()) {
-      return std::unexpected(KeyError{
-          .text = "unknown key " + Text::inQuotes(name) + " of " + Text::inQuotes(collection.name()) +
-                  (path.elements.size() > 1 ? ": no " + Text::inQuotes(element) + " in " + path.type.name() : ""),
-          .unknown = std::string(element),
-          .names = attributeNames(path.type)});
+      bool const isNested = target.elements.size() > 1;
+      return std::unexpected(
+          KeyError{.text = unknownKey(name, collection) +
+                           (isNested ? ": no " + Text::inQuotes(element) + " in " + target.type.name() : ""),
+                   .unknown = std::string(element),
+                   .names = attributeNames(target.type)});
     }
-    path.type = attr.attrType();
+    target.part = parts.add(target.part, attr);
+    target.type = attr.attrType();
   }
-  return path;
+  return target;
 }
 
-std::expected<std::vector<KeyPath>, KeyError> keyPathsOf(Zyn::ZynAttr collection, std::span<Key const> keys) {
-  std::vector<KeyPath> paths;
-  // Ordered, and not by hash: nobody can make it slow.
-  std::map<std::string_view, std::string_view> given;
-  for (Key const& key : keys) {
-    auto path = keyPathOf(collection, key.name);
-    if (!path) {
-      path.error().key = paths.size();
-      return std::unexpected(std::move(path).error());
+/** Adds what the keys give to `parts`. No part is given twice, neither by itself nor as a part of another. */
+std::expected<std::vector<KeyTarget>, KeyError> targetsOf(std::span<Key const> keys, Zyn::ZynAttr collection,
+                                                          KeyParts& parts) {
+  std::vector<KeyTarget> targets;
+  targets.reserve(keys.size());
+  for (std::size_t i = 0; i != keys.size(); ++i) {
+    auto target = targetOf(keys[i].name, collection, parts);
+    if (!target) {
+      target.error().key = i;
+      return std::unexpected(std::move(target).error());
     }
-    auto const [first, isNew] = given.emplace(path->text, key.name);
-    if (!isNew) {
-      return std::unexpected(
-          KeyError{.key = paths.size(),
-                   .text = "key " + Text::inQuotes(key.name) + " is given twice" +
-                           (first->second == key.name ? "" : ", first as " + Text::inQuotes(first->second)),
-                   .names = keyNames(collection, false)});
+    std::size_t const earlier = std::exchange(parts[target->part].key, i);
+    if (earlier != KeyParts::none) {
+      std::string const& name = keys[earlier].name;
+      return std::unexpected(KeyError{.key = i,
+                                      .text = "key " + Text::inQuotes(keys[i].name) + " is given twice" +
+                                              (name == keys[i].name ? "" : ", first as " + Text::inQuotes(name)),
+                                      .names = keyNames(collection, false)});
     }
-    paths.push_back(*std::move(path));
+    targets.push_back(*std::move(target));
   }
-  // The decoder would take the value of the whole, and say nothing of the part.
-  for (std::size_t i = 0; i != paths.size(); ++i) {
-    auto const& [text, elements, type] = paths[i];
-    for (std::string_view const element : std::span(elements).first(elements.size() - 1)) {
-      auto const end = static_cast<std::size_t>(element.data() + element.size() - text.data());
-      if (auto const whole = given.find(text.substr(0, end)); whole != given.end()) {
+  // The decoder would take the value of the whole and ignore the part.
+  for (std::size_t i = 0; i != keys.size(); ++i) {
+    for (auto whole = parts[targets[i].part].parent; whole != KeyParts::none; whole = parts[whole].parent) {
+      if (std::size_t const key = parts[whole].key; key != KeyParts::none) {
         return std::unexpected(KeyError{.key = i,
                                         .text = "key " + Text::inQuotes(keys[i].name) + " is a part of " +
-                                                Text::inQuotes(whole->second) + ", which is given, too"});
+                                                Text::inQuotes(keys[key].name) + ", which is given, too"});
       }
     }
   }
-  return paths;
+  return targets;
 }
 
-// ---- is a key whole?
-
-using Rest = std::span<std::string_view const>;
-
-struct Building {
-  Zyn::ZynType type;
-  Building const* outer;
-};
-
-/**
- * Whether the paths `below` a node of type `node` have every part that `type` is built from. As in the decoder, what is
- * itself built from parts may have them below its own name, or directly on the node.
- */
-bool isWhole(Zyn::ZynType node, Zyn::ZynType type, std::span<Rest const> below, bool useS4Encoding,
-             Building const* outer) {
-  for (Building const* building = outer; building != nullptr; building = building->outer) {
-    if (building->type == type) {
-      return false;
-    }
-  }
-  Building const building{type, outer};
-  for (auto name = type.module()->argNameQIterator(type.argListIndex()); name; ++name) {
-    Zyn::ZynAttr const attr = node.attr(*name);
-    std::vector<Rest> inside;
-    for (Rest const rest : below) {
-      if (rest.front() == *name) {
-        inside.push_back(rest.subspan(1));
-      }
-    }
-    if (std::ranges::any_of(inside, [](Rest rest) { return rest.empty(); })) {
-      continue;
-    }
-    Zyn::ZynType const argType = attr.attrType();
-    bool const whole = !inside.empty() ? isWhole(argType, argType, inside, useS4Encoding, nullptr)
-                                       : !argType.empty() && !Drovan::isScalarKeyType(argType, useS4Encoding) &&
-                                             isWhole(node, argType, below, useS4Encoding, &building);
-    if (!whole) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// ---- one key, a filter
+// ---- what the decoder makes of keys
 
 KeyError refused(std::size_t key, bool ofValue, Velko::String const& text) {
   return {.key = key, .ofValue = ofValue, .text = std::string(text.view())};
 }
 
-std::expected<Selection, KeyError> selectOne(ZynKeyDecoder const& decoder, std::span<Key const> keys) {
-  std::string_view const name = internalKeyName(decoder.collectionAttr);
-  if (!name.empty() && keys[0].name != name) {
+std::expected<Selection, KeyError> selectScalar(ZynKeyDecoder const& decoder, std::span<Key const> keys) {
+  Zyn::ZynAttr const collection = decoder.collectionAttr;
+  std::string_view const holder = internalKeyName(collection);
+  if (!holder.empty() && keys[0].name != holder) {
     return std::unexpected(KeyError{
-        .text = "unknown key " + Text::inQuotes(keys[0].name) + " of " + Text::inQuotes(decoder.collectionAttr.name()),
-        .unknown = keys[0].name,
-        .names = {std::string(name)}});
+        .text = unknownKey(keys[0].name, collection), .unknown = keys[0].name, .names = {std::string(holder)}});
   }
   if (keys.size() > 1) {
     bool const twice = keys[1].name == keys[0].name;
     return std::unexpected(KeyError{.key = 1,
                                     .text = "key " + Text::inQuotes(keys[1].name) +
                                             (twice ? " is given twice" : " is one too many: the key is one value"),
-                                    .names = keyNames(decoder.collectionAttr, decoder.useS4Encoding)});
+                                    .names = keyNames(collection, decoder.useS4Encoding)});
   }
-  auto decoded = decoder.decodeScalarKey(decoder.collectionAttr.keyType(), keys[0].name, keys[0].value);
+  auto decoded = decoder.decodeScalarKey(collection.keyType(), keys[0].name, keys[0].value);
   if (!decoded) {
     return std::unexpected(refused(0, true, decoded.error()));
   }
   return *std::move(decoded);
 }
 
-std::expected<Selection, KeyError> selectWhole(ZynKeyDecoder const& decoder, std::span<Key const> keys,
-                                               std::span<KeyPath const> paths, ShowTree const& showTree) {
-  std::string prefix(internalKeyName(decoder.collectionAttr));
-  // The decoder knows the prefix where the entries have such an attribute, and takes paths as they are elsewhere.
-  bool const hasPrefix = !decoder.collectionAttr.attrType().attr(std::string_view(prefix)).empty();
-  prefix = hasPrefix ? prefix.append(separator) : "";
+std::expected<Selection, KeyError> selectExact(ZynKeyDecoder const& decoder, std::span<Key const> keys,
+                                               std::span<KeyTarget const> targets, ShowTree const& showTree) {
   ZynKeyDecoder::KeyElemNode root(decoder.collectionAttr.keyType(), decoder.useS4Encoding);
   for (std::size_t i = 0; i != keys.size(); ++i) {
-    if (auto const done = decoder.processKeyPath(root, prefix + std::string(paths[i].text), keys[i].value); !done) {
-      return std::unexpected(refused(i, Drovan::isScalarKeyType(paths[i].type, decoder.useS4Encoding), done.error()));
+    auto const& elements = targets[i].elements;
+    if (auto const done = root.insertPathSuffix(elements.begin(), elements.end(), Velko::String(keys[i].value));
+        !done) {
+      return std::unexpected(refused(i, Drovan::isScalarKeyType(targets[i].type, decoder.useS4Encoding), done.error()));
     }
   }
   if (showTree) {
@@ -198,23 +159,51 @@ std::expected<Selection, KeyError> selectWhole(ZynKeyDecoder const& decoder, std
   return ZynKeyDecoder::Single{root.value};
 }
 
-std::expected<Selection, KeyError> selectSome(ZynKeyDecoder const& decoder, std::span<Key const> keys,
-                                              std::span<KeyPath const> paths) {
-  ZynKeyDecoder::Multiple some;
+std::expected<Selection, KeyError> selectFilter(ZynKeyDecoder const& decoder, std::span<Key const> keys,
+                                                std::span<KeyTarget const> targets) {
+  ZynKeyDecoder::Multiple filter;
   for (std::size_t i = 0; i != keys.size(); ++i) {
-    bool const ofValue = paths[i].elements.size() == 1 && Drovan::isScalarKeyType(paths[i].type, decoder.useS4Encoding);
-    if (auto const done = decoder.updateFilter(some.values, paths[i].text, keys[i].value); !done) {
+    auto const& [path, elements, part, type] = targets[i];
+    if (auto const done = decoder.updateFilter(filter.values, path, keys[i].value); !done) {
+      bool const ofValue = elements.size() == 1 && Drovan::isScalarKeyType(type, decoder.useS4Encoding);
       return std::unexpected(refused(i, ofValue, done.error()));
     }
   }
-  return some;
+  return filter;
+}
+
+std::expected<Selection, KeyError> selectParts(ZynKeyDecoder const& decoder, std::span<Key const> keys,
+                                               ShowTree const& showTree) {
+  KeyParts parts(decoder.collectionAttr.keyType(), decoder.useS4Encoding);
+  auto const targets = targetsOf(keys, decoder.collectionAttr, parts);
+  if (!targets) {
+    return std::unexpected(targets.error());
+  }
+  bool const hasWildcard = std::ranges::find(keys, wildcard, &Key::value) != keys.end();
+  KeyParts::Result const built = hasWildcard ? KeyParts::Result() : parts.build();
+  if (!built.complete) {
+    return selectFilter(decoder, keys, *targets);
+  }
+  auto const tooLarge = [&](std::size_t count, std::string_view of, std::size_t most) {
+    return std::unexpected(KeyError{.key = keys.size(),
+                                    .text = "the key of " + Text::inQuotes(decoder.collectionAttr.name()) + " takes " +
+                                            std::to_string(count) + std::string(of) + "; at most " +
+                                            std::to_string(most) + " are allowed"});
+  };
+  if (built.levels > mostLevels) {
+    return tooLarge(built.levels, " levels of nested parts", mostLevels);
+  }
+  if (built.constructions > mostConstructions) {
+    return tooLarge(built.constructions, " constructions", mostConstructions);
+  }
+  return selectExact(decoder, keys, *targets, showTree);
 }
 
 PathError inPath(KeyError error, Element const& element) {
-  std::size_t const at = error.key == element.keys.size() ? element.at
-                         : error.ofValue                  ? element.keys[error.key].valueAt
-                                                          : element.keys[error.key].nameAt;
-  return {.offset = at,
+  std::size_t const offset = error.key == element.keys.size() ? element.at
+                             : error.ofValue                  ? element.keys[error.key].valueAt
+                                                              : element.keys[error.key].nameAt;
+  return {.offset = offset,
           .text = std::move(error.text),
           .unknown = std::move(error.unknown),
           .names = std::move(error.names)};
@@ -232,22 +221,9 @@ std::expected<Selection, KeyError> select(Zyn::ZynAttr collection, std::span<Key
                  .names = attributeNames(Zyn::ZynType(collection.module(), collection.owner()), takesKeys)});
   }
   ZynKeyDecoder const decoder(collection, options.useS4Encoding);
-  Zyn::ZynType const keyType = collection.keyType();
-  if (Drovan::isScalarKeyType(keyType, options.useS4Encoding)) {
-    return selectOne(decoder, keys);
-  }
-  auto const paths = keyPathsOf(collection, keys);
-  if (!paths) {
-    return std::unexpected(paths.error());
-  }
-  bool const open = std::ranges::find(keys, wildcard, &Key::value) != keys.end();
-  std::vector<Rest> below;
-  for (KeyPath const& path : *paths) {
-    below.emplace_back(path.elements);
-  }
-  return !open && isWhole(keyType, keyType, below, options.useS4Encoding, nullptr)
-             ? selectWhole(decoder, keys, *paths, options.showTree)
-             : selectSome(decoder, keys, *paths);
+  return Drovan::isScalarKeyType(collection.keyType(), options.useS4Encoding)
+             ? selectScalar(decoder, keys)
+             : selectParts(decoder, keys, options.showTree);
 }
 
 std::vector<std::string> keyNames(Zyn::ZynAttr collection, bool useS4Encoding) {

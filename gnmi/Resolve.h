@@ -1,35 +1,49 @@
-// What a path selects: the typed keys of every keyed collection that it passes.
+// Which entries of keyed collections a path selects, as typed keys and filters.
 //
 //   auto const found = Gnmi::resolve(device, "/vrf[name=red]/route[protocol=bgp]", {});
-//   // (*found)[0]: Device.vrf, the key "red"; (*found)[1]: Vrf.route, a filter with protocol 'bgp'
+//   // (*found)[0]: the collection Device.vrf, its key "red"
+//   // (*found)[1]: the collection Vrf.route, a filter: protocol is 'bgp'
 //
-// Keys of one collection select
+// The keys of an element select
 //
-//   the exact key    when every part that the key is built from is given, and no "*"
-//   every key        when none is given, or each is "*"
-//   a filter         when some are given, and others left out or "*"
+//   one entry      by its exact key: every part that the key type is built from is given, and none is "*"
+//   every entry    no key is given, or each is "*"
+//   some entries   by a filter: some parts are given, others are left out or "*"
 //
-// The names of keys:
+// Names of keys, by the key type of the collection:
 //
-//   the key type is               names                                                    accepted          refused
-//   one value (scalar, wrapper,   that of the attribute that holds the key; any one name   [name=eth0]       [id=eth0]
-//   enumeration, union, s4)       where the collection records none
-//   built from attributes         its attributes; parts of parts joined by "__"; the name  [vrf=red] [colour=red]
-//                                 of the attribute that holds the key may stand in front   [key__vrf=red]    [key=red]
+//   one value (scalar, wrapper,   the name of the attribute that holds an entry's key; any one name where the
+//   enumeration, union, s4)       collection records none
+//                                   accepted   [name=eth0]
+//                                   refused    [id=eth0]         unknown key 'id' of 'interface'
+//   built from its attributes     their names, those of parts of parts joined by "__". In front may stand the name of
+//                                 the attribute that holds the key
+//                                   accepted   [vrf=red]    [key__vrf=red]    [site__row=1]
+//                                   refused    [colour=red]      unknown key 'colour' of 'route'
+//                                              [key=red]         the key as a whole is no text
 //
-// Nothing is given twice: neither in two ways to write its name, nor as a whole and by its parts.
+// A part is given once: not under two names, nor as a whole and by its own parts. It serves once as well: a key type
+// with two arguments `from` and `to` of a type built from `row` and `seat` takes `[row=1][seat=2]` for `from`, and then
+// lacks those of `to`. This is how the decoder builds keys, so an exact key never fails for a missing part.
 //
-// A value that is "*" itself cannot be asked for. A filter cannot have parts of parts. Where a part may be given beside
-// the one that it belongs to (`[local=...]` for `[session__local=...]`), an exact key has it inside, and a filter asks
-// for it beside.
+//   of a key type Link(from: Site, to: Site) that has attributes `row` and `seat` as well
+//   [from__row=1][from__seat=2][row=3][seat=4]   exact: `to` is built from the parts beside it
+//   [row=1][seat=2]                              a filter: `row` is 1 and `seat` is 2
+//   [row=1][seat=*]                              a filter: `row` is 1
 //
-// Threads: free functions that keep nothing; types are only read. Ownership: results own their texts and references to
-// their values; handles live as long as the provider's types. Errors: one sentence, where it belongs, and the names
-// that exist; a value that does not fit has the decoder's own text. Only `std::bad_alloc` is thrown. Time is linear in
-// the text, but for a logarithm of the number of keys that one element has.
+// An exact key has such parts inside (`to`), where a filter asks for the key's own attributes (`row`). A filter takes
+// no parts of parts. The value "*" is always a wildcard, never a text.
 //
-// Not checked: the origin; the module of "module:name", unless the caller can tell it; wildcards for elements, which no
-// attribute is called.
+// Threads: functions without state; types are only read. Ownership: results own their texts and share the values;
+// handles of types and attributes live as long as the provider's types. Errors are returned: one sentence, where it
+// belongs, and the names that exist; where a value does not fit, the decoder's text. Only `std::bad_alloc` is thrown.
+//
+// Time and memory are linear in the text, in the names that an error lists, and in the steps that the decoder takes to
+// build the key. A key whose parts nest more than 1,000 levels deep, or that takes more than 1,000,000 constructions,
+// is an error: the decoder recurses, and types that need each other many times over would keep it busy for ever.
+//
+// Not checked: the origin; the module in "module:name", unless `Options::moduleOf` tells it; wildcards in place of
+// elements, which are unknown names here.
 #pragma once
 
 #include <cstddef>
@@ -47,13 +61,13 @@
 
 namespace Gnmi {
 
-/** The exact key, or every key that has the filter's values: every key there is where the filter is empty. */
+/** One entry by its key, or all entries whose keys have the filter's values: every entry where the filter is empty. */
 using Selection = std::variant<Drovan::ZynKeyDecoder::Single, Drovan::ZynKeyDecoder::Multiple>;
 
 struct KeyError {
-  /** The index of the key that is wrong; the number of keys where it is all of them together. */
+  /** The index of the key that is wrong; the number of keys where the fault lies in all of them together. */
   std::size_t key = 0;
-  /** Of a key: whether its value is wrong, and not its name. */
+  /** Whether its value is wrong. Otherwise its name is. */
   bool ofValue = false;
   std::string text;
   /** The name that does not exist, and those that do; both may be empty. */
@@ -61,27 +75,30 @@ struct KeyError {
   std::vector<std::string> names = {};
 };
 
-/** Is shown the tree of a key that is built from attributes, before it is built. */
+/** Called with the tree of an exact key of several parts, filled and not yet built. */
 using ShowTree = std::function<void(Drovan::ZynKeyDecoder::KeyElemNode const&)>;
 
-/** The module that an attribute is written with; empty where it has none. */
+/** The module that qualifies an attribute's name in paths; empty where none does. */
 using ModuleOf = std::function<std::string_view(Zyn::ZynAttr)>;
 
 struct Options {
-  /** Values are s4 texts for types that have that encoding; a key type that has is one value. */
+  /** Values of types that have an s4 encoding are s4 texts. A key type that has one is then one value. */
   bool useS4Encoding = false;
-  /** Where it is given, "module:name" does not exist with another module than the attribute's. */
+  /** Unless empty, "module:name" is unknown where the module is not the attribute's. */
   ModuleOf moduleOf = {};
   ShowTree showTree = {};
 };
 
-/** What `keys` select of a keyed collection. Keys of any other attribute are an error, no keys are every key. */
+/** What `keys` select of `collection`: everything without keys. Where it is no keyed collection, keys are an error. */
 std::expected<Selection, KeyError> select(Zyn::ZynAttr collection, std::span<Key const> keys, Options const& options);
 
-/** The names that the keys of a collection have, in the order declared; without parts of parts. */
+/** The names of a collection's keys in declaration order, without parts of parts. None where any name will do. */
 std::vector<std::string> keyNames(Zyn::ZynAttr collection, bool useS4Encoding);
 
-/** The attribute of `type` that an element names: the whole name's, or the one behind "module:". Empty for none. */
+/**
+ * The attribute of `type` that the element `name` stands for: the one of that whole name, or else the one of what
+ * follows "module:". Empty where there is none.
+ */
 Zyn::ZynAttr findElement(Zyn::ZynType type, std::string_view name, Options const& options);
 
 struct Resolved {
@@ -92,8 +109,8 @@ struct Resolved {
 };
 
 /**
- * Walks the types from `root` by the names of attributes: a selection for each keyed collection on the way, in the
- * order of the path. Offsets of errors are those that the path has from its text.
+ * Follows the elements from `root` by attribute names. There is one selection for each keyed collection on the way, in
+ * the order of the path. Errors have the offsets that the path has.
  */
 std::expected<std::vector<Resolved>, PathError> resolve(Zyn::ZynType root, Path const& path, Options const& options);
 std::expected<std::vector<Resolved>, PathError> resolve(Zyn::ZynType root, std::string_view path,

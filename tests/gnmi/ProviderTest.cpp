@@ -32,8 +32,8 @@ class Selections : public testing::Test {
     EXPECT_TRUE(Gnmi::resolve(root, path, {})) << path;
     std::vector<std::string> found;
     for (std::string const& line : world.lines("trace ")) {
-      for (std::string const job :
-           {"Processing key path", "KeyElemNode::instantiate", "Found a wildcard", "Found a filter"}) {
+      for (std::string const job : {"Processing key path", "KeyElemNode::insertPathSuffix: KeyElem type",
+                                    "KeyElemNode::instantiate", "Found a wildcard", "Found a filter"}) {
         if (line.contains(job)) {
           found.push_back(job);
         }
@@ -45,8 +45,9 @@ class Selections : public testing::Test {
 
 TEST_F(Selections, EachIsOneJobOfTheDecoder) {
   EXPECT_THAT(jobs("/list[a=1][b=2]"),
-              ElementsAre("Processing key path", "Processing key path", "KeyElemNode::instantiate",
-                          "KeyElemNode::instantiate", "KeyElemNode::instantiate"));
+              ElementsAre("KeyElemNode::insertPathSuffix: KeyElem type", "KeyElemNode::insertPathSuffix: KeyElem type",
+                          "KeyElemNode::insertPathSuffix: KeyElem type", "KeyElemNode::insertPathSuffix: KeyElem type",
+                          "KeyElemNode::instantiate", "KeyElemNode::instantiate", "KeyElemNode::instantiate"));
   EXPECT_THAT(jobs("/list[a=1]"), ElementsAre("Found a filter"));
   EXPECT_THAT(jobs("/list[a=1][b=*]"), ElementsAre("Found a filter"));
   EXPECT_THAT(jobs("/list[a=*][b=*]"), ElementsAre());

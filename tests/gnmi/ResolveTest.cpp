@@ -69,6 +69,15 @@ class Resolve : public testing::Test {
                                   .attr("seat", core(Kind::U8))
                                   .attr("id", core(Kind::U32))
                                   .args({"site", "id"});
+  // Both ends are sites, of which `row` and `seat` beside them make one.
+  Zyn::ZynType const link = module.value("Link")
+                                .attr("from", site)
+                                .attr("to", site)
+                                .attr("row", core(Kind::U8))
+                                .attr("seat", core(Kind::U8))
+                                .args({"from", "to"});
+  // The site is set on a key that is built without it.
+  Zyn::ZynType const placed = module.value("Placed").attr("id", core(Kind::U32)).attr("site", site).args({"id"});
   // Parts that have a text of their own, or are built from theirs.
   Zyn::ZynType const texts =
       module.value("Texts").attr("vlan", vlan).attr("range", range).attr("peer", peer).args({"vlan", "range"});
@@ -92,7 +101,10 @@ class Resolve : public testing::Test {
     keyed("range", range);
     Zyn::ZynType const entry = keyed("pair", pair);
     keyed("nested", nested);
+    keyed("link", link);
+    keyed("placed", placed);
     keyed("texts", texts);
+    keyed("oddlyHeld", pair, "key_", "key_");
     keyed("own", own);
     keyed("free", free);
     keyed("nameless", core(Kind::U8), std::nullopt);
@@ -231,6 +243,32 @@ TEST_F(Resolve, PartsOfParts) {
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;
   }
+}
+
+TEST_F(Resolve, APartServesOnce) {
+  Row const rows[] = {
+      {"/link[row=1][seat=2]", "link filter row=1 seat=2"},
+      {"/link[row=1][seat=2][from__row=3][from__seat=4]",
+       "link exact Test::Link(from=Test::Site(row=3, seat=4), to=Test::Site(row=1, seat=2))"},
+      {"/link[row=1][seat=2][to__row=3][to__seat=4]",
+       "link exact Test::Link(from=Test::Site(row=1, seat=2), to=Test::Site(row=3, seat=4))"},
+      {"/link[row=1][seat=2][from__row=3][from__seat=4][to__row=5][to__seat=6]",
+       "link exact Test::Link(from=Test::Site(row=3, seat=4), to=Test::Site(row=5, seat=6), row=1, seat=2)"},
+      {"/link[row=1][seat=2][to__row=3]", "at 21: Filtering nested key 'to__row' is not supported"},
+      {"/link[row=1]", "link filter row=1"},
+      // What is set afterwards is built as well.
+      {"/placed[id=1]", "placed exact Test::Placed(id=1)"},
+      {"/placed[id=1][site__row=2][site__seat=3]", "placed exact Test::Placed(id=1, site=Test::Site(row=2, seat=3))"},
+      {"/placed[id=1][site__row=2]", "at 14: Filtering nested key 'site__row' is not supported"},
+  };
+  for (auto const& [path, result] : rows) {
+    EXPECT_EQ(at(path), result) << path;
+  }
+}
+
+TEST_F(Resolve, TheNameOfTheAttributeThatHoldsTheKeyNeedNotStandInAKeyPath) {
+  // "key_", "__" and "vrf" together would be cut after "key".
+  EXPECT_EQ(at("/oddlyHeld[vrf=a][colour=red]"), "oddlyHeld exact Test::Pair(vrf=\"a\", colour='red')");
 }
 
 TEST_F(Resolve, PartsOfPartsThatHaveATextToo) {
