@@ -4,9 +4,41 @@
 #include "fuzz/Fuzz.h"
 #include "zynkey/Caret.h"
 
+namespace {
+
+/** What was typed so far has an error where its path has one, unless something is missing at the end only. */
+void checkUnfinished(std::string_view text, std::expected<Gnmi::Path, Gnmi::PathError> const& path) {
+  using End = Gnmi::UnfinishedPath::End;
+  auto const typed = Gnmi::parseUnfinishedPath(text);
+  if (!path && path.error().offset != text.size()) {
+    Fuzz::require(!typed && typed.error().offset == path.error().offset && typed.error().text == path.error().text,
+                  "what is no path stays none, whatever is typed");
+    return;
+  }
+  Fuzz::require(typed && typed->at <= text.size(), "a path may still be typed on");
+  // The shortest end that makes a path of the text before.
+  std::string whole(text.substr(0, typed->at));
+  Gnmi::Path expected = typed->before;
+  if (typed->end == End::KeyName || typed->end == End::Value) {
+    bool const hasName = typed->end == End::Value;
+    whole += hasName ? "]" : "k=]";
+    auto const finished = Gnmi::parsePath(whole);
+    Fuzz::require(finished && !finished->elements.empty() && !finished->elements.back().keys.empty(),
+                  "a key that is being typed can be finished");
+    expected.elements.back().keys.push_back(
+        {.name = hasName ? finished->elements.back().keys.back().name : "k", .value = ""});
+  }
+  auto const finished = Gnmi::parsePath(whole);
+  Fuzz::require(finished && *finished == expected, "what stands before is read as a path reads it");
+  Fuzz::require(typed->end != End::AfterKey || (path && *path == expected), "after a key, the path is whole");
+}
+
+}  // namespace
+
 void Fuzz::run(std::string_view bytes) {
   Exact const text(bytes);
   auto const path = Gnmi::parsePath(text.view());
+  checkUnfinished(text.view(), path);
   if (!path) {
     require(path.error().offset <= bytes.size() && !path.error().text.empty(), "an error has a place and a text");
     std::string const lines = ZynKey::caret(bytes, path.error().offset);

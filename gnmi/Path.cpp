@@ -7,23 +7,27 @@
 namespace Gnmi {
 namespace {
 
-constexpr std::string_view special = "\\/[]=:";
+/** What a backslash may stand before. */
+constexpr std::string_view escapable = "\\/[]=:";
 
-struct Part {
-  /** What it is, where it may not be empty. */
-  std::string_view what;
+/** A name or a value, as the grammar has it. */
+struct Token {
+  /** Its name in errors; empty where it may be empty itself. */
+  std::string_view name;
+  /** The bytes that end it. */
   std::string_view ends;
-  /** What a refused byte stands in the place of. */
-  std::string_view instead;
-  /** `ends`, what is refused, and the backslash. */
+  /** Every byte to stop at: those that end it, those that it must not hold, and the backslash. */
   std::string_view stops;
+  /** What is missing before a byte that it must not hold. */
+  std::string_view missing;
 };
 
-constexpr Part elementName = {"the name of an element", "/[", "'[' before the name of a key", "/[]\\"};
-constexpr Part keyName = {"the name of a key", "=", "'=' after the name of a key", "=[]\\"};
-constexpr Part value = {"", "]", "", "]\\"};
+constexpr Token elementName = {"the name of an element", "/[", "/[]\\", "'[' before the name of a key"};
+constexpr Token keyName = {"the name of a key", "=", "=[]\\", "'=' after the name of a key"};
+constexpr Token value = {"", "]", "]\\", ""};
 
-std::string shown(std::string_view rest) {
+/** The first byte of the rest of a text, for a message. */
+std::string firstOf(std::string_view rest) {
   if (rest.empty()) {
     return "the end";
   }
@@ -36,79 +40,115 @@ std::string shown(std::string_view rest) {
   return std::string("byte 0x") + digits[number / 16U] + digits[number % 16U];
 }
 
-class Reader {
+class Parser {
  public:
-  explicit Reader(std::string_view text) : text_(text) {}
+  explicit Parser(std::string_view text) : text_(text) {}
 
   std::expected<Path, PathError> path() {
-    Path path;
-    std::size_t const slash = text_.find_first_of("/[\\");
-    if (slash != std::string_view::npos && slash != 0 && text_[slash] == '/' && text_[slash - 1] == ':') {
-      path.origin = text_.substr(0, slash - 1);
-      if (path.origin.empty()) {
-        return std::unexpected(expected("an origin before ':'"));
-      }
-      at_ = path.origin.find_first_of("]=");
-      if (at_ != std::string::npos) {
-        return std::unexpected(expected("an origin without ']' and '='"));
-      }
-      at_ = slash;
+    if (!readPath()) {
+      return std::unexpected(std::move(error_));
+    }
+    return std::move(read_.before);
+  }
+
+  std::expected<UnfinishedPath, PathError> unfinishedPath() {
+    // What is only missing at the end is still to be typed.
+    if (!readPath() && error_.offset != text_.size()) {
+      return std::unexpected(std::move(error_));
+    }
+    std::vector<Element>& elements = read_.before.elements;
+    if (read_.end == End::KeyName || read_.end == End::Value) {
+      elements.back().keys.pop_back();
+    } else if (read_.end == End::ElementName && !elements.empty() && elements.back().at == read_.at) {
+      elements.pop_back();
+    }
+    return std::move(read_);
+  }
+
+ private:
+  using End = UnfinishedPath::End;
+
+  bool readPath() {
+    if (!readOrigin()) {
+      return false;
     }
     if (next() == '/') {
       ++at_;
     }
+    begin(End::ElementName);
     while (at_ != text_.size()) {
-      Element& element = path.elements.emplace_back();
-      if (!readElement(element)) {
-        return std::unexpected(std::move(error_));
-      }
-      if (at_ != text_.size() && !take('/', "'/' or '[' after a key")) {
-        return std::unexpected(std::move(error_));
-      }
-    }
-    return path;
-  }
-
- private:
-  bool readElement(Element& element) {
-    element.at = at_;
-    if (!readText(element.name, elementName)) {
-      return false;
-    }
-    while (next() == '[') {
-      ++at_;
-      Key& key = element.keys.emplace_back();
-      key.nameAt = at_;
-      if (!readText(key.name, keyName) || !take('=', keyName.instead)) {
+      if (!readElement()) {
         return false;
       }
-      key.valueAt = at_;
-      if (!readText(key.value, value) || !take(']', "']' after the value")) {
-        return false;
+      if (at_ != text_.size()) {
+        if (!take('/', "'/' or '[' after a key")) {
+          return false;
+        }
+        begin(End::ElementName);
       }
     }
     return true;
   }
 
+  bool readOrigin() {
+    std::size_t const slash = text_.find_first_of("/[\\");
+    if (slash == std::string_view::npos || slash == 0 || text_[slash] != '/' || text_[slash - 1] != ':') {
+      return true;
+    }
+    std::string_view const origin = text_.substr(0, slash - 1);
+    if (origin.empty()) {
+      return fail("an origin before ':'");
+    }
+    if (std::size_t const refused = origin.find_first_of("]="); refused != std::string_view::npos) {
+      at_ = refused;
+      return fail("an origin without ']' and '='");
+    }
+    read_.before.origin = origin;
+    at_ = slash;
+    return true;
+  }
+
+  bool readElement() {
+    Element& element = read_.before.elements.emplace_back();
+    element.at = at_;
+    if (!readToken(element.name, elementName)) {
+      return false;
+    }
+    while (next() == '[') {
+      ++at_;
+      Key& key = element.keys.emplace_back();
+      key.nameAt = begin(End::KeyName);
+      if (!readToken(key.name, keyName) || !take('=', keyName.missing)) {
+        return false;
+      }
+      key.valueAt = begin(End::Value);
+      if (!readToken(key.value, value) || !take(']', "']' after the value")) {
+        return false;
+      }
+      begin(End::AfterKey);
+    }
+    return true;
+  }
+
   /** Up to one of the bytes that end it, or to the end of the text. */
-  bool readText(std::string& text, Part const& part) {
+  bool readToken(std::string& text, Token const& token) {
     for (;;) {
-      std::size_t const stop = std::min(text_.find_first_of(part.stops, at_), text_.size());
+      std::size_t const stop = std::min(text_.find_first_of(token.stops, at_), text_.size());
       text += text_.substr(at_, stop - at_);
       at_ = stop;
-      if (at_ == text_.size() || part.ends.find(text_[at_]) != std::string_view::npos) {
+      if (at_ == text_.size() || token.ends.find(text_[at_]) != std::string_view::npos) {
         break;
       }
       if (text_[at_] != '\\') {
-        return fail(text.empty() ? part.what : part.instead);
+        return fail(text.empty() ? token.name : token.missing);
       }
       ++at_;
-      if (at_ == text_.size() || special.find(text_[at_]) == std::string_view::npos) {
+      if (at_ == text_.size() || escapable.find(text_[at_]) == std::string_view::npos) {
         return fail(R"(one of \ / [ ] = : after '\')");
       }
       text += text_[at_++];
     }
-    return !text.empty() || part.what.empty() || fail(part.what);
+    return !text.empty() || token.name.empty() || fail(token.name);
   }
 
   bool take(char byte, std::string_view what) {
@@ -119,25 +159,29 @@ class Reader {
     return true;
   }
 
-  /** NUL at the end; nobody asks for a NUL. */
+  /** NUL at the end of the text. No caller asks for a NUL. */
   char next() const { return at_ == text_.size() ? '\0' : text_[at_]; }
 
-  PathError expected(std::string_view what) const {
-    return {.offset = at_, .text = "expected " + std::string(what) + "; found " + shown(text_.substr(at_))};
+  std::size_t begin(End end) {
+    read_.end = end;
+    read_.at = at_;
+    return at_;
   }
 
   bool fail(std::string_view what) {
-    error_ = expected(what);
+    error_ = {.offset = at_, .text = "expected " + std::string(what) + "; found " + firstOf(text_.substr(at_))};
     return false;
   }
 
   std::string_view text_;
   std::size_t at_ = 0;
+  /** The path so far, and what its last byte belongs to. */
+  UnfinishedPath read_;
   PathError error_;
 };
 
-void append(std::string& text, std::string_view part, std::string_view escaped) {
-  for (char const byte : part) {
+void append(std::string& text, std::string_view token, std::string_view escaped) {
+  for (char const byte : token) {
     if (escaped.find(byte) != std::string_view::npos) {
       text += '\\';
     }
@@ -147,7 +191,11 @@ void append(std::string& text, std::string_view part, std::string_view escaped) 
 
 }  // namespace
 
-std::expected<Path, PathError> parsePath(std::string_view text) { return Reader(text).path(); }
+std::expected<Path, PathError> parsePath(std::string_view text) { return Parser(text).path(); }
+
+std::expected<UnfinishedPath, PathError> parseUnfinishedPath(std::string_view text) {
+  return Parser(text).unfinishedPath();
+}
 
 std::string formatPath(Path const& path) {
   std::string text;

@@ -144,6 +144,63 @@ TEST(Path, FormatsWithNoMoreBackslashesThanNeeded) {
             R"(/\/\[\]\\=:[/\[\]\\\=:=])");
 }
 
+TEST(Path, ThatIsUnfinishedTellsWhatItEndsIn) {
+  struct Unfinished {
+    std::string_view text;
+    UnfinishedPath::End end;
+    std::size_t at;
+    std::string_view before;
+  };
+  using enum UnfinishedPath::End;
+  Unfinished const rows[] = {
+      {"", ElementName, 0, "/"},
+      {"a", ElementName, 0, "/"},
+      {"/", ElementName, 1, "/"},
+      {"/a", ElementName, 1, "/"},
+      {"/a/", ElementName, 3, "/a"},
+      {"/a/b", ElementName, 3, "/a"},
+      {"o:", ElementName, 0, "/"},
+      {"o:/", ElementName, 3, "o:/"},
+      {"o:/a", ElementName, 3, "o:/"},
+      {"/a[", KeyName, 3, "/a"},
+      {"/a[k", KeyName, 3, "/a"},
+      {"/a[k=v][l", KeyName, 8, "/a[k=v]"},
+      {"/a[k=", Value, 5, "/a"},
+      {"/a[k=v/w[", Value, 5, "/a"},
+      {"/a[k=v][l=w", Value, 10, "/a[k=v]"},
+      {"/a[k=]", AfterKey, 6, "/a[k=]"},
+      {"/a[k=v][l=w]", AfterKey, 12, "/a[k=v][l=w]"},
+      {"/a[k=v]/", ElementName, 8, "/a[k=v]"},
+      // What is escaped ends nothing, and a backslash may still be typed on.
+      {R"(/a\/b\[)", ElementName, 1, "/"},
+      {R"(/a[k\=)", KeyName, 3, "/a"},
+      {R"(/a[k=\])", Value, 5, "/a"},
+      {R"(/a\)", ElementName, 1, "/"},
+      {R"(/a[k=\)", Value, 5, "/a"},
+  };
+  for (auto const& [text, end, at, before] : rows) {
+    auto const path = parseUnfinishedPath(text);
+    ASSERT_TRUE(path) << text;
+    EXPECT_EQ(path->end, end) << text;
+    EXPECT_EQ(path->at, at) << text;
+    EXPECT_EQ(formatPath(path->before), before) << text;
+  }
+  Row const refused[] = {
+      {"//", "at 1: expected the name of an element; found '/'"},
+      {"/a]", "at 2: expected '[' before the name of a key; found ']'"},
+      {"/a[]", "at 3: expected the name of a key; found ']'"},
+      {"/a[=", "at 3: expected the name of a key; found '='"},
+      {"/a[k=v]b", "at 7: expected '/' or '[' after a key; found 'b'"},
+      {R"(/a\b)", R"(at 3: expected one of \ / [ ] = : after '\'; found 'b')"},
+      {":/", "at 0: expected an origin before ':'; found ':'"},
+  };
+  for (auto const& [text, error] : refused) {
+    auto const path = parseUnfinishedPath(text);
+    ASSERT_FALSE(path) << text;
+    EXPECT_EQ(shown(std::unexpected(path.error())), error) << text;
+  }
+}
+
 /** Bytes of the grammar come up often. */
 std::string randomText(std::mt19937_64& random, std::size_t least) {
   constexpr std::string_view often = "\\/[]=:*a_\0\xff\""sv;
