@@ -77,7 +77,7 @@ TEST_F(SplitPath, ASeparatorIsFoundAnywhereInALongPath) {
 }
 
 TEST_F(SplitPath, LongPathsAreReadOnce) {
-  constexpr std::size_t length = std::size_t{1} << 20;
+  constexpr std::size_t length = std::size_t{1} << 18;
   std::string single;
   std::string elements;
   while (single.size() < length) {
@@ -88,7 +88,7 @@ TEST_F(SplitPath, LongPathsAreReadOnce) {
   for (std::string const& path : {std::string(length, '_'), std::string(length, 'a'), single, elements}) {
     Support::PagesRead const read(path);
     (void)ZynKeyDecoder::splitPath(path);
-    EXPECT_GE(read.pages(), 250U);
+    EXPECT_GE(read.pages(), 60U);
     EXPECT_EQ(read.count(), read.pages());
   }
 }

@@ -16,8 +16,8 @@ namespace Support {
 
 /**
  * Counts the pages that are read while it lives, of those that lie within `text` as a whole. A page counts again when
- * it is read after two others: what reads a text once from its start to its end counts `pages()`, and what begins again
- * for every byte counts the square of that.
+ * it is read after two others: what reads a text once from its start to its end counts `pages()`. What reads it over
+ * and over is let go after a hundred times that, so that a test of it fails instead of hanging.
  *
  * One at a time, and on one thread: the pages are locked, and a signal tells that one is wanted. `text` is in memory
  * that may be written, is not changed while it is counted, and not handed to the kernel.
@@ -60,7 +60,10 @@ class PagesRead {
     if (address < first_ || address >= end_) {
       std::abort();
     }
-    ++count_;
+    if (++count_ > mostReadings * pages()) {
+      protect(first_, end_ - first_, PROT_READ);
+      return;
+    }
     std::uintptr_t& oldest = open_[count_ % open_.size()];
     if (oldest != 0) {
       protect(oldest, size(), PROT_NONE);
@@ -69,6 +72,7 @@ class PagesRead {
     protect(oldest, size(), PROT_READ);
   }
 
+  static constexpr std::size_t mostReadings = 100;
   static inline PagesRead* current = nullptr;
 
   std::uintptr_t const first_;
