@@ -25,7 +25,9 @@ void* operator new(std::size_t size) {
   return storage != nullptr ? storage : throw std::bad_alloc();
 }
 void operator delete(void* storage) noexcept { std::free(storage); }
-void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
+void operator delete(void* storage, std::size_t /*size*/) noexcept {
+  std::free(storage);  // NOLINT(clang-analyzer-cplusplus.NewDelete): takes the call of this operator for the release
+}
 
 namespace Test {
 namespace {

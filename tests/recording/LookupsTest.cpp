@@ -8,26 +8,36 @@
 #include "Zyn/Zyn.h"
 #include "tests/support/Provider.h"
 
-namespace Zyn {
+namespace {
 
 int hashes = 0;
 
-/** Taken instead of the attribute's own, because it is more constrained. */
+}  // namespace
+
+namespace Zyn {
+
+/** Taken instead of the attribute's own, because it is more constrained. The map looks for it in this namespace. */
 template <typename H>
   requires std::movable<H>
-H AbslHashValue(H state, ZynAttr const& attr) {
+H AbslHashValue(H state, ZynAttr const& attr) {  // NOLINT(misc-use-internal-linkage)
   ++hashes;
   return H::combine(std::move(state), attr.index());
 }
 
 }  // namespace Zyn
 
-#include "Drovan/ZynKeyDecoder.cpp"
+#include "Drovan/ZynKeyDecoder.cpp"  // NOLINT(bugprone-suspicious-include): its inline code is to use the hash above
 
 namespace Recording {
 namespace {
 
 using Drovan::ZynKeyDecoder;
+
+#ifdef NDEBUG
+constexpr int forNewChild = 2;
+#else
+constexpr int forNewChild = 3;  // an assertion of Abseil finds what was inserted
+#endif
 
 TEST(Lookups, OneForAChildThatExistsAndTwoForANewOneTracedOrNot) {
   World world;
@@ -42,16 +52,16 @@ TEST(Lookups, OneForAChildThatExistsAndTwoForANewOneTracedOrNot) {
     ZynKeyDecoder::KeyElemNode root(key, false);
     auto const lookups = [&](std::string_view path) {
       ZynKeyDecoder::PathElements const elements = ZynKeyDecoder::splitPath(path);
-      Zyn::hashes = 0;
+      hashes = 0;
       EXPECT_TRUE(root.insertPathSuffix(elements.begin(), elements.end(), Velko::String("1")));
-      return Zyn::hashes;
+      return hashes;
     };
-    EXPECT_LE(lookups("inner__x"), 4) << "two new children, traced: " << traced;
-    EXPECT_LE(lookups("inner__y"), 3) << "one of them new, traced: " << traced;
+    EXPECT_LE(lookups("inner__x"), 2 * forNewChild) << "two new children, traced: " << traced;
+    EXPECT_LE(lookups("inner__y"), 1 + forNewChild) << "one of them new, traced: " << traced;
     EXPECT_EQ(lookups("inner__y"), 2) << "none new, traced: " << traced;
-    Zyn::hashes = 0;
+    hashes = 0;
     EXPECT_TRUE(root.instantiate());
-    EXPECT_EQ(Zyn::hashes, 3) << "each argument once, traced: " << traced;
+    EXPECT_EQ(hashes, 3) << "each argument once, traced: " << traced;
   }
 }
 
