@@ -1,10 +1,12 @@
 // Lines of a batch, with the command's own schema.
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "fuzz/Fuzz.h"
 #include "yaml/Yaml.h"
 #include "zynkey/ExampleSchema.h"
 #include "zynkey/Jobs.h"
+#include "zynkey/Output.h"
 #include "zynkey/Requests.h"
 
 namespace {
@@ -13,6 +15,8 @@ void requireLine(std::string_view line) {
   Fuzz::require(!line.empty() && line.find('\n') == line.size() - 1, "an answer is one line");
   Fuzz::require(nlohmann::json::accept(line), "an answer is JSON");
 }
+
+bool isControl(char byte) { return (0 <= byte && byte < ' ' && byte != '\n' && byte != '\t') || byte == '\x7f'; }
 
 }  // namespace
 
@@ -34,6 +38,8 @@ void Fuzz::run(std::string_view bytes) {
     if (outcome) {
       std::string const text = ZynKey::toText(*outcome);
       require(text.empty() || text.ends_with('\n'), "an answer is whole lines");
+      std::string const shown = ZynKey::forTerminal(text);
+      require(std::ranges::none_of(shown, isControl), "a terminal gets no control byte");
     }
   }
 }

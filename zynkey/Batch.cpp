@@ -31,7 +31,7 @@
 namespace ZynKey {
 namespace {
 
-/** Whole lines, and what became of them. */
+/** Whole lines, and their answers. */
 struct Chunk {
   std::string lines;
   std::uint64_t firstLine = 1;
@@ -82,7 +82,7 @@ void answer(Chunk& chunk, Answerer& answerer) {
   }
 }
 
-/** Chunks on their way: put in at one end, taken out answered at the other, in the same order. One thread does both. */
+/** A queue of chunks: put in as they are read, taken out answered and in the same order. One thread does both. */
 class Pipeline {
  public:
   /** With one job the caller's thread answers when it puts a chunk in. */
@@ -242,7 +242,7 @@ Counts runBatch(int input, BatchLimits limits, Model::Schema const& schema, Gnmi
   Progress progress;
   Counts total;
   while (!reader.atEnd() || !pipeline.empty()) {
-    // What is under way goes out before there is any waiting for more: the other side may wait for it.
+    // Answers are written before waiting for more input: the other side may wait for them.
     if (reader.atEnd() || pipeline.full() || (!pipeline.empty() && !reader.ready())) {
       Chunk const chunk = pipeline.take();
       total.requests += chunk.counts.requests;

@@ -29,7 +29,7 @@ struct BatchLimits {
  *
  * With `jobs` above 1, that many threads decode, and reference counts must be atomic.
  *
- * Memory does not grow with the number of requests. Beside the schema and 32 MiB it is, for each job, at most 128 times
+ * Memory does not grow with the number of requests. Beside the schema it is at most, for each job, 32 MiB, 128 times
  * the longest line, which is what a path of nothing but short elements takes, and four times the longest answer.
  * `currentLine` of zynkey/OutOfMemory.h is the line that a thread works at.
  *

@@ -69,6 +69,8 @@ std::size_t eachCharacter(std::string_view text, Use use) {
 std::string caret(std::string_view text, std::size_t offset) {
   constexpr std::size_t width = 72;
   constexpr std::string_view cut = "...";
+  // As many on one character as any script needs: those beyond take no columns, so that the width would not cut them.
+  constexpr std::size_t mostCombining = 4;
   std::size_t caretColumn = 0;
   std::size_t const columns = eachCharacter(
       text, [&](Shown const& shown) { caretColumn = shown.offset <= offset ? shown.column : caretColumn; });
@@ -79,8 +81,10 @@ std::string caret(std::string_view text, std::size_t offset) {
   std::string line(begin == 0 ? "" : cut);
   std::size_t printed = line.size();
   std::size_t column = printed;
+  std::size_t combining = 0;
   eachCharacter(text, [&](Shown const& shown) {
-    if (shown.column < begin || shown.column + shown.width > begin + width) {
+    combining = shown.width == 0 ? combining + 1 : 0;
+    if (shown.column < begin || shown.column + shown.width > begin + width || combining > mostCombining) {
       return;
     }
     line += shown.bytes;

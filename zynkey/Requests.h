@@ -1,4 +1,4 @@
-// Requests as JSON text: one object, read without building a document, so that neither depth nor size can hurt.
+// Requests as JSON text: one object. No document is built of it, so a text that nests deeply takes no more memory.
 //
 //   accepted   {"op": "decode", "collection": "Vrf.route", "s4": false, "keys": [["key__vrf", "red"]]}
 //              {"op": "scalar", "collection": "Device.vlan", "type": "U16", "keys": [["id", "7"]]}
