@@ -25,10 +25,10 @@
 //   any other                              genericIf(text)
 //
 // A value whose parts have texts of their own is built from them: genericIf(constructor arguments), then genericIfSet
-// for each attribute that was given and is no argument, in no particular order. A caller may ask this of any type,
-// whatever its marks: one that is not built so throws. Only a type that answers `isScalarKind()`, `isEnumType()` or a
-// `valAttr()` takes one text as a whole, and, where the caller asks for s4 texts, one with both `hasS4Encoding()` and
-// `isValue()`.
+// for each attribute that was given and is no argument, in no particular order. The part that has a text is of a type
+// that answers `isScalarKind()`, `isEnumType()` or a `valAttr()`, or, where s4 texts are asked for, both
+// `hasS4Encoding()` and `isValue()`. Callers may try either way with any type, whatever its marks: one that is not made
+// so throws.
 //
 // Depth: a wrapper, or a union, whose value or alternatives lead back to the type itself makes the decoder recurse
 // until the stack is gone, so a provider has none. A type that is built from attributes may lead back to itself. The
