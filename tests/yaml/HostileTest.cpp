@@ -186,8 +186,8 @@ TEST(HostileFiles, TakeWorkInProportionToTheirSize) {
 TEST(HostileFiles, TakeMemoryInProportionToTheirSize) {
   for (auto const& [why, text] : hostiles) {
     // A bit more than a power of two, where containers have just grown. The problems here are shorter than they may be.
-    std::string const file = text((1 << 16) + 1);
-    EXPECT_LE(workOf(file).bytes, 160 * file.size() + (4 << 20)) << why << ", " << file.size() << " bytes";
+    std::string const file = text((1 << 14) + 1);
+    EXPECT_LE(workOf(file).bytes, 160 * file.size() + (1 << 20)) << why << ", " << file.size() << " bytes";
   }
 }
 
