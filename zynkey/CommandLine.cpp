@@ -43,6 +43,12 @@ class CommandLine {
         ->option_text("FILE")
         ->check(notEmpty())
         ->group(schemaGroup);
+    CLI::Option* const importFolders =
+        app_.add_option("--import-from", options_.schema.importFolders,
+                        "Folder that imports of the schema file may lead into, besides its own; repeatable")
+            ->option_text("DIR")
+            ->check(notEmpty())
+            ->group(schemaGroup);
     folders_ = app_.add_option("--yang", options_.schema.folders,
                                "Folder with YANG modules, which are the schema then; repeatable")
                    ->option_text("DIR")
@@ -55,6 +61,7 @@ class CommandLine {
             ->group(schemaGroup);
     folders_->allow_extra_args(false)->excludes("--schema")->needs(modules_);
     modules_->allow_extra_args(false)->needs(folders_);
+    importFolders->allow_extra_args(false)->excludes(folders_);
     app_.add_flag("--all-features", options_.schema.allFeatures, "With every feature of the YANG modules")
         ->option_text(" ")
         ->needs(folders_)

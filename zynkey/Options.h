@@ -17,6 +17,8 @@ inline constexpr std::string_view standardInput = "-";
 struct SchemaOptions {
   /** Empty for the built-in example. */
   std::string file = {};
+  /** Folders that the imports of the file may lead into. */
+  std::vector<std::string> importFolders = {};
   /** Folders and modules of YANG; both empty where the schema is none. */
   std::vector<std::string> folders = {};
   std::vector<std::string> modules = {};

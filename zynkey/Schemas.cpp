@@ -8,6 +8,7 @@
 #include "yaml/Yaml.h"
 #include "yang/Yang.h"
 #include "zynkey/ExampleSchema.h"
+#include "zynkey/UsageError.h"
 
 namespace ZynKey {
 namespace {
@@ -43,8 +44,14 @@ Source loadSource(SchemaOptions const& options) {
   if (!options.folders.empty()) {
     return loadYang(options);
   }
-  return {loaded(options.file.empty() ? Yaml::loadText(exampleSchema, "examples/network.yaml")
-                                      : Yaml::loadFile(options.file == standardInput ? "/dev/stdin" : options.file))};
+  if (!options.file.empty()) {
+    return {loaded(Yaml::loadFile(options.file == standardInput ? "/dev/stdin" : options.file,
+                                  {.importFolders = options.importFolders}))};
+  }
+  if (!options.importFolders.empty()) {
+    throw UsageError("--import-from requires --schema");
+  }
+  return {loaded(Yaml::loadText(exampleSchema, "examples/network.yaml"))};
 }
 
 Model::Schema loadSchema(SchemaOptions const& options) { return std::move(loadSource(options).schema); }

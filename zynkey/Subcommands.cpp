@@ -180,7 +180,11 @@ Status checkSchema(Options const& options) {
   if (options.file.empty() && options.schema.folders.empty()) {
     throw UsageError("FILE is required\nSee: zynkey check --help");
   }
-  writeOut(summary(loadSchema(options.file.empty() ? options.schema : SchemaOptions{.file = options.file})));
+  SchemaOptions schema = options.schema;
+  if (!options.file.empty()) {
+    schema = {.file = options.file, .importFolders = std::move(schema.importFolders)};
+  }
+  writeOut(summary(loadSchema(schema)));
   return done;
 }
 
