@@ -241,10 +241,7 @@ Zyn::ZynAttr attrOf(Zyn::ZynType const& type, std::string_view name) {
   return type.empty() ? Zyn::ZynAttr() : type.attr(name);
 }
 
-/**
- * The attribute of the collection's entries that holds the key. Empty where the collection declares none: then neither
- * paths nor key names are checked against it.
- */
+/** The attribute of the collection's entries that holds the key; empty where the collection declares none. */
 Zyn::ZynAttr keyAttr(Zyn::ZynAttr const& collection, bool emptyNameIsNone) {
   char const* const name = collection.isKeyed() ? collection.internalKeyName() : nullptr;
   bool const isNone = name == nullptr || (emptyNameIsNone && *name == '\0');
@@ -261,9 +258,8 @@ struct Construction {
 };
 
 /**
- * Whether constructing `type` on the node would only repeat what is under way: it is under construction there already,
- * and no child has been used up since. Argument types that lead back to each other would otherwise recurse until the
- * stack overflows, as soon as a caller leaves a path out.
+ * Whether constructing `type` on the node would repeat itself for ever: it is under construction there already, and no
+ * child has been used up since. Argument types that lead back to each other do that when a caller leaves a path out.
  */
 bool isEndless(KeyElemNode const& node, Zyn::ZynType type, Construction const* underWay) {
   while (underWay != nullptr && underWay->type != type) {

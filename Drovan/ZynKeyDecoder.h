@@ -43,7 +43,7 @@
 //   processKeyPath                  Processing key path '{}', and value '{}'      on entry: key path, value
 //   updateFilter                    Found a filter on '{}' with value '{}'        unless the value is "*": key path, value
 //   KeyElemNode, insertPathSuffix   KeyElem type: '{}'                            every node on the path: its type
-//   KeyElemNode, insertPathSuffix   Inserting a new KeyElemNode '{}' under '{}'   before that: path element, parent's type
+//   KeyElemNode, insertPathSuffix   Inserting a new KeyElemNode '{}' under '{}'   before inserting: element, parent's type
 //   KeyElemNode, construct          Constructing type: '{}'                       on entry: the type to construct
 //   KeyElemNode, instantiate        KeyElem type: '{}'                            on entry: the node's type
 //
@@ -193,10 +193,10 @@ class ZynKeyDecoder::KeyElemNode final {
                                                         Velko::String const& value) noexcept;
 
   /**
-   * Builds a value of `type` from this node's children: each constructor argument, in declared order, is the child of
-   * that name, instantiated and taken out of the tree. The name is looked up on the node's own type. A composite
-   * argument without a child is built from this same node's children. Other children are left alone. Not
-   * repeatable, as the arguments are gone from the tree.
+   * Builds a value of `type` from this node's children, once, as it uses them up: each constructor argument, in
+   * declared order, is the child of that name, instantiated and taken out of the tree. The name is looked up on the
+   * node's own type. A composite argument without a child is built from this same node's children. Other children are
+   * left alone.
    */
   KvStd::Expected<Velko::Ptr<Zyn::GenericIf>, Velko::String> construct(Zyn::ZynType type) noexcept;
 
