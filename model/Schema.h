@@ -113,8 +113,8 @@ struct Attribute {
 };
 
 /**
- * Which texts a scalar type takes, where its kind alone says too little: a range, a pattern, other ways to write the
- * same value.
+ * Which texts a scalar type or an enumeration takes, where its kind alone says too little: a range, a pattern, other
+ * ways to write the same value.
  *
  *   accepted   " +07 " by a rule for numbers from 1 to 10: its canonical text is "7"
  *   refused    "11", and whatever the kind does not read
@@ -188,8 +188,12 @@ class Module : public Zyn::ZynModule {
  public:
   std::string_view name() const noexcept;
 
-  /** Of at least one enumerator; no two have the same name or number. */
-  TypeBuilder enumeration(std::string_view name, std::span<Enumerator const> enumerators);
+  /**
+   * Of at least one enumerator; no two have the same name or number. What a rule makes of a text is the name of one,
+   * and the rule takes all of these.
+   */
+  TypeBuilder enumeration(std::string_view name, std::span<Enumerator const> enumerators,
+                          std::shared_ptr<TextRule const> rule = nullptr);
   TypeBuilder enumeration(std::string_view name, std::initializer_list<Enumerator> enumerators);
   /** Holds one inner value in its attribute `value`, which is its `valAttr()` and its one constructor argument. */
   TypeBuilder wrapper(std::string_view name, Zyn::ZynType inner);

@@ -23,20 +23,28 @@ constexpr std::size_t noQualifierCost = 1;
 
 char lower(char byte) { return 'A' <= byte && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte; }
 
+std::size_t substitutionCost(char a, char b) { return a == b ? 0 : lower(a) == lower(b) ? caseCost : editCost; }
+
+/** Two neighbours that are swapped are one difference. */
 std::size_t distance(std::string_view a, std::string_view b) {
-  std::array<std::size_t, longestName + 1> row;
-  for (std::size_t j = 0; j <= b.size(); ++j) {
-    row[j] = j * editCost;
-  }
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i * editCost);
+  std::array<std::array<std::size_t, longestName + 1>, 3> rows;
+  for (std::size_t i = 0; i <= a.size(); ++i) {
+    auto& row = rows[i % 3];
+    auto const& last = rows[(i + 2) % 3];
+    auto const& beforeLast = rows[(i + 1) % 3];
+    row[0] = i * editCost;
     for (std::size_t j = 1; j <= b.size(); ++j) {
-      std::size_t const swap = a[i - 1] == b[j - 1] ? 0 : lower(a[i - 1]) == lower(b[j - 1]) ? caseCost : editCost;
-      std::size_t const cost = std::min({diagonal + swap, row[j] + editCost, row[j - 1] + editCost});
-      diagonal = std::exchange(row[j], cost);
+      row[j] = row[j - 1] + editCost;
+      if (i == 0) {
+        continue;
+      }
+      row[j] = std::min({row[j], last[j] + editCost, last[j - 1] + substitutionCost(a[i - 1], b[j - 1])});
+      if (i > 1 && j > 1 && lower(a[i - 1]) == lower(b[j - 2]) && lower(a[i - 2]) == lower(b[j - 1])) {
+        row[j] = std::min(row[j], beforeLast[j - 2] + editCost);
+      }
     }
   }
-  return row[b.size()];
+  return rows[a.size() % 3][b.size()];
 }
 
 struct Name {

@@ -1,6 +1,6 @@
 // "Did you mean ...": the names that are close to one that does not exist.
 //
-//   near       "Network::vlanid" -> "VlanId"; "Vfr.route" -> "Vrf.route"; "Strng" -> "String"
+//   near       "Network::vlanid" -> "VlanId"; "Vfr.route" -> "Vrf.route"; "Strng" -> "String"; "BPG" -> "BGP"
 //   not near   "Colour" -> none of "Route", "U8"
 //
 // Names may have a qualifier, up to their last '.' or "::". It counts less than the rest: one that is missing, hardly
@@ -18,9 +18,9 @@
 namespace Text {
 
 /**
- * At most three of `names`, nearest first by edit distance (in bytes, where another letter case counts little), in the
- * order given where they are equally near. Empty when none is near: a third of the name may differ, and always one
- * byte.
+ * At most three of `names`, nearest first by edit distance (in bytes, where another letter case counts little, and two
+ * neighbours that are swapped count as one), in the order given where they are equally near. Empty when none is near: a
+ * third of the name may differ, and always one byte.
  */
 std::vector<std::string> nearest(std::string_view name, std::span<std::string const> names);
 

@@ -1,7 +1,7 @@
 #include "yang/Rules.h"
 
-#include <absl/container/flat_hash_map.h>
 #include <absl/container/flat_hash_set.h>
+#include <absl/container/inlined_vector.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -13,6 +13,7 @@
 #include <limits>
 #include <new>
 #include <optional>
+#include <ranges>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -20,10 +21,12 @@
 #include <utility>
 #include <vector>
 
+#include "text/Messages.h"
+#include "text/NameHash.h"
+#include "text/Nearest.h"
+
 namespace Yang {
 namespace {
-
-constexpr std::size_t shownNames = 8;
 
 bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -40,41 +43,48 @@ std::string_view trimmed(std::string_view text) {
 // ---- ranges
 
 /** Ends included. Numbers are mapped so that unsigned order is theirs: a signed one has its top bit flipped. */
-struct Part {
+struct Interval {
   std::uint64_t min;
   std::uint64_t max;
 };
 
 constexpr std::uint64_t topBit = std::uint64_t{1} << 63;
 
-std::vector<Part> partsOf(lysc_range const* range, bool isSigned) {
-  std::vector<Part> parts;
+std::vector<Interval> intervalsOf(lysc_range const* range, bool isSigned) {
+  std::vector<Interval> intervals;
   if (range != nullptr) {
     std::uint64_t const flip = isSigned ? topBit : 0;
     for (auto const& part : elements(range->parts)) {
-      parts.push_back({part.min_u64 ^ flip, part.max_u64 ^ flip});
+      intervals.push_back({part.min_u64 ^ flip, part.max_u64 ^ flip});
     }
   }
-  return parts;
+  return intervals;
 }
 
-bool within(std::span<Part const> parts, std::uint64_t number) {
-  return std::ranges::any_of(parts, [&](Part part) { return number >= part.min && number <= part.max; });
+bool within(std::span<Interval const> intervals, std::uint64_t number) {
+  return std::ranges::any_of(intervals,
+                             [&](Interval interval) { return number >= interval.min && number <= interval.max; });
 }
 
 /** "1 to 10, 20"; `show` prints a number. */
 template <typename Show>
-std::string shownParts(std::span<Part const> parts, Show show) {
-  std::string text;
-  for (Part const part : parts.first(std::min(parts.size(), shownNames))) {
-    text += text.empty() ? "" : ", ";
-    text += part.min == part.max ? show(part.min) : show(part.min) + " to " + show(part.max);
-  }
-  return text + (parts.size() > shownNames ? ", ..." : "");
+std::string shownIntervals(std::span<Interval const> intervals, Show show) {
+  return Text::list(intervals, [&](Interval interval) {
+    return interval.min == interval.max ? show(interval.min) : show(interval.min) + " to " + show(interval.max);
+  });
 }
 
-std::string shownLength(std::span<Part const> parts, std::string_view unit) {
-  return fmt::format("{} {}", shownParts(parts, [](std::uint64_t n) { return fmt::format("{}", n); }), unit);
+/** "1 to 8 characters", "1 character", "at least 1 character". */
+std::string shownLength(std::span<Interval const> intervals, std::string_view unit) {
+  std::uint64_t last = 0;
+  std::string const text = Text::list(intervals, [&](Interval interval) {
+    bool const isOpen = interval.max == std::numeric_limits<std::uint64_t>::max();
+    last = isOpen ? interval.min : interval.max;
+    return isOpen                         ? fmt::format("at least {}", interval.min)
+           : interval.min == interval.max ? fmt::format("{}", interval.min)
+                                          : fmt::format("{} to {}", interval.min, interval.max);
+  });
+  return fmt::format("{} {}{}", text, unit, last == 1 ? "" : "s");
 }
 
 // ---- integers
@@ -83,13 +93,13 @@ std::string shownLength(std::span<Part const> parts, std::string_view unit) {
 class IntegerRule final : public Model::TextRule {
  public:
   explicit IntegerRule(lysc_type const& type)
-      : isSigned_(type.basetype >= LY_TYPE_INT8), parts_(partsOf(as<lysc_type_num>(type).range, isSigned_)) {
-    if (parts_.empty()) {
+      : isSigned_(type.basetype >= LY_TYPE_INT8), intervals_(intervalsOf(as<lysc_type_num>(type).range, isSigned_)) {
+    if (intervals_.empty()) {
       // LY_TYPE_UINT8 to LY_TYPE_UINT64 and LY_TYPE_INT8 to LY_TYPE_INT64 double in width.
       int const bits = 8 << (type.basetype - (isSigned_ ? LY_TYPE_INT8 : LY_TYPE_UINT8));
       std::uint64_t const span = std::numeric_limits<std::uint64_t>::max() >> (64 - bits);
       std::uint64_t const min = isSigned_ ? topBit - (span / 2 + 1) : 0;
-      parts_.push_back({min, min + span});
+      intervals_.push_back({min, min + span});
     }
   }
 
@@ -106,7 +116,7 @@ class IntegerRule final : public Model::TextRule {
     isNegative = isNegative && magnitude != 0;
     bool const isWideEnough = isSigned_ ? magnitude <= topBit - (isNegative ? 0 : 1) : !isNegative;
     std::uint64_t const number = isNegative ? 0 - magnitude : magnitude;
-    if (!isWideEnough || !within(parts_, number ^ (isSigned_ ? topBit : 0))) {
+    if (!isWideEnough || !within(intervals_, number ^ (isSigned_ ? topBit : 0))) {
       return false;
     }
     bool const hasZeros = digits.size() > 1 && digits.front() == '0';
@@ -118,7 +128,7 @@ class IntegerRule final : public Model::TextRule {
   }
 
   std::string expectation() const override {
-    return "a decimal number from " + shownParts(parts_, [this](std::uint64_t number) {
+    return "a decimal number from " + shownIntervals(intervals_, [this](std::uint64_t number) {
              return isSigned_ ? fmt::format("{}", static_cast<std::int64_t>(number ^ topBit))
                               : fmt::format("{}", number);
            });
@@ -126,7 +136,7 @@ class IntegerRule final : public Model::TextRule {
 
  private:
   bool isSigned_;
-  std::vector<Part> parts_;
+  std::vector<Interval> intervals_;
 };
 
 // ---- strings
@@ -189,7 +199,7 @@ int match(lysc_pattern const& pattern, std::string_view text) {
 class StringRule final : public Model::TextRule {
  public:
   StringRule(Context context, lysc_type const& type)
-      : context_(std::move(context)), lengths_(partsOf(as<lysc_type_str>(type).length, false)) {
+      : context_(std::move(context)), lengths_(intervalsOf(as<lysc_type_str>(type).length, false)) {
     for (lysc_pattern const* const pattern : elements(as<lysc_type_str>(type).patterns)) {
       patterns_.push_back(pattern);
     }
@@ -205,7 +215,7 @@ class StringRule final : public Model::TextRule {
   std::string expectation() const override {
     std::string text = "a text";
     if (!lengths_.empty()) {
-      text += " of " + shownLength(lengths_, "characters");
+      text += " of " + shownLength(lengths_, "character");
     }
     std::string_view also = "";
     for (lysc_pattern const* const pattern : patterns_) {
@@ -233,16 +243,16 @@ class StringRule final : public Model::TextRule {
   }
 
   Context context_;
-  std::vector<Part> lengths_;
+  std::vector<Interval> lengths_;
   std::vector<lysc_pattern const*> patterns_;
 };
 
 // ---- what libyang is asked
 
-/** A value of libyang, for as long as its canonical text is read. */
-class Stored {
+/** A text as libyang's value, for as long as its canonical text is read. */
+class LibyangValue {
  public:
-  Stored(ly_ctx const* context, lysc_type const& type, lysc_node const& node, std::string_view text)
+  LibyangValue(ly_ctx const* context, lysc_type const& type, lysc_node const& node, std::string_view text)
       : context_(context), type_(type) {
     ly_err_item* error = nullptr;
     LY_ERR const result = type.plugin->store(context, &type, text.data(), text.size(), 0, LY_VALUE_JSON, nullptr,
@@ -251,13 +261,13 @@ class Stored {
     // Incomplete: what it refers to is data, and there is none.
     fits_ = result == LY_SUCCESS || result == LY_EINCOMPLETE;
   }
-  ~Stored() {
+  ~LibyangValue() {
     if (fits_) {
       value_.realtype->plugin->free(context_, &value_);
     }
   }
-  Stored(Stored const&) = delete;
-  Stored& operator=(Stored const&) = delete;
+  LibyangValue(LibyangValue const&) = delete;
+  LibyangValue& operator=(LibyangValue const&) = delete;
 
   bool fits() const { return fits_; }
 
@@ -280,31 +290,30 @@ class Stored {
   bool fits_ = false;
 };
 
-/** Types by what libyang calls their plugin, and what they take. */
-std::string pluginFits(lysc_type const& type) {
-  std::string_view id = type.plugin->id;
-  if (std::size_t const dash = id.find(" - "); dash != std::string_view::npos) {
-    id.remove_prefix(dash + 3);
-  }
-  id = id.substr(0, id.find(','));
-  return fmt::format("{} {}", id.find_first_of("aeiou") == 0 ? "an" : "a", id);
+/** What libyang calls the type's plugin: "ipv4-address, version 1". */
+std::string_view pluginName(lysc_type const& type) {
+  std::string_view const id = type.plugin->id;
+  std::size_t const dash = id.find(" - ");
+  return dash == std::string_view::npos ? id : id.substr(dash + 3);
 }
 
-std::string bitsFit(lysc_type const& type) {
-  std::string names;
-  auto const bits = elements(as<lysc_type_bits>(type).bits);
-  for (auto const& item : bits.first(std::min(bits.size(), shownNames))) {
-    names += fmt::format("{}{}", names.empty() ? "" : ", ", item.name);
-  }
-  return fmt::format("none or some of {}{}, with blanks between", names, bits.size() > shownNames ? ", ..." : "");
+std::string pluginExpectation(lysc_type const& type) {
+  std::string_view const name = pluginName(type).substr(0, pluginName(type).find(','));
+  return fmt::format("{} {}", name.find_first_of("aeiou") == 0 ? "an" : "a", name);
 }
 
-std::string decimalFits(lysc_type const& type) {
+std::string bitsExpectation(lysc_type const& type) {
+  auto const nameOf = [](lysc_type_bitenum_item const& bit) { return bit.name; };
+  return fmt::format("none or some of {}, with blanks between",
+                     Text::list(elements(as<lysc_type_bits>(type).bits), nameOf));
+}
+
+std::string decimalExpectation(lysc_type const& type) {
   auto const& decimal = as<lysc_type_dec>(type);
-  auto const parts = partsOf(decimal.range, true);
+  auto const intervals = intervalsOf(decimal.range, true);
   std::string text = fmt::format("a decimal number with at most {} digits after the point", decimal.fraction_digits);
-  if (!parts.empty()) {
-    text += ", from " + shownParts(parts, [&](std::uint64_t number) {
+  if (!intervals.empty()) {
+    text += ", from " + shownIntervals(intervals, [&](std::uint64_t number) {
               auto const raw = static_cast<std::int64_t>(number ^ topBit);
               auto const magnitude = raw < 0 ? 0 - static_cast<std::uint64_t>(raw) : static_cast<std::uint64_t>(raw);
               std::string digits = fmt::format("{:0{}}", magnitude, decimal.fraction_digits + 1);
@@ -316,22 +325,22 @@ std::string decimalFits(lysc_type const& type) {
   return text;
 }
 
-std::string storedFits(lysc_type const& type) {
+std::string libyangExpectation(lysc_type const& type) {
   switch (type.basetype) {
     case LY_TYPE_DEC64:
-      return decimalFits(type);
+      return decimalExpectation(type);
     case LY_TYPE_BITS:
-      return bitsFit(type);
+      return bitsExpectation(type);
     case LY_TYPE_BINARY: {
-      auto const parts = partsOf(as<lysc_type_bin>(type).length, false);
-      return "base64, padded with '='" + (parts.empty() ? "" : ", of " + shownLength(parts, "bytes"));
+      auto const intervals = intervalsOf(as<lysc_type_bin>(type).length, false);
+      return "base64, padded with '='" + (intervals.empty() ? "" : ", of " + shownLength(intervals, "byte"));
     }
     case LY_TYPE_EMPTY:
       return "no text at all";
     case LY_TYPE_INST:
       return "a path like /module:container/list[key='value']/leaf";
     default:
-      return pluginFits(type);
+      return pluginExpectation(type);
   }
 }
 
@@ -368,9 +377,9 @@ std::invoke_result_t<Function> inThread(Function const& function) {
   return result;
 }
 
-class StoredRule final : public Model::TextRule {
+class LibyangRule final : public Model::TextRule {
  public:
-  StoredRule(Context context, lysc_type const& type, lysc_node const& node)
+  LibyangRule(Context context, lysc_type const& type, lysc_node const& node)
       : context_(std::move(context)), type_(type), node_(node) {}
 
   bool canonical(std::string_view& text, std::string& buffer) const override {
@@ -386,7 +395,7 @@ class StoredRule final : public Model::TextRule {
     return true;
   }
 
-  std::string expectation() const override { return storedFits(type_); }
+  std::string expectation() const override { return libyangExpectation(type_); }
 
   std::string hint(std::string_view text) const override {
     return isTooLong(text) ? fmt::format("; more than {} bytes are too many", maxExpression) : "";
@@ -396,9 +405,9 @@ class StoredRule final : public Model::TextRule {
   bool isTooLong(std::string_view text) const { return text.size() > maxExpression && isExpression(type_); }
 
   std::optional<std::string> canonicalOf(std::string_view text) const {
-    Quiet const quiet;
-    Stored const stored(context_.get(), type_, node_, text);
-    return stored.fits() ? std::optional(stored.canonical()) : std::nullopt;
+    NoLog const noLog;
+    LibyangValue const value(context_.get(), type_, node_, text);
+    return value.fits() ? std::optional(value.canonical()) : std::nullopt;
   }
 
   Context context_;
@@ -457,33 +466,50 @@ bool isCanonicalIpv4(std::string_view text, bool isPrefix) {
   return length <= 32 && text.empty() && (address << length & 0xFFFF'FFFFU) == 0;
 }
 
-/** Asks libyang only for texts that are not canonical: storing a value costs more than all else that a key needs. */
-class Ipv4Rule final : public Model::TextRule {
+/** Whether nobody restricts libyang's type for IPv4 any further. */
+bool isUnrestrictedIpv4(lysc_type const& type) {
+  constexpr std::array known = {addressPattern, noZonePattern, prefixPattern};
+  auto const& string = as<lysc_type_str>(type);
+  return pluginName(type).starts_with("ipv4-") && string.length == nullptr &&
+         std::ranges::all_of(elements(string.patterns), [&](lysc_pattern const* pattern) {
+           return !pattern->inverted && std::ranges::find(known, std::string_view(pattern->expr)) != known.end();
+         });
+}
+
+/**
+ * Addresses and prefixes. Asks libyang only for texts that look like one and are not canonical: storing a value costs
+ * more than all else that a key needs, and a text that does not fit costs more still.
+ */
+class AddressRule final : public Model::TextRule {
  public:
-  Ipv4Rule(Context context, lysc_type const& type, lysc_node const& node, bool isPrefix)
-      : other_(std::move(context), type, node), isPrefix_(isPrefix) {}
+  AddressRule(Context context, lysc_type const& type, lysc_node const& node)
+      : other_(std::move(context), type, node),
+        isIpv4_(pluginName(type).starts_with("ipv4-")),
+        isPrefix_(pluginName(type).contains("prefix")),
+        isUnrestricted_(isUnrestrictedIpv4(type)) {}
 
   bool canonical(std::string_view& text, std::string& buffer) const override {
-    return isCanonicalIpv4(text, isPrefix_) || other_.canonical(text, buffer);
+    if (isUnrestricted_ && isCanonicalIpv4(text, isPrefix_)) {
+      return true;
+    }
+    // All patterns of IPv4 begin with one to three digits and a point; those of IPv6 have a colon.
+    std::string_view rest = text;
+    bool const looksRight = isIpv4_ ? takeNumber(rest) <= 255 && rest.starts_with('.') : text.contains(':');
+    return looksRight && other_.canonical(text, buffer);
   }
   std::string expectation() const override { return other_.expectation(); }
   std::string hint(std::string_view text) const override { return other_.hint(text); }
 
  private:
-  StoredRule other_;
+  LibyangRule other_;
+  bool isIpv4_;
   bool isPrefix_;
+  bool isUnrestricted_;
 };
 
-/** Whether the type is one of libyang's for IPv4, whose plugin starts with `what`, and nobody restricts it further. */
-bool isIpv4(lysc_type const& type, std::string_view what, std::span<std::string_view const> known) {
-  auto const& string = as<lysc_type_str>(type);
-  return type.basetype == LY_TYPE_STRING && std::string_view(type.plugin->id).starts_with(what) &&
-         string.length == nullptr && std::ranges::all_of(elements(string.patterns), [&](lysc_pattern const* pattern) {
-           return !pattern->inverted && std::ranges::find(known, std::string_view(pattern->expr)) != known.end();
-         });
-}
-
 // ---- identities
+
+std::string fullName(lysc_ident const& identity) { return fmt::format("{}:{}", identity.module->name, identity.name); }
 
 /** Every identity below the bases, once each. */
 std::vector<lysc_ident const*> derivedFrom(std::span<lysc_ident* const> bases) {
@@ -503,53 +529,96 @@ std::vector<lysc_ident const*> derivedFrom(std::span<lysc_ident* const> bases) {
 /** All texts are known beforehand; libyang takes no other, not even blanks around one. */
 class IdentityRule final : public Model::TextRule {
  public:
-  IdentityRule(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare) {
-    Quiet const quiet;
-    auto const bases = elements(as<lysc_type_identityref>(type).bases);
-    for (lysc_ident const* const base : bases) {
-      bases_ += fmt::format("{}{}:{}", bases_.empty() ? "" : " or ", base->module->name, base->name);
-    }
-    absl::flat_hash_map<std::string, std::vector<std::string>> byBareName;
-    for (lysc_ident const* const identity : derivedFrom(bases)) {
-      std::string const full = fmt::format("{}:{}", identity->module->name, identity->name);
-      // Not of modules that are not implemented. Of several bases, libyang takes what is derived from any.
-      if (Stored const stored(context.get(), type, node, full); stored.fits()) {
-        canonical_.emplace(full, stored.canonical());
-        shown_.push_back(full);
-        byBareName[identity->name].push_back(full);
-      }
-    }
-    for (auto const& [bare, full] : byBareName) {
-      if (Stored const stored(context.get(), type, node, bare); stored.fits()) {
-        canonical_.emplace(bare, stored.canonical());
-        canonical_.emplace(":" + bare, stored.canonical());  // libyang takes an empty module for none
-      } else if (takesBare && full.size() == 1) {
-        canonical_.emplace(bare, full.front());
+  IdentityRule(Context context, lysc_type const& type, lysc_node const& node, bool allowUnprefixed)
+      : context_(std::move(context)), base_(baseOf(type)), node_(node), allowUnprefixed_(allowUnprefixed) {
+    NoLog const noLog;
+    for (lysc_ident const* const identity : derivedFrom(elements(as<lysc_type_identityref>(type).bases))) {
+      std::string full = fullName(*identity);
+      // Not of modules that are only imported, nor where a feature is off. Of several bases, libyang takes what is
+      // derived from any.
+      if (LibyangValue const value(context_.get(), type, node, full); value.fits()) {
+        byName_[identity->name].push_back(static_cast<std::uint32_t>(names_.size()));
+        names_.push_back(std::move(full));
+        modules_.push_back(identity->module);
+      } else {
+        others_.push_back(identity);
       }
     }
   }
 
+  static std::string baseOf(lysc_type const& type) {
+    auto const bases = elements(as<lysc_type_identityref>(type).bases);
+    return fmt::format("{}",
+                       fmt::join(std::views::transform(bases, [](auto* base) { return fullName(*base); }), " or "));
+  }
+
+  /** "module:identity", in the order of the modules. */
+  std::span<std::string const> names() const { return names_; }
+
   bool canonical(std::string_view& text, std::string& /*buffer*/) const override {
-    auto const found = canonical_.find(absl::string_view(text.data(), text.size()));
-    if (found == canonical_.end()) {
+    std::size_t const colon = text.find(':');
+    bool const isBare = colon == std::string_view::npos;
+    auto const found = byName_.find(isBare ? text : text.substr(colon + 1));
+    if (found == byName_.end()) {
       return false;
     }
-    text = found->second;
-    return true;
+    std::string_view const prefix = isBare ? std::string_view() : text.substr(0, colon);
+    for (std::uint32_t const index : found->second) {
+      // An identity without a module, or with an empty one, is of the node's.
+      if (prefix.empty() ? modules_[index] == node_.module : prefix == modules_[index]->name) {
+        text = names_[index];
+        return true;
+      }
+    }
+    bool const isOnly = isBare && allowUnprefixed_ && found->second.size() == 1;
+    text = isOnly ? std::string_view(names_[found->second.front()]) : text;
+    return isOnly;
   }
 
   std::string expectation() const override {
-    auto const shown = std::span(shown_).first(std::min(shown_.size(), shownNames));
-    return fmt::format("an identity derived from {}: {}{}", bases_,
-                       shown.empty() ? "there is none" : fmt::format("{}", fmt::join(shown, ", ")),
-                       shown_.size() > shownNames ? ", ..." : "");
+    return fmt::format("an identity derived from {}: {}", base_, names_.empty() ? "there is none" : Text::list(names_));
+  }
+
+  std::string hint(std::string_view text) const override {
+    std::string_view const bare = text.substr(text.find(':') + 1);
+    for (lysc_ident const* const identity : others_) {
+      if (bare == identity->name && (bare == text || text == fullName(*identity))) {
+        return identity->module->implemented != 0
+                   ? fmt::format("; '{}' needs a feature that is off", fullName(*identity))
+                   : fmt::format("; '{}' is an identity of '{}', which is only imported: load that module as well",
+                                 identity->name, identity->module->name);
+      }
+    }
+    return Text::didYouMean(text, names_);
   }
 
  private:
-  std::string bases_;
-  absl::flat_hash_map<std::string, std::string> canonical_;
-  /** In the order of the modules. */
-  std::vector<std::string> shown_;
+  Context context_;
+  std::string base_;
+  lysc_node const& node_;
+  bool allowUnprefixed_;
+  /** By the name without its module, which the context holds: the positions in `names_` and `modules_`. */
+  Text::NameMap<absl::InlinedVector<std::uint32_t, 1>> byName_;
+  std::vector<std::string> names_;
+  std::vector<lys_module const*> modules_;
+  /** That are no values. */
+  std::vector<lysc_ident const*> others_;
+};
+
+// ---- which rule, which kind
+
+struct AddressRow {
+  /** Of libyang's plugin, behind "libyang 2 - ". */
+  std::string_view plugin;
+  Model::Kind kind;
+};
+
+/** Those whose canonical text is what the model prints for the kind. An address with a zone is none of these. */
+constexpr AddressRow addresses[] = {
+    {"ipv4-address-no-zone,", Model::Kind::IpAddress},
+    {"ipv6-address-no-zone,", Model::Kind::IpAddress},
+    {"ipv4-prefix,", Model::Kind::IpPrefix},
+    {"ipv6-prefix,", Model::Kind::IpPrefix},
 };
 
 }  // namespace
@@ -559,24 +628,31 @@ bool isPlainString(lysc_type const& type) {
          as<lysc_type_str>(type).length == nullptr && as<lysc_type_str>(type).patterns == nullptr;
 }
 
-Rule ruleOf(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare) {
+Model::Kind addressKind(lysc_type const& type) {
+  auto const* const row = std::ranges::find_if(
+      addresses, [name = pluginName(type)](AddressRow const& address) { return name.starts_with(address.plugin); });
+  return row == std::end(addresses) ? Model::Kind::String : row->kind;
+}
+
+std::string identityBase(lysc_type const& type) { return IdentityRule::baseOf(type); }
+
+Rule ruleOf(Context const& context, lysc_type const& type, lysc_node const& node, bool allowUnprefixed) {
   auto const store = type.plugin->store;
   if (store == lyplg_type_store_int || store == lyplg_type_store_uint) {
-    return std::make_shared<IntegerRule>(type);
+    return {std::make_shared<IntegerRule>(type)};
   }
   if (store == lyplg_type_store_string) {
-    return std::make_shared<StringRule>(context, type);
+    return {std::make_shared<StringRule>(context, type)};
   }
   if (store == lyplg_type_store_identityref) {
-    return std::make_shared<IdentityRule>(context, type, node, takesBare);
+    auto rule = std::make_shared<IdentityRule>(context, type, node, allowUnprefixed);
+    return {rule, rule->names()};
   }
-  if (isIpv4(type, "libyang 2 - ipv4-address", std::array{addressPattern, noZonePattern})) {
-    return std::make_shared<Ipv4Rule>(context, type, node, false);
+  std::string_view const plugin = pluginName(type);
+  if (plugin.starts_with("ipv4-") || plugin.starts_with("ipv6-")) {
+    return {std::make_shared<AddressRule>(context, type, node)};
   }
-  if (isIpv4(type, "libyang 2 - ipv4-prefix", std::array{prefixPattern})) {
-    return std::make_shared<Ipv4Rule>(context, type, node, true);
-  }
-  return std::make_shared<StoredRule>(context, type, node);
+  return {std::make_shared<LibyangRule>(context, type, node)};
 }
 
 }  // namespace Yang

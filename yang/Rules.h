@@ -20,15 +20,19 @@ namespace Yang {
 /** Lives as long as a schema, or a rule of it, points into it. */
 using Context = std::shared_ptr<ly_ctx>;
 
-using Rule = std::shared_ptr<Model::TextRule const>;
+struct Rule {
+  std::shared_ptr<Model::TextRule const> rule;
+  /** All canonical texts, where they are known: of identities. They live as long as the rule. */
+  std::span<std::string const> names = {};
+};
 
 /** What libyang logs on this thread goes nowhere as long as this lives. */
-class Quiet {
+class NoLog {
  public:
-  Quiet() { ly_temp_log_options(&options_); }
-  ~Quiet() { ly_temp_log_options(nullptr); }
-  Quiet(Quiet const&) = delete;
-  Quiet& operator=(Quiet const&) = delete;
+  NoLog() { ly_temp_log_options(&options_); }
+  ~NoLog() { ly_temp_log_options(nullptr); }
+  NoLog(NoLog const&) = delete;
+  NoLog& operator=(NoLog const&) = delete;
 
  private:
   std::uint32_t options_ = 0;
@@ -48,11 +52,17 @@ Type const& as(lysc_type const& type) {
 /** Takes any text at all: no length, no pattern, nothing of a plugin. */
 bool isPlainString(lysc_type const& type);
 
+/** IpAddress or IpPrefix for types whose canonical text the model prints the same for that kind; String for others. */
+Model::Kind addressKind(lysc_type const& type);
+
+/** Of an identityref: "module:identity", or several with " or " between. */
+std::string identityBase(lysc_type const& type);
+
 /**
  * The rule of a type that is no boolean, enumeration, union, leafref or plain string, for values of `node`: the module
- * of the node is that of an identity that comes without one. `takesBare` says whether an identity of another module may
- * come without it, too.
+ * of the node is that of an identity that comes without one. `allowUnprefixed` says whether an identity of another
+ * module may come without it, too, where it is the only one of its name.
  */
-Rule ruleOf(Context const& context, lysc_type const& type, lysc_node const& node, bool takesBare);
+Rule ruleOf(Context const& context, lysc_type const& type, lysc_node const& node, bool allowUnprefixed);
 
 }  // namespace Yang

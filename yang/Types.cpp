@@ -190,13 +190,17 @@ Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::s
     return Model::core(Kind::Bool);
   }
   bool const depends = dependsOnNode(type);
-  std::tuple const key(&type, depends ? node.module : nullptr, depends && isLast);
+  auto const definition = typedefs_.find(&type);
+  bool const isIdentity = definition == typedefs_.end() && type.basetype == LY_TYPE_IDENT;
+  std::string const base = isIdentity ? identityBase(type) : "";
+  // Identityrefs with the same bases are one type.
+  std::tuple const key(isIdentity ? nullptr : &type, base, depends ? node.module : nullptr, depends && isLast);
   if (auto const known = made_.find(key); known != made_.end()) {
     return known->second;
   }
-  auto const definition = typedefs_.find(&type);
   auto const owner = owners_.find(&type);
   std::string name = definition != typedefs_.end() ? definition->second
+                     : isIdentity                  ? base
                      : owner != owners_.end()      ? dataPath(*owner->second)
                                                    : path;
   if (definition == typedefs_.end() && isBuiltIn(type)) {
@@ -219,15 +223,23 @@ Zyn::ZynType Types::make(lysc_type const& type, lysc_node const& node, std::stri
     for (lysc_type_bitenum_item const& item : elements(as<lysc_type_enum>(type).enums)) {
       enumerators.push_back({item.name, item.value});
     }
-    return module_.enumeration(name, enumerators);
+    return module_.enumeration(name, enumerators).mark(Model::Mark::GnmiString);
   }
-  Kind const kind = baseOf(type).kind;
-  return module_.scalar(name, kind, ruleOf(context_, type, node, isLast))
-      .mark(Model::Mark::GnmiString, kind == Kind::String);
+  Rule rule = ruleOf(context_, type, node, isLast);
+  if (!rule.names.empty()) {
+    std::vector<Model::Enumerator> identities;
+    for (std::string const& identity : rule.names) {
+      identities.push_back({identity, static_cast<std::int32_t>(identities.size())});
+    }
+    return module_.enumeration(name, identities, std::move(rule.rule)).mark(Model::Mark::GnmiString);
+  }
+  Kind const base = baseOf(type).kind;
+  Kind const kind = base == Kind::String ? addressKind(type) : base;
+  return module_.scalar(name, kind, std::move(rule.rule)).mark(Model::Mark::GnmiString, base == Kind::String);
 }
 
 Zyn::ZynType Types::makeUnion(lysc_type const& type, lysc_node const& node, std::string const& name, bool isLast) {
-  Model::TypeBuilder made = module_.unionOf(name);
+  Model::TypeBuilder made = module_.unionOf(name).mark(Model::Mark::GnmiString);
   Zyn::ZynType const built = made;
   auto const alternatives = elements(as<lysc_type_union>(type).types);
   for (lysc_type const* const reference : alternatives) {

@@ -40,8 +40,11 @@ class Types {
   std::map<lysc_type const*, std::string> typedefs_;
   /** By type: the first leaf that it stands in, as references use it too. */
   std::map<lysc_type const*, lysc_node const*> owners_;
-  /** Types in which identities stand alone depend on the module of the leaf, and on `isLast`. */
-  std::map<std::tuple<lysc_type const*, lys_module const*, bool>, Zyn::ZynType> made_;
+  /**
+   * By the type, or the bases of an identityref. Types in which identities stand alone depend on the module of the
+   * leaf, and on `isLast`.
+   */
+  std::map<std::tuple<lysc_type const*, std::string, lys_module const*, bool>, Zyn::ZynType> made_;
 };
 
 }  // namespace Yang

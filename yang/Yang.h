@@ -12,12 +12,19 @@
 //   leaf, leaf-list
 //   integers, boolean          the kind of their width; ` 5 `, `+5` and `010` are taken, and are 5, 5 and 10
 //   string                     the fundamental string; with a length or a pattern, a String with a rule
-//   enumeration, union         the same; an alternative is named by its typedef or built-in type
+//   enumeration                the same
+//   union                      a union that takes the gNMI string form: the model tries its alternatives in order, without
+//                              exceptions. An alternative is named by its typedef or built-in type
 //   leafref                    the type of its target; whether an instance exists is not asked
-//   identityref                a String with a rule: `module:identity`, or the bare identity where libyang takes it or
-//                              only one identity has the name, though not in a union with further alternatives
-//   all other types            Strings with a rule: decimal64, bits, binary, empty, instance-identifier, addresses,
-//                              dates: libyang says what fits, and makes the canonical text
+//   identityref                an enumeration of what is derived from its bases, one type for all leaves with the same
+//                              bases: `module:identity`, or the bare identity where libyang takes it or only one
+//                              identity has the name, though not in a union with further alternatives. Numbers are
+//                              those of this schema only. A String that takes nothing where there is no identity
+//   ipv4-prefix, ipv6-prefix,  IpPrefix and IpAddress with a rule, so that they compare by number
+//   ipv?-address-no-zone
+//   all other types            Strings with a rule: decimal64, bits, binary, empty, instance-identifier, addresses that
+//                              may have a zone, MAC addresses, dates: libyang says what fits, and makes the canonical
+//                              text
 //   anydata, anyxml            entity types without attributes
 //
 // Types are named by their typedef, "ietf-inet-types:ip-address", by their built-in type where nothing restricts it, or
@@ -28,6 +35,12 @@
 // on which a pattern takes more than a million steps of the matcher (for a text of more than 1000 bytes fewer: 10^9
 // divided by the bytes), or more than 64 MiB of memory, is refused; so is an instance-identifier or XPath expression of
 // more than 16 KiB; and the bare identities above are taken.
+//
+// libyang 2.1 takes more than the RFCs say, and so does this:
+//   - a date-and-time may name a day that its month does not have, and is carried over: `2024-02-30T12:34:56Z` is March
+//     1st. RFC 3339, 5.7 refuses it. Its canonical text is in the time zone of the process (`TZ`), where RFC 6991 keeps
+//     the offset that was given.
+//   - strings may hold control characters and bytes that are no UTF-8, which RFC 7950, 9.4 and 14 exclude.
 //
 //   accepted   list route { key "vrf prefix"; ... }
 //   refused    list route { key "a__b"; ... }       "__" stands between the elements of a key path

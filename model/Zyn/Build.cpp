@@ -481,7 +481,8 @@ TypeBuilder& TypeBuilder::valAttr(std::string_view name) {
 
 std::string_view Module::name() const noexcept { return tablesOf(*this).name; }
 
-TypeBuilder Module::enumeration(std::string_view name, std::span<Enumerator const> enumerators) {
+TypeBuilder Module::enumeration(std::string_view name, std::span<Enumerator const> enumerators,
+                                std::shared_ptr<TextRule const> rule) {
   checkNewType(*this, name);
   std::string const fullName = fmt::format("{}::{}", this->name(), name);
   ByName byName;
@@ -503,6 +504,7 @@ TypeBuilder Module::enumeration(std::string_view name, std::span<Enumerator cons
   Zyn::ZynType const type = addType(*this, name, Kind::Enum);
   TypeRow& row = mutableRow(type);
   row.enumerators.assign(enumerators.begin(), enumerators.end());
+  row.rule = std::move(rule);
   row.enumeratorsByNumber = std::move(byNumber);
   for (std::uint32_t i = 0; i < row.enumerators.size(); ++i) {
     row.enumeratorsByName.emplace(row.enumerators[i].name, i);

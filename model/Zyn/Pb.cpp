@@ -282,7 +282,7 @@ NewValue readMessage(Zyn::ZynType type, std::string_view bytes) {
     }
   }
   if (row.kind == Kind::Union && std::ranges::none_of(slots, [](ValuePtr const& part) { return part != nullptr; })) {
-    fault("{}: no alternative in the message: {}", type.name(), textExpectation(type, TextForm::Gnmi));
+    fault("{}: no alternative in the message: {}", type.name(), textExpectation(type, TextForm::Literal));
   }
   return value;
 }

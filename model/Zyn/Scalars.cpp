@@ -20,6 +20,7 @@
 
 #include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
+#include "text/Messages.h"
 
 namespace Model {
 namespace {
@@ -442,13 +443,8 @@ std::string scalarExpectation(TypeRow const& row, TextForm form) {
   if (row.kind != Kind::Enum) {
     return std::string(scalarRow(row.kind).expectation);
   }
-  constexpr std::size_t mostShown = 8;
-  std::string_view const quote = form == TextForm::Literal ? "'" : "";
-  std::string names;
-  for (std::size_t i = 0; i < std::min(row.enumerators.size(), mostShown); ++i) {
-    names += fmt::format("{}{}{}{}", i == 0 ? "" : ", ", quote, row.enumerators[i].name, quote);
-  }
-  return names + (row.enumerators.size() > mostShown ? ", ..." : "");
+  std::string const quote = form == TextForm::Literal ? "'" : "";
+  return Text::list(row.enumerators, [&](Enumerator const& enumerator) { return quote + enumerator.name + quote; });
 }
 
 void defaultScalar(Kind kind, Content& content) {

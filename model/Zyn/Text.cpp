@@ -4,15 +4,18 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Zyn/Zyn.h"
 #include "model/Value.h"
 #include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
+#include "text/Nearest.h"
 
 namespace Model {
 namespace {
@@ -86,19 +89,36 @@ NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
   }
 }
 
-/**
- * "; high takes a decimal number ..." for the first piece of a pattern that does not fit, or what a rule has to say of
- * the text.
- */
-std::string hintOn(Zyn::ZynType type, std::string_view text) {
+Zyn::ZynType unwrapped(Zyn::ZynType type) {
   while (rowOf(type).kind == Kind::Wrapper) {
     type = attrRow(type, 0).type;
   }
+  return type;
+}
+
+/**
+ * "; high takes a decimal number ..." for the first piece of a pattern that does not fit, what a rule has to say of the
+ * text, or the enumerators that are near to it. Of a union, the first such thing that one of its alternatives says.
+ */
+std::string hintOn(Zyn::ZynType wrapper, std::string_view text, TextForm form) {
+  Zyn::ZynType const type = unwrapped(wrapper);
   TypeRow const& row = rowOf(type);
   if (row.rule) {
     return row.rule->hint(text);
   }
+  if (row.kind == Kind::Enum) {
+    bool const isQuoted = form == TextForm::Literal && text.size() >= 2;
+    std::vector<std::string> names;
+    std::ranges::transform(row.enumerators, std::back_inserter(names), &Enumerator::name);
+    return Text::didYouMean(isQuoted ? text.substr(1, text.size() - 2) : text, names);
+  }
   std::string bad;
+  if (row.kind == Kind::Union && form == TextForm::Gnmi) {
+    for (std::uint32_t slot = 0; slot < row.attrs.size() && bad.empty(); ++slot) {
+      Zyn::ZynType const alternative = attrRow(type, slot).type;
+      bad = rowOf(alternative).kind == Kind::Union ? "" : hintOn(alternative, text, form);
+    }
+  }
   if (row.kind == Kind::Value && row.pattern) {
     cut(*row.pattern, text, [&](std::uint32_t slot, std::string_view piece) {
       AttrRow const& attr = attrRow(type, slot);
@@ -117,7 +137,7 @@ Velko::String sayUnfit(Zyn::ZynType type, std::string_view text, TextForm form) 
     return Velko::String("An empty type has no values");
   }
   return Velko::String(type.name()) + ": " + quoted(text) + " does not fit: " + textExpectation(type, form) +
-         hintOn(type, text);
+         hintOn(type, text, form);
 }
 
 /**
@@ -161,6 +181,34 @@ class Unfit final : public Error {
     }
   }
   throw unfit(type, text, form);
+}
+
+/**
+ * "number: a decimal number from 1 to 10; name: a text of 1 to 8 characters". Alternatives may be many, and unions of
+ * unions: ends where the text has become long.
+ */
+void listAlternatives(Zyn::ZynType type, std::string& text) {
+  constexpr std::size_t longest = 1024;
+  constexpr std::size_t longestEach = 256;
+  auto const count = static_cast<std::uint32_t>(rowOf(type).attrs.size());
+  text += count == 0 ? "nothing, as it has no alternatives" : "";
+  for (std::uint32_t slot = 0; slot < count; ++slot) {
+    text += slot == 0 ? "" : "; ";
+    if (text.size() > longest) {
+      text += fmt::format("and {} more", count - slot);
+      return;
+    }
+    text += attrRow(type, slot).name + ": ";
+    Zyn::ZynType const alternative = unwrapped(attrRow(type, slot).type);
+    if (rowOf(alternative).kind == Kind::Union) {
+      text += '(';
+      listAlternatives(alternative, text);
+      text += ')';
+    } else {
+      std::string const one = textExpectation(alternative, TextForm::Gnmi);
+      text += one.size() > longestEach ? one.substr(0, longestEach) + "..." : one;
+    }
+  }
 }
 
 void printTo(Zyn::GenericIf const& value, std::string& out) {
@@ -213,6 +261,11 @@ std::string textExpectation(Zyn::ZynType type, TextForm form) {
     case Kind::Wrapper:
       return textExpectation(attrRow(type, 0).type, form);
     case Kind::Union: {
+      if (form == TextForm::Gnmi) {
+        std::string alternatives;
+        listAlternatives(type, alternatives);
+        return alternatives;
+      }
       constexpr std::uint32_t mostShown = 8;
       auto const count = static_cast<std::uint32_t>(row.attrs.size());
       std::string names = count == 0 ? "nothing, as it has no alternatives" : "a ";

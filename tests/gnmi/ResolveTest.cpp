@@ -163,7 +163,7 @@ TEST_F(Resolve, AKeyOfOneValue) {
       {"/string[name=a][leaf=1]", "at 16: key 'leaf' is one too many: the key is one value; there is 'name'"},
       {"/nameless[a=1][b=2]", "at 15: key 'b' is one too many: the key is one value"},
       {"/vlan[key=65536]", "at 10: Zyn::U16: '65536' does not fit: a decimal number from 0 to 65535"},
-      {"/colour[key=RED]", "at 12: Test::Colour: ''RED'' does not fit: 'red', 'blue'"},
+      {"/colour[key=RED]", "at 12: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
       {"/peer[key=eth0]", "at 10: 'eth0' doesn't match any alternatives of Union type 'Test::Peer'"},
   };
   for (auto const& [path, result] : rows) {
@@ -210,8 +210,8 @@ TEST_F(Resolve, AKeyOfSeveralParts) {
       {"/pair[key__vrf=a][tag=1][vrf=a]",
        "at 25: key 'vrf' is given twice, first as 'key__vrf'; there are 'vrf', 'colour', 'tag'"},
       // Values that are wrong: of a whole key, and of a filter.
-      {"/pair[vrf=a][colour=RED]", "at 20: Test::Colour: ''RED'' does not fit: 'red', 'blue'"},
-      {"/pair[colour=RED]", "at 13: Test::Colour: ''RED'' does not fit: 'red', 'blue'"},
+      {"/pair[vrf=a][colour=RED]", "at 20: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
+      {"/pair[colour=RED]", "at 13: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
       // A name that is wrong counts before a value that is.
       {"/pair[colour=RED][vfr=a]", "at 18: unknown key 'vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
   };

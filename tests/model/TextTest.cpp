@@ -335,23 +335,33 @@ TEST(Enumeration, LiteralIsANameInSingleQuotes) {
     EXPECT_EQ(Model::print(*gnmi(network.protocol, name)), "'" + name + "'");
     EXPECT_EQ(Model::toJson(*gnmi(network.protocol, name)).dump(), "\"" + name + "\"");
   }
-  for (std::string const text : {"bgp", "'BGP'", "'bgp", "bgp'", "\"bgp\"", "'", "''", "", "9"}) {
+  for (std::string const text : {"bgp", "'", "''", "", "9"}) {
     EXPECT_EQ(errorOf([&] { literal(network.protocol, text); }),
               "Network::Protocol: '" + text + "' does not fit: 'connected', 'bgp', 'it's'");
   }
+  for (std::string const text : {"'BGP'", "'bgp", "bgp'", "\"bgp\""}) {
+    EXPECT_EQ(errorOf([&] { literal(network.protocol, text); }),
+              "Network::Protocol: '" + text + "' does not fit: 'connected', 'bgp', 'it's'; did you mean 'bgp'?");
+  }
+  EXPECT_EQ(errorOf([&] { gnmi(network.protocol, "BPG"); }),
+            "Network::Protocol: 'BPG' does not fit: connected, bgp, it's; did you mean 'bgp'?");
   EXPECT_EQ(errorOf([&] { gnmi(network.protocol, "'bgp'"); }),
             "Network::Protocol: ''bgp'' does not fit: connected, bgp, it's");
 }
 
-TEST(Enumeration, MessageNamesEightOfMany) {
+TEST(Enumeration, MessageNamesTwelveOfMany) {
   Network network;
-  Model::Module& module = network.module;
-  Zyn::ZynType const eight =
-      module.enumeration("Eight", {{"a", 0}, {"b", 1}, {"c", 2}, {"d", 3}, {"e", 4}, {"f", 5}, {"g", 6}, {"h", 7}});
-  Zyn::ZynType const nine = module.enumeration(
-      "Nine", {{"a", 0}, {"b", 1}, {"c", 2}, {"d", 3}, {"e", 4}, {"f", 5}, {"g", 6}, {"h", 7}, {"i", 8}});
-  EXPECT_EQ(errorOf([&] { gnmi(eight, "x"); }), "Network::Eight: 'x' does not fit: a, b, c, d, e, f, g, h");
-  EXPECT_EQ(errorOf([&] { gnmi(nine, "x"); }), "Network::Nine: 'x' does not fit: a, b, c, d, e, f, g, h, ...");
+  std::vector<Model::Enumerator> enumerators;
+  for (char c = 'a'; c < 'm'; ++c) {
+    enumerators.push_back({std::string(1, c), c});
+  }
+  Zyn::ZynType const twelve = network.module.enumeration("Twelve", enumerators);
+  enumerators.push_back({"m", 'm'});
+  Zyn::ZynType const thirteen = network.module.enumeration("Thirteen", enumerators);
+  std::string const names = "a, b, c, d, e, f, g, h, i, j, k, l";
+  EXPECT_EQ(errorOf([&] { gnmi(twelve, "other"); }), "Network::Twelve: 'other' does not fit: " + names);
+  EXPECT_EQ(errorOf([&] { gnmi(thirteen, "other"); }),
+            "Network::Thirteen: 'other' does not fit: " + names + " and 1 more");
 }
 
 TEST(Wrapper, ReadsTheTextOfWhatItWraps) {
@@ -379,6 +389,44 @@ TEST(Union, TakesTheFirstAlternativeThatReads) {
   EXPECT_EQ(Model::print(*gnmi(network.anyPort, "1-x")), R"(Network::AnyPort(port=Network::PortName(name="1-x")))");
   EXPECT_EQ(errorOf([&] { literal(network.portName, "x"); }),
             "Network::PortName: 'x' does not fit: a Zyn::U32 or Zyn::String");
+}
+
+TEST(Union, SaysWhatEachAlternativeTakes) {
+  Network network;
+  EXPECT_EQ(errorOf([&] {
+              gnmi(network.module.unionOf(
+                       "Small",
+                       {{"byte", Model::core(Kind::U8)}, {"port", network.portRange}, {"protocol", network.protocol}}),
+                   "bgb");
+            }),
+            "Network::Small: 'bgb' does not fit: byte: a decimal number from 0 to 255; port: {low}-{high}; protocol: "
+            "connected, bgp, it's; did you mean 'bgp'?");
+}
+
+TEST(Union, MessageEndsWhereAlternativesAreManyOrNested) {
+  Network network;
+  Zyn::ZynType inner = Model::core(Kind::Bool);
+  for (int depth = 0; depth < 100; ++depth) {
+    Model::TypeBuilder made = network.module.unionOf("Nested" + std::to_string(depth));
+    for (int i = 0; i < 100; ++i) {
+      made.attr("a" + std::to_string(i), inner);
+    }
+    inner = made;
+  }
+  std::string const message = errorOf([&] { gnmi(network.module.find("Nested0"), "x"); });
+  EXPECT_TRUE(message.starts_with("Network::Nested0: 'x' does not fit: a0: true or false; a1: true or false; "));
+  EXPECT_TRUE(message.ends_with(" more")) << message;
+  EXPECT_LT(message.size(), 1200U);
+  Model::TypeBuilder outer = network.module.unionOf("OuterUnion");
+  outer.attr("none", network.module.unionOf("None"))
+      .attr("nested", network.module.find("Nested0"))
+      .attr("last", Model::core(Kind::U8));
+  std::string const nested = errorOf([&] { gnmi(outer, "x"); });
+  EXPECT_TRUE(
+      nested.starts_with("Network::OuterUnion: 'x' does not fit: none: (nothing, as it has no alternatives); nested: "
+                         "(a0: true or false; "))
+      << nested;
+  EXPECT_TRUE(nested.ends_with(" more); and 1 more")) << nested;
 }
 
 TEST(Union, WithoutAlternativesTakesNothing) {
@@ -514,6 +562,16 @@ TEST(Text, ARuleIsAskedBeforeTheKind) {
             "Network::MarkedString: 'red' does not fit: a marked text");
   EXPECT_EQ(Model::textRule(typeOf(Kind::U8)), rule.get());
   EXPECT_EQ(Model::textRule(Model::core(Kind::U8)), nullptr);
+}
+
+TEST(Enumeration, TakesWhatItsRuleMakesOfAText) {
+  Network network;
+  std::vector<Model::Enumerator> const enumerators = {{"true", 0}, {"red", 1}};
+  Zyn::ZynType const type = network.module.enumeration("Marked", enumerators, std::make_shared<Marked>());
+  EXPECT_EQ(Model::print(*gnmi(type, "=red")), "'red'");
+  EXPECT_EQ(Model::print(*literal(type, "'=red'")), "'red'");
+  EXPECT_EQ(errorOf([&] { gnmi(type, "red"); }), "Network::Marked: 'red' does not fit: a marked text");
+  EXPECT_EQ(errorOf([&] { gnmi(type, "=blue"); }), "Network::Marked: '=blue' does not fit: a marked text");
 }
 
 TEST(Text, ADefaultValueGoesByTheRuleToo) {

@@ -23,6 +23,8 @@ TEST(Nearest, FindsWhatIsNearNearestFirst) {
       {"one byte is missing", "Strng", {"Bool", "String"}, {"String"}},
       {"one byte is too many", "Boool", {"Bool", "String"}, {"Bool"}},
       {"another byte", "U9", {"String", "U8"}, {"U8"}},
+      {"neighbours are swapped", "BPG", {"GP", "BGP"}, {"BGP"}},
+      {"neighbours are swapped, and in another letter case", "CWO", {"cow"}, {"cow"}},
       {"another letter case", "vlanid", {"VlanId", "Vlan"}, {"VlanId", "Vlan"}},
       {"letter case is less than another byte", "u8", {"x8", "U8"}, {"U8", "x8"}},
       {"the module is missing", "RouteKey", {"Network::RouteKey"}, {"Network::RouteKey"}},

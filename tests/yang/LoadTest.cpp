@@ -319,7 +319,7 @@ TEST(LoadImport, GivesIdentitiesWhereItIsAskedFor) {
     std::string error;
     EXPECT_EQ(read(type, "BGP", &error) != nullptr, implementImports);
     EXPECT_EQ(read(type, "policy:BGP", &error) != nullptr, implementImports);
-    if (false && !implementImports) {
+    if (!implementImports) {
       EXPECT_THAT(error,
                   EndsWith("; 'BGP' is an identity of 'policy', which is only imported: load that module as well"));
     }

@@ -390,11 +390,16 @@ TEST(Text, ThatDoesNotFitIsToldWhatWould) {
       {"length", "Yang::/kinds:kinds/length/id: '/' does not fit: a text of 2 to 4, 6 characters"},
       {"label", "Yang::kinds:label: '/' does not fit: a text of 1 to 8 characters like '[a-z]+(-[a-z]+)*'"},
       {"ipv4-address", "Yang::ietf-inet-types:ipv4-address: '/' does not fit: an ipv4-address"},
-      {"enumeration", "Yang::/kinds:kinds/enumeration/id: ''/'' does not fit: 'down', 'up', 'half open'"},
+      {"enumeration", "Yang::/kinds:kinds/enumeration/id: '/' does not fit: down, up, half open"},
       {"identity",
-       "Yang::/kinds:kinds/identity/id: '/' does not fit: an identity derived from animals:animal: animals:ant, "
+       "Yang::animals:animal: '/' does not fit: an identity derived from animals:animal: animals:ant, "
        "animals:cow, kinds:ant, kinds:bee, animals:beetle"},
-      {"union", "'/' doesn't match any alternatives of Union type 'Yang::/kinds:kinds/union/id'"},
+      {"union",
+       "Yang::/kinds:kinds/union/id: '/' does not fit: uint8: a decimal number from 0 to 255; enumeration: any, none; "
+       "ipv4-address: an ipv4-address; label: a text of 1 to 8 characters like '[a-z]+(-[a-z]+)*'; identityref: an "
+       "identity derived from animals:animal: animals:ant, animals:cow, kinds:ant, kinds:bee, animals:beetle; string: "
+       "a "
+       "text of 2 to 4, 6 characters; uint8-2: a decimal number from 0"},
       {"bits", "Yang::/kinds:kinds/bits/id: '/' does not fit: none or some of read, write, run, with blanks between"},
       {"binary", "Yang::/kinds:kinds/binary/id: '/' does not fit: base64, padded with '=', of 0, 2 to 3 bytes"},
       {"instance",
@@ -405,6 +410,89 @@ TEST(Text, ThatDoesNotFitIsToldWhatWould) {
     EXPECT_FALSE(read(attrAt(kinds.root, {"kinds", row.list}).keyType(), "/", &error)) << row.list;
     EXPECT_EQ(error, row.fits);
   }
+}
+
+TEST(Text, OfALengthIsToldInWords) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  for (auto const& [leaf, expectation] : {std::pair("some", "a text of at least 1 character"),
+                                          {"one", "a text of 1 character"},
+                                          {"several", "a text of 0, 2, at least 4 characters"},
+                                          {"any-length", "a text of at least 0 characters"},
+                                          {"many",
+                                           "a decimal number from 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22 and 1 "
+                                           "more"}}) {
+    EXPECT_EQ(Model::textRule(attrAt(odd.root, {"top", leaf}).attrType())->expectation(), expectation);
+  }
+}
+
+TEST(Text, OfAnIdentityOrEnumeratorLeadsToTheNearest) {
+  Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
+  struct Row {
+    char const* list;
+    char const* text;
+    char const* ending;
+  };
+  std::vector<Row> const rows = {
+      {"identity", "CWO", "; did you mean 'animals:cow'?"},
+      {"identity", "COW", "; did you mean 'animals:cow'?"},
+      {"identity", "animals:beetel", "; did you mean 'animals:beetle'?"},
+      {"identity", "animal:beetel", "; did you mean 'animals:beetle'?"},
+      {"identity", "elephant", "kinds:bee, animals:beetle"},
+      {"enumeration", "Half Open", "; did you mean 'half open'?"},
+      {"bare-last", "beetel", "; did you mean 'animals:beetle'?"},
+  };
+  for (Row const& row : rows) {
+    std::string error;
+    EXPECT_FALSE(read(attrAt(kinds.root, {"kinds", row.list}).keyType(), row.text, &error)) << row.text;
+    EXPECT_THAT(error, testing::EndsWith(row.ending));
+  }
+}
+
+TEST(Text, OfAnIdentityThatNeedsAFeatureSaysSo) {
+  Yang::Loaded const odd = loaded({modules}, {"odd"});
+  std::string error;
+  EXPECT_FALSE(read(attrAt(odd.root, {"top", "both"}).keyType(), "rarely", &error));
+  EXPECT_THAT(error, testing::EndsWith("; 'odd:rarely' needs a feature that is off"));
+  Yang::Loaded const all = loaded({modules}, {"odd"}, {.allFeatures = true});
+  EXPECT_TRUE(read(attrAt(all.root, {"top", "both"}).keyType(), "rarely"));
+}
+
+TEST(Shape, IdentityrefsWithTheSameBasesAreOneTypeThatKnowsItsIdentities) {
+  Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
+  Zyn::ZynType const type = attrAt(kinds.root, {"kinds", "identity"}).keyType();
+  EXPECT_STREQ(type.name(), "Yang::animals:animal");
+  EXPECT_EQ(Model::kindOf(type), Model::Kind::Enum);
+  std::vector<std::string> names;
+  for (Model::Enumerator const& identity : Model::enumerators(type)) {
+    names.push_back(identity.name);
+  }
+  EXPECT_THAT(names, ElementsAre("animals:ant", "animals:cow", "kinds:ant", "kinds:bee", "animals:beetle"));
+  EXPECT_EQ(attrAt(kinds.root, {"kinds", "bare-last"}).keyType().attr("identityref").attrType(), type);
+  EXPECT_STREQ(attrAt(loaded({modules}, {"odd"}).root, {"top", "both"}).keyType().name(),
+               "Yang::odd:left or odd:right");
+}
+
+TEST(Shape, PrefixesAndAddressesWithoutAZoneAreOfTheirKinds) {
+  Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
+  struct Row {
+    char const* list;
+    Model::Kind kind;
+  };
+  for (auto const& [list, kind] : {Row{"ipv4-prefix", Model::Kind::IpPrefix},
+                                   {"ten-prefix", Model::Kind::IpPrefix},
+                                   {"ipv6-no-zone", Model::Kind::IpAddress},
+                                   {"ipv4-address", Model::Kind::String},
+                                   {"mac-address", Model::Kind::String}}) {
+    EXPECT_EQ(Model::kindOf(attrAt(kinds.root, {"kinds", list}).keyType()), kind) << list;
+  }
+  Zyn::ZynType const prefix = attrAt(kinds.root, {"kinds", "ip-prefix"}).keyType();
+  EXPECT_EQ(Model::kindOf(prefix.attr("ipv6-prefix").attrType()), Model::Kind::IpPrefix);
+  auto const before = [](Zyn::ZynType type, char const* a, char const* b) {
+    return Model::compare(*read(type, a), *read(type, b)) < 0;
+  };
+  EXPECT_TRUE(before(prefix, "9.0.0.0/8", "10.0.0.0/8")) << "by number";
+  EXPECT_EQ(Model::print(*read(prefix, "2001:DB8::1/32")),
+            "Yang::ietf-inet-types:ip-prefix(ipv6-prefix=2001:db8::/32)");
 }
 
 TEST(Text, OfAnIdentityMayBeDerivedFromAnyOfSeveralBases) {
@@ -423,8 +511,7 @@ TEST(Text, OfAnIdentityThatNothingIsDerivedFromIsNone) {
   Yang::Loaded const kinds = loaded({modules}, {"kinds", "animals"});
   std::string error;
   EXPECT_FALSE(read(attrAt(kinds.root, {"kinds", "lonely"}).attrType(), "cow", &error));
-  EXPECT_EQ(error,
-            "Yang::/kinds:kinds/lonely: 'cow' does not fit: an identity derived from animals:beetle: there is none");
+  EXPECT_EQ(error, "Yang::animals:beetle: 'cow' does not fit: an identity derived from animals:beetle: there is none");
 }
 
 TEST(Text, OnWhichAPatternIsSlowIsRefused) {
