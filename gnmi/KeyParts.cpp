@@ -12,13 +12,13 @@ namespace {
 /** What one construction takes, those within it included. */
 struct Cost {
   std::size_t levels = 1;
-  std::size_t constructions = 1;
+  std::size_t arguments = 0;
 
   void include(Cost const& inner) {
     // So far below the largest number that two of them can be added.
     constexpr std::size_t most = std::numeric_limits<std::size_t>::max() / 2;
     levels = std::max(levels, inner.levels + 1);
-    constructions = std::min(constructions + inner.constructions, most);
+    arguments = std::min(arguments + inner.arguments, most);
   }
 };
 
@@ -74,8 +74,10 @@ KeyParts::Index KeyParts::unused(Index parent, Zyn::ZynAttr attr) const {
   return child == children_.end() || parts_[child->second].used ? none : child->second;
 }
 
-KeyParts::Result KeyParts::build() {
+KeyParts::Result KeyParts::build(std::size_t mostArguments) {
   Result result;
+  // An argument takes two steps, one where its own arguments end, and so does a child that is set afterwards.
+  std::size_t const mostSteps = 2 * (mostArguments + parts_.size()) + 1;
   std::vector<Construction> open = {{*this, root, parts_[root].type, true}};
   absl::flat_hash_map<std::tuple<Index, Zyn::ZynModule const*, std::uint32_t>, Known> known;
   auto const begin = [&](Index child) {
@@ -84,12 +86,15 @@ KeyParts::Result KeyParts::build() {
     }
   };
   for (;;) {
-    ++result.steps;
+    if (++result.steps > mostSteps) {
+      return {.complete = true, .arguments = mostArguments + 1, .steps = result.steps};
+    }
     Construction& current = open.back();
     Part& part = parts_[current.part];
     if (current.args) {
       Zyn::ZynAttr const attr = part.type.attr(*current.args);
       ++current.args;
+      ++current.cost.arguments;
       if (Index const child = unused(current.part, attr); child != none) {
         parts_[child].used = true;
         ++part.usedChildren;
@@ -125,10 +130,7 @@ KeyParts::Result KeyParts::build() {
         known[{done.part, done.type.module(), done.type.index()}] = {.usesNothing = true, .cost = done.cost};
       }
       if (open.empty()) {
-        return {.complete = true,
-                .levels = done.cost.levels,
-                .constructions = done.cost.constructions,
-                .steps = result.steps};
+        return {.complete = true, .levels = done.cost.levels, .arguments = done.cost.arguments, .steps = result.steps};
       }
       open.back().cost.include(done.cost);
     }

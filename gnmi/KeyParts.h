@@ -6,11 +6,11 @@
 //
 //   KeyParts parts(site, false);                         // Site(row, seat)
 //   parts.add(KeyParts::root, site.attr("row"));         // then set its `key`: [row=1] gives it
-//   parts.build().complete                               // false: no seat
+//   parts.build(1000).complete                           // false: no seat
 //
 // Used by gnmi/Resolve.cpp; not installed. Threads: an object belongs to one thread; types are only read. It throws
 // `std::bad_alloc` only. Nothing recurses, so neither a path nor a type can exhaust the stack. Time and memory are
-// linear in the parts added and in the steps that `build` counts.
+// linear in the parts added and in the steps that `build` counts, of which each builds an argument or looks at a part.
 #pragma once
 
 #include <absl/container/flat_hash_map.h>
@@ -46,11 +46,11 @@ class KeyParts {
   struct Result {
     /** Whether no part is missing. If one is, only `steps` is known. */
     bool complete = false;
-    /** How many constructions lie within each other where the decoder builds the key. */
+    /** How many types are being built within each other where the decoder builds the key. */
     std::size_t levels = 0;
-    /** How many constructions it takes in all. */
-    std::size_t constructions = 0;
-    /** How many arguments and parts were looked at. */
+    /** How many arguments the decoder builds, each as often as it does. */
+    std::size_t arguments = 0;
+    /** How many steps finding this out took. */
     std::size_t steps = 0;
   };
 
@@ -72,9 +72,12 @@ class KeyParts {
    * - Children that are no arguments are built too, since they are set on the key afterwards.
    *
    * A type that was once built from no child at all is built so each time, and therefore not followed again. This keeps
-   * the steps few where types are each other's arguments twice over. Call it once, when all parts are added.
+   * the steps few where types are each other's arguments twice over. With more than `mostArguments`, the result may be
+   * called complete when it has come that far, with more than so many arguments and no levels.
+   *
+   * Call it once, when all parts are added.
    */
-  Result build();
+  Result build(std::size_t mostArguments);
 
  private:
   struct Construction;

@@ -16,22 +16,21 @@ constexpr std::string_view wildcard = "*";
 
 /** Of one key. The decoder recurses for each level, and types that need each other twice over double its work. */
 constexpr std::size_t mostLevels = 1000;
-constexpr std::size_t mostConstructions = 1'000'000;
+constexpr std::size_t mostArguments = 1'000'000;
 
-std::vector<std::string> attributeNames(
-    Zyn::ZynType type, bool (*isWanted)(Zyn::ZynAttr) = [](Zyn::ZynAttr) { return true; }) {
+bool takesKeys(Zyn::ZynAttr attr) { return attr.isKeyed() && !attr.keyType().empty(); }
+
+std::vector<std::string> attributeNames(Zyn::ZynType type, bool onlyKeyed = false) {
   std::vector<std::string> names;
   for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
-    if (isWanted(*attr)) {
+    if (!onlyKeyed || takesKeys(*attr)) {
       names.emplace_back((*attr).name());
     }
   }
   return names;
 }
 
-bool takesKeys(Zyn::ZynAttr attr) { return attr.isKeyed() && !attr.keyType().empty(); }
-
-/** Empty where none is recorded. */
+/** The attribute that holds an entry's key; empty where none is recorded. */
 std::string_view internalKeyName(Zyn::ZynAttr collection) {
   char const* const name = collection.internalKeyName();
   return name == nullptr ? std::string_view() : name;
@@ -180,21 +179,16 @@ std::expected<Selection, KeyError> selectParts(ZynKeyDecoder const& decoder, std
     return std::unexpected(targets.error());
   }
   bool const hasWildcard = std::ranges::find(keys, wildcard, &Key::value) != keys.end();
-  KeyParts::Result const built = hasWildcard ? KeyParts::Result() : parts.build();
+  KeyParts::Result const built = hasWildcard ? KeyParts::Result() : parts.build(mostArguments);
   if (!built.complete) {
     return selectFilter(decoder, keys, *targets);
   }
-  auto const tooLarge = [&](std::size_t count, std::string_view of, std::size_t most) {
-    return std::unexpected(KeyError{.key = keys.size(),
-                                    .text = "the key of " + Text::inQuotes(decoder.collectionAttr.name()) + " takes " +
-                                            std::to_string(count) + std::string(of) + "; at most " +
-                                            std::to_string(most) + " are allowed"});
-  };
-  if (built.levels > mostLevels) {
-    return tooLarge(built.levels, " levels of nested parts", mostLevels);
-  }
-  if (built.constructions > mostConstructions) {
-    return tooLarge(built.constructions, " constructions", mostConstructions);
+  if (built.levels > mostLevels || built.arguments > mostArguments) {
+    std::string const much = built.levels > mostLevels
+                                 ? "nests more than " + std::to_string(mostLevels) + " levels deep"
+                                 : "takes more than " + std::to_string(mostArguments) + " arguments";
+    return std::unexpected(KeyError{
+        .key = keys.size(), .text = "the key of " + Text::inQuotes(decoder.collectionAttr.name()) + " " + much});
   }
   return selectExact(decoder, keys, *targets, showTree);
 }
@@ -218,7 +212,7 @@ std::expected<Selection, KeyError> select(Zyn::ZynAttr collection, std::span<Key
   if (!takesKeys(collection)) {
     return std::unexpected(
         KeyError{.text = Text::inQuotes(collection.name()) + " takes no keys and is none of the keyed collections",
-                 .names = attributeNames(Zyn::ZynType(collection.module(), collection.owner()), takesKeys)});
+                 .names = attributeNames(Zyn::ZynType(collection.module(), collection.owner()), true)});
   }
   ZynKeyDecoder const decoder(collection, options.useS4Encoding);
   return Drovan::isScalarKeyType(collection.keyType(), options.useS4Encoding)
