@@ -25,14 +25,21 @@ char lower(char byte) { return 'A' <= byte && byte <= 'Z' ? static_cast<char>(by
 
 std::size_t substitutionCost(char a, char b) { return a == b ? 0 : lower(a) == lower(b) ? caseCost : editCost; }
 
-/** Two neighbours that are swapped are one difference. */
-std::size_t distance(std::string_view a, std::string_view b) {
+/** Two neighbours that are swapped are one difference. Exact up to `most`; above it, any number above it. */
+std::size_t distance(std::string_view a, std::string_view b, std::size_t most) {
+  // Each byte that one text has more is a difference.
+  std::size_t const surplus = (std::max(a.size(), b.size()) - std::min(a.size(), b.size())) * editCost;
+  if (surplus > most) {
+    return surplus;
+  }
   std::array<std::array<std::size_t, longestName + 1>, 3> rows;
+  std::size_t leastOfLast = 0;
   for (std::size_t i = 0; i <= a.size(); ++i) {
     auto& row = rows[i % 3];
     auto const& last = rows[(i + 2) % 3];
     auto const& beforeLast = rows[(i + 1) % 3];
     row[0] = i * editCost;
+    std::size_t least = row[0];
     for (std::size_t j = 1; j <= b.size(); ++j) {
       row[j] = row[j - 1] + editCost;
       if (i == 0) {
@@ -42,7 +49,13 @@ std::size_t distance(std::string_view a, std::string_view b) {
       if (i > 1 && j > 1 && lower(a[i - 1]) == lower(b[j - 2]) && lower(a[i - 2]) == lower(b[j - 1])) {
         row[j] = std::min(row[j], beforeLast[j - 2] + editCost);
       }
+      least = std::min(least, row[j]);
     }
+    // No later row has less than both of these.
+    if (std::min(least, leastOfLast) > most) {
+      return std::min(least, leastOfLast);
+    }
+    leastOfLast = least;
   }
   return rows[a.size() % 3][b.size()];
 }
@@ -67,7 +80,7 @@ std::size_t qualifierCost(std::string_view a, std::string_view b) {
   while (b.ends_with(':')) {
     b.remove_suffix(1);
   }
-  return std::min(distance(a, b) / 8, editCost - 1);
+  return std::min(distance(a, b, 8 * editCost) / 8, editCost - 1);
 }
 
 }  // namespace
@@ -85,7 +98,7 @@ std::vector<std::string> nearest(std::string_view name, std::span<std::string co
       continue;
     }
     auto const [otherQualifier, otherRest] = split(candidate);
-    std::size_t const cost = distance(rest, otherRest) + qualifierCost(qualifier, otherQualifier);
+    std::size_t const cost = distance(rest, otherRest, limit) + qualifierCost(qualifier, otherQualifier);
     // A name that has no byte in common is not near, however short it is.
     if (cost <= limit && cost < std::max(rest.size(), otherRest.size()) * editCost) {
       near.emplace_back(cost, at);

@@ -3,8 +3,6 @@
 #include <clocale>
 #include <cwchar>
 
-#include <locale.h>
-
 #include <algorithm>
 
 #include "zynkey/Utf8.h"

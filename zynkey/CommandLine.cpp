@@ -262,9 +262,9 @@ class CommandLine {
     std::string const name = unescapeBracket(rest.front());
     if (name.starts_with('-')) {
       std::string const bare = name.substr(0, name.find('='));
-      if (std::vector<std::string> const homes = commandsWith(bare, app); !homes.empty()) {
+      if (std::vector<std::string> const owners = commandsWith(bare, app); !owners.empty()) {
         return "option " + Text::inQuotes(bare) +
-               " belongs behind a subcommand that has it: " + Text::list(homes, Text::inQuotes) + help;
+               " belongs behind a subcommand that has it: " + Text::list(owners, Text::inQuotes) + help;
       }
       return "unknown option " + Text::inQuotes(bare) + Text::didYouMean(bare, optionNames(app)) + help;
     }

@@ -15,7 +15,7 @@ namespace ZynKey {
 namespace {
 
 template <typename Cache, typename Find, typename Unknown>
-std::expected<typename Cache::mapped_type, std::string> remembered(Cache& cache, std::string_view name, Find find,
+std::expected<typename Cache::mapped_type, std::string> findCached(Cache& cache, std::string_view name, Find find,
                                                                    Unknown unknown) {
   auto known = cache.find(name);
   if (known == cache.end()) {
@@ -58,23 +58,23 @@ std::string Names::unknownType(std::string_view name) {
   if (typeNames_.empty()) {
     typeNames_ = schema_.names();
   }
-  std::vector<std::string> homes;
-  std::ranges::copy_if(typeNames_, std::back_inserter(homes),
+  std::vector<std::string> fullNames;
+  std::ranges::copy_if(typeNames_, std::back_inserter(fullNames),
                        [&](std::string const& full) { return Model::shortName(schema_.find(full)) == name; });
-  return homes.empty()
+  return fullNames.empty()
              ? "unknown type " + Text::inQuotes(name) + Text::didYouMean(name, typeNames_)
-             : "several modules have a type " + Text::inQuotes(name) + ": " + Text::list(homes, Text::inQuotes);
+             : "several modules have a type " + Text::inQuotes(name) + ": " + Text::list(fullNames, Text::inQuotes);
 }
 
 std::expected<Zyn::ZynType, std::string> Names::type(std::string_view name) {
-  return remembered(
+  return findCached(
       types_, name,
       [this](std::string_view text) { return text.size() > longestType_ ? Zyn::ZynType() : schema_.find(text); },
       [&] { return unknownType(name); });
 }
 
 std::expected<Zyn::ZynAttr, std::string> Names::collection(std::string_view name) {
-  return remembered(
+  return findCached(
       collections_, name, [this](std::string_view text) { return findCollection(text); },
       [&] {
         if (collectionNames_.empty()) {

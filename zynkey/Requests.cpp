@@ -54,7 +54,7 @@ constexpr std::array<OpRow, 5> ops = {{
 
 /** "; did you mean ...", or all there are. */
 template <typename Rows>
-std::string instead(std::string_view name, Rows const& rows) {
+std::string suggestion(std::string_view name, Rows const& rows) {
   std::vector<std::string> names;
   std::ranges::transform(rows, std::back_inserter(names), [](auto const& row) { return std::string(row.name); });
   std::string const near = Text::didYouMean(name, names);
@@ -76,15 +76,15 @@ class Reader final : public nlohmann::json_sax<Json> {
   unsigned seen = 0;
   std::string error;
 
-  bool null() override { return misshapen(); }
-  bool number_integer(number_integer_t) override { return misshapen(); }
-  bool number_unsigned(number_unsigned_t) override { return misshapen(); }
-  bool number_float(number_float_t, string_t const&) override { return misshapen(); }
-  bool binary(binary_t&) override { return misshapen(); }
+  bool null() override { return wrongShape(); }
+  bool number_integer(number_integer_t) override { return wrongShape(); }
+  bool number_unsigned(number_unsigned_t) override { return wrongShape(); }
+  bool number_float(number_float_t, string_t const&) override { return wrongShape(); }
+  bool binary(binary_t&) override { return wrongShape(); }
 
   bool boolean(bool value) override {
     if (place_ != InRequest || field_ != S4Field) {
-      return misshapen();
+      return wrongShape();
     }
     s4 = value;
     return true;
@@ -96,7 +96,7 @@ class Reader final : public nlohmann::json_sax<Json> {
       return true;
     }
     if (place_ != InPair || inPair_ == 2) {
-      return misshapen();
+      return wrongShape();
     }
     (inPair_ == 0 ? keys.back().first : keys.back().second) = std::move(value);
     ++inPair_;
@@ -105,7 +105,7 @@ class Reader final : public nlohmann::json_sax<Json> {
 
   bool start_object(std::size_t) override {
     if (place_ != Outside) {
-      return misshapen();
+      return wrongShape();
     }
     place_ = InRequest;
     return true;
@@ -114,7 +114,7 @@ class Reader final : public nlohmann::json_sax<Json> {
   bool key(string_t& name) override {
     auto const* const row = std::ranges::find(fields, name, &FieldRow::name);
     if (row == fields.end()) {
-      return fail("unknown field " + Text::inQuotes(name) + instead(name, fields));
+      return fail("unknown field " + Text::inQuotes(name) + suggestion(name, fields));
     }
     field_ = static_cast<Field>(row - fields.begin());
     if ((seen & bit(field_)) != 0) {
@@ -132,7 +132,7 @@ class Reader final : public nlohmann::json_sax<Json> {
       return true;
     }
     if (place_ != InKeys) {
-      return misshapen();
+      return wrongShape();
     }
     place_ = InPair;
     inPair_ = 0;
@@ -142,7 +142,7 @@ class Reader final : public nlohmann::json_sax<Json> {
 
   bool end_array() override {
     if (place_ == InPair && inPair_ != 2) {
-      return misshapen();
+      return wrongShape();
     }
     place_ = place_ == InPair ? InKeys : InRequest;
     return true;
@@ -166,7 +166,7 @@ class Reader final : public nlohmann::json_sax<Json> {
     return false;
   }
 
-  bool misshapen() {
+  bool wrongShape() {
     return fail(place_ == Outside
                     ? R"(a request is an object such as {"op": "split", "path": "a__b"})"
                     : "field " + Text::inQuotes(fields[field_].name) + " must be " + std::string(fields[field_].shape));
@@ -199,12 +199,12 @@ std::expected<Request, std::string> readRequest(std::string_view json, Names& na
     return std::unexpected(std::move(reader.error));
   }
   if ((reader.seen & bit(OpField)) == 0) {
-    return std::unexpected("field 'op' is missing" + instead("", ops));
+    return std::unexpected("field 'op' is missing" + suggestion("", ops));
   }
   std::string const& name = reader.texts[OpField];
   auto const* const op = std::ranges::find(ops, name, &OpRow::name);
   if (op == ops.end()) {
-    return std::unexpected("unknown op " + Text::inQuotes(name) + instead(name, ops));
+    return std::unexpected("unknown op " + Text::inQuotes(name) + suggestion(name, ops));
   }
   if (std::string unfit = unfitFields(*op, reader.seen); !unfit.empty()) {
     return std::unexpected(std::move(unfit));
