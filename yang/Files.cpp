@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <system_error>
 #include <tuple>
 
@@ -175,8 +176,12 @@ bool Statements::next() {
 }
 
 Files::Files(std::span<std::string const> folders) {
+  std::set<std::filesystem::path> seen;
   for (std::string const& folder : folders) {
     for (auto const& path : pathsIn(folder)) {
+      if (!seen.insert(path.lexically_normal()).second) {
+        continue;  // one folder is in another one
+      }
       File file{.name = path.stem().string(), .revision = {}, .path = path.string()};
       file.name.resize(std::min(file.name.find('@'), file.name.size()));
       if (auto const text = contentOf(file)) {

@@ -236,8 +236,10 @@ class Progress {
 
 }  // namespace
 
-Counts runBatch(int input, BatchLimits limits, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf) try {
-  Pipeline pipeline(limits.jobs, {.names = Names(schema, moduleOf), .schema = schema, .maxLine = limits.maxLine});
+Counts runBatch(int input, BatchLimits limits, Source const& source) try {
+  Pipeline pipeline(limits.jobs, {.names = Names(source.schema, source.moduleOf, source.pathOf),
+                                  .schema = source.schema,
+                                  .maxLine = limits.maxLine});
   LineReader reader(input, limits.maxLine);
   Progress progress;
   Counts total;

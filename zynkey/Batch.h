@@ -4,8 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "gnmi/Resolve.h"
-#include "model/Schema.h"
+#include "zynkey/Schemas.h"
 
 namespace ZynKey {
 
@@ -35,6 +34,6 @@ struct BatchLimits {
  *
  * Throws `UsageError` when input cannot be read, output cannot be written, or a thread cannot be started.
  */
-Counts runBatch(int input, BatchLimits limits, Model::Schema const& schema, Gnmi::ModuleOf const& moduleOf);
+Counts runBatch(int input, BatchLimits limits, Source const& source);
 
 }  // namespace ZynKey

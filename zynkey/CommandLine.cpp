@@ -55,17 +55,21 @@ class CommandLine {
                    ->check(notEmpty())
                    ->group(schemaGroup);
     modules_ =
-        app_.add_option("--module", options_.schema.modules, "YANG module to load, NAME or NAME@REVISION; repeatable")
+        app_.add_option("--module", options_.schema.modules,
+                        "YANG module to load, NAME or NAME@REVISION; repeatable. All of the folders unless given")
             ->option_text("NAME")
             ->check(notEmpty())
             ->group(schemaGroup);
-    folders_->allow_extra_args(false)->excludes("--schema")->needs(modules_);
+    folders_->allow_extra_args(false)->excludes("--schema");
     modules_->allow_extra_args(false)->needs(folders_);
     importFolders->allow_extra_args(false)->excludes(folders_);
-    app_.add_flag("--all-features", options_.schema.allFeatures, "With every feature of the YANG modules")
-        ->option_text(" ")
-        ->needs(folders_)
-        ->group(schemaGroup);
+    auto const addYangFlag = [this](std::string const& name, bool& flag, std::string const& help) {
+      app_.add_flag(name, flag, help)->option_text(" ")->needs(folders_)->group(schemaGroup);
+    };
+    addYangFlag("--all-features", options_.schema.allFeatures, "With every feature of the YANG modules");
+    addYangFlag("--implement-imports", options_.schema.implementImports,
+                "With the identities of YANG modules that are only imported");
+    addYangFlag("--strict", options_.schema.isStrict, "A YANG module that does not load is an error, not a warning");
     app_.require_subcommand(1);
     app_.fallthrough();
     app_.footer(

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "model/Schema.h"
@@ -26,16 +27,21 @@ std::vector<std::string> typeNames(Model::Schema const& schema, bool entitiesOnl
   return names;
 }
 
+/** Nobody reads warnings while they type. */
+Model::Schema quietly(SchemaOptions const& options) {
+  return loadSchema(options, [](std::string_view /*line*/) {});
+}
+
 /** The names that may stand in place of the word that is being typed. */
 std::vector<std::string> namesFor(Unfinished const& line, std::string const& word) {
   if (word.starts_with('-')) {
     return line.optionNames;
   }
   if (line.valueOf == "--collection") {
-    return collectionNames(loadSchema(line.options.schema), false);
+    return collectionNames(quietly(line.options.schema), false);
   }
   if (line.valueOf == "--type" || line.valueOf == "--root") {
-    return typeNames(loadSchema(line.options.schema), line.valueOf == "--root");
+    return typeNames(quietly(line.options.schema), line.valueOf == "--root");
   }
   if (!line.valueOf.empty()) {
     return {};
@@ -44,14 +50,14 @@ std::vector<std::string> namesFor(Unfinished const& line, std::string const& wor
     return line.subcommands;
   }
   if (line.subcommand == "types" || line.subcommand == "s4") {
-    return typeNames(loadSchema(line.options.schema), false);
+    return typeNames(quietly(line.options.schema), false);
   }
   return {};
 }
 
 std::vector<std::string> candidates(Unfinished const& line, std::string const& word) {
   if (line.subcommand == "path" && line.valueOf.empty() && !word.starts_with('-')) {
-    Model::Schema const schema = loadSchema(line.options.schema);
+    Model::Schema const schema = quietly(line.options.schema);
     auto const root = Names(schema).root(line.options.root);
     if (!root) {
       throw UsageError(root.error());

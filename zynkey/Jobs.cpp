@@ -81,6 +81,21 @@ std::variant<Model::ValuePtr, All, Filter> keysOf(Gnmi::Selection const& selecti
   return sorted(values);
 }
 
+/** "; the leaf is /a:b/c", where the value of a key stands at the offset. */
+std::string leafAt(Request const& request, Gnmi::Path const& path, std::size_t offset) {
+  Zyn::ZynType type = request.root;
+  for (Gnmi::Element const& element : path.elements) {
+    type = Gnmi::findElement(type, element.name, {.moduleOf = request.moduleOf}).attrType();
+    for (Gnmi::Key const& key : element.keys) {
+      if (key.valueAt == offset) {
+        std::string const leaf = request.pathOf(type.attr(std::string_view(key.name)));
+        return leaf.empty() ? "" : "; the leaf is " + leaf;
+      }
+    }
+  }
+  return {};
+}
+
 Outcome path(Request const& request, ShowTree const& showTree) {
   auto parsed = Gnmi::parsePath(request.path);
   if (!parsed) {
@@ -89,7 +104,9 @@ Outcome path(Request const& request, ShowTree const& showTree) {
   auto const resolved = Gnmi::resolve(
       request.root, *parsed, {.useS4Encoding = request.s4, .moduleOf = request.moduleOf, .showTree = showTree});
   if (!resolved) {
-    return std::unexpected(Failure(Velko::String(sentence(resolved.error())), resolved.error().offset));
+    std::size_t const offset = resolved.error().offset;
+    std::string const leaf = request.pathOf ? leafAt(request, *parsed, offset) : "";
+    return std::unexpected(Failure(Velko::String(sentence(resolved.error()) + leaf), offset));
   }
   Selections selections{.path = Gnmi::formatPath(*parsed), .collections = {}};
   // The elements of a long path take many times the memory of its text, and are done with.

@@ -19,6 +19,7 @@
 #include "gnmi/Resolve.h"
 #include "model/Schema.h"
 #include "model/Value.h"
+#include "zynkey/Names.h"
 
 namespace ZynKey {
 
@@ -40,6 +41,8 @@ struct Request {
   Zyn::ZynType root = {};
   /** Path only: what checks the modules of its elements, where the schema has modules. */
   Gnmi::ModuleOf moduleOf = {};
+  /** Path only: what names the leaf whose value is wrong, where the schema has paths. */
+  PathOf pathOf = {};
 };
 
 /** Every key there is. */

@@ -30,7 +30,8 @@ std::expected<typename Cache::mapped_type, std::string> findCached(Cache& cache,
 
 }  // namespace
 
-Names::Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf) : schema_(schema), moduleOf_(std::move(moduleOf)) {
+Names::Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf, PathOf pathOf)
+    : schema_(schema), moduleOf_(std::move(moduleOf)), pathOf_(std::move(pathOf)) {
   for (std::string const& name : schema.names()) {
     longestType_ = std::max(longestType_, name.size());
   }

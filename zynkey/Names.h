@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <expected>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -20,13 +21,16 @@
 
 namespace ZynKey {
 
+/** The path of the data node that an attribute stands for; empty where it stands for none. */
+using PathOf = std::function<std::string(Zyn::ZynAttr)>;
+
 /**
  * Looks names up and remembers those that exist. One thread at a time; the schema outlives it. An error is a readable
  * text with the nearest names that exist. Time is linear in the name, beside what the schema has of names.
  */
 class Names {
  public:
-  explicit Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf = {});
+  explicit Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf = {}, PathOf pathOf = {});
 
   std::expected<Zyn::ZynType, std::string> type(std::string_view name);
   std::expected<Zyn::ZynAttr, std::string> collection(std::string_view name);
@@ -34,6 +38,8 @@ class Names {
   std::expected<Zyn::ZynType, std::string> root(std::string_view name);
   /** Empty where the schema has no modules that paths may name. */
   Gnmi::ModuleOf const& moduleOf() const { return moduleOf_; }
+  /** Empty where the schema has no paths of its own. */
+  PathOf const& pathOf() const { return pathOf_; }
 
  private:
   Zyn::ZynAttr findCollection(std::string_view name) const;
@@ -41,6 +47,7 @@ class Names {
 
   Model::Schema const& schema_;
   Gnmi::ModuleOf moduleOf_;
+  PathOf pathOf_;
   std::size_t longestType_ = 0;
   // Made for the first error that needs them.
   std::vector<std::string> typeNames_;

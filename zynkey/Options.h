@@ -19,10 +19,13 @@ struct SchemaOptions {
   std::string file = {};
   /** Folders that the imports of the file may lead into. */
   std::vector<std::string> importFolders = {};
-  /** Folders and modules of YANG; both empty where the schema is none. */
+  /** Folders of YANG; empty where the schema is none. */
   std::vector<std::string> folders = {};
+  /** Modules of YANG; empty for all that the folders have. */
   std::vector<std::string> modules = {};
   bool allFeatures = false;
+  bool implementImports = false;
+  bool isStrict = false;
 };
 
 struct Options {

@@ -222,6 +222,7 @@ std::expected<Request, std::string> readRequest(std::string_view json, Names& na
     }
     request.root = *root;
     request.moduleOf = names.moduleOf();
+    request.pathOf = names.pathOf();
   } else if (op->op != Op::Split) {
     auto const collection = names.collection(reader.texts[CollectionField]);
     if (!collection) {

@@ -8,6 +8,7 @@
 #include "yaml/Yaml.h"
 #include "yang/Yang.h"
 #include "zynkey/ExampleSchema.h"
+#include "zynkey/Output.h"
 #include "zynkey/UsageError.h"
 
 namespace ZynKey {
@@ -22,14 +23,23 @@ Model::Schema loaded(Yaml::Loaded schema) {
   return *std::move(schema);
 }
 
-Source loadYang(SchemaOptions const& options) {
-  auto loaded = Yang::load(options.folders, options.modules, {.allFeatures = options.allFeatures});
+Source loadYang(SchemaOptions const& options, void (*warn)(std::string_view)) {
+  auto loaded = Yang::load(
+      options.folders, options.modules,
+      {.allFeatures = options.allFeatures, .implementImports = options.implementImports, .isStrict = options.isStrict});
   if (!loaded) {
     throw BadSchema(loaded.error());
   }
+  for (std::string const& choice : loaded->choices) {
+    warn("note: " + choice);
+  }
+  for (std::string const& warning : loaded->warnings) {
+    warn("warning: " + warning);
+  }
   Model::Schema schema = std::move(loaded->schema);
   auto const modules = std::make_shared<Yang::Loaded const>(*std::move(loaded));
-  return {std::move(schema), [modules](Zyn::ZynAttr attr) { return modules->moduleOf(attr); }};
+  return {std::move(schema), [modules](Zyn::ZynAttr attr) { return modules->moduleOf(attr); },
+          [modules](Zyn::ZynAttr attr) { return modules->pathOf(attr); }};
 }
 
 }  // namespace
@@ -40,9 +50,11 @@ BadSchema::BadSchema(std::vector<std::string> const& problems) {
   }
 }
 
-Source loadSource(SchemaOptions const& options) {
+void warnOnStandardError(std::string_view line) { writeError("zynkey: " + std::string(line) + '\n'); }
+
+Source loadSource(SchemaOptions const& options, void (*warn)(std::string_view)) {
   if (!options.folders.empty()) {
-    return loadYang(options);
+    return loadYang(options, warn);
   }
   if (!options.file.empty()) {
     return {loaded(Yaml::loadFile(options.file == standardInput ? "/dev/stdin" : options.file,
@@ -54,6 +66,8 @@ Source loadSource(SchemaOptions const& options) {
   return {loaded(Yaml::loadText(exampleSchema, "examples/network.yaml"))};
 }
 
-Model::Schema loadSchema(SchemaOptions const& options) { return std::move(loadSource(options).schema); }
+Model::Schema loadSchema(SchemaOptions const& options, void (*warn)(std::string_view)) {
+  return std::move(loadSource(options, warn).schema);
+}
 
 }  // namespace ZynKey

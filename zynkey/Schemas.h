@@ -3,10 +3,12 @@
 
 #include <exception>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "gnmi/Resolve.h"
 #include "model/Schema.h"
+#include "zynkey/Names.h"
 #include "zynkey/Options.h"
 
 namespace ZynKey {
@@ -21,14 +23,22 @@ class BadSchema : public std::exception {
   std::string lines_;
 };
 
+/** With the name of the command in front. */
+void warnOnStandardError(std::string_view line);
+
 struct Source {
   Model::Schema schema;
   /** Tells the YANG module of an attribute; empty for other schemas. */
   Gnmi::ModuleOf moduleOf = {};
+  /** Tells the YANG path of an attribute; empty for other schemas. */
+  PathOf pathOf = {};
 };
 
-/** All of these throw `BadSchema` for a schema with errors, and for a file that cannot be read. */
-Source loadSource(SchemaOptions const& options);
-Model::Schema loadSchema(SchemaOptions const& options);
+/**
+ * All of these throw `BadSchema` for a schema with errors, and for a file that cannot be read. `warn` gets a line for
+ * each YANG module of which one of several files was taken, "note: ...", and each that does not load, "warning: ...".
+ */
+Source loadSource(SchemaOptions const& options, void (*warn)(std::string_view line) = warnOnStandardError);
+Model::Schema loadSchema(SchemaOptions const& options, void (*warn)(std::string_view line) = warnOnStandardError);
 
 }  // namespace ZynKey

@@ -124,10 +124,11 @@ Status splitPath(Options const& options) {
 // Each path is answered, also after one that is wrong. Several answers stand below their paths.
 Status resolvePaths(Options const& options) {
   Source const source = loadSource(options.schema);
-  Names names(source.schema, source.moduleOf);
+  Names names(source.schema, source.moduleOf, source.pathOf);
   Request request{.op = Op::Path, .collection = {}, .type = {}, .s4 = options.s4, .keys = {}, .path = {}};
   request.root = orThrow(names.root(options.root));
   request.moduleOf = names.moduleOf();
+  request.pathOf = names.pathOf();
   showTraces(options);
   Status status = done;
   for (std::string const& path : options.keys) {
@@ -197,8 +198,7 @@ Status answerBatch(Options const& options) {
     throw UsageError("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
   }
   Source const source = loadSource(options.schema);
-  Counts const counts =
-      runBatch(input, {.jobs = options.jobs, .maxLine = options.maxLine}, source.schema, source.moduleOf);
+  Counts const counts = runBatch(input, {.jobs = options.jobs, .maxLine = options.maxLine}, source);
   std::string const summary = std::to_string(counts.requests) + " requests, " +
                               std::to_string(counts.requests - counts.errors) + " decoded, " +
                               std::to_string(counts.errors) + " errors\n";
