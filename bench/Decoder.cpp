@@ -3,7 +3,11 @@
 #include <absl/strings/escaping.h>
 #include <fmt/core.h>
 
-#include "gnmi/Resolve.h"
+#include <expected>
+#include <memory>
+
+#include "gnmi/Path.h"
+#include "gnmi/Resolver.h"
 #include "model/Runtime.h"
 #include "model/Schema.h"
 
@@ -69,14 +73,24 @@ std::string s4Text(std::size_t size) {
   return absl::Base64Escape(message);
 }
 
-/** The text of a path to one entry of a collection, read and looked up. */
+/** The text of a path to one entry of a collection, read and looked up; the schema is prepared, results are reused. */
 Work gnmiPath(std::string name, Zyn::ZynAttr collection, std::string const& keys) {
-  Zyn::ZynType const root(collection.module(), collection.owner());
-  std::string const path = fmt::format("/{}{}", collection.name(), keys);
-  if (auto const found = Gnmi::resolve(root, path, {}); !found) {
-    fail(name, found.error().text);
+  struct State {
+    Gnmi::Resolver resolver;
+    std::string text;
+    Gnmi::Path path = {};
+    Gnmi::Resolved found = {};
+  };
+  auto const state = std::make_shared<State>(Gnmi::Resolver(Zyn::ZynType(collection.module(), collection.owner())),
+                                             fmt::format("/{}{}", collection.name(), keys));
+  auto const resolve = [state]() -> std::expected<void, Gnmi::Error> {
+    auto read = Gnmi::parsePath(state->text, state->path);
+    return read ? state->resolver.resolve(state->path, state->found) : read;
+  };
+  if (auto const done = resolve(); !done) {
+    fail(name, done.error().text);
   }
-  return {std::move(name), [root, path] { keep(Gnmi::resolve(root, path, {})); }};
+  return {std::move(name), [resolve] { keep(resolve()); }};
 }
 
 Fields const threeFields = {{"key__vrf", vrfText}, {"key__tag", tagText}, {"key__prefix", prefixText}};

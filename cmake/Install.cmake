@@ -9,7 +9,7 @@ set_target_properties(DrovanYaml PROPERTIES EXPORT_NAME Schema)
 set_target_properties(DrovanGnmi PROPERTIES EXPORT_NAME Gnmi)
 set_target_properties(DrovanYang PROPERTIES EXPORT_NAME Yang)
 
-install(TARGETS Drovan DrovanGnmi EXPORT DrovanTargets FILE_SET HEADERS)
+install(TARGETS Drovan DrovanGnmi EXPORT DrovanTargets FILE_SET HEADERS FILE_SET adapters)
 install(TARGETS DrovanPlatform EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-platform)
 install(TARGETS DrovanModel DrovanYaml DrovanYang EXPORT DrovanTargets FILE_SET HEADERS

@@ -2,15 +2,17 @@
 //
 // After a flag and the types (`madeUp`) come one to four collections, a key type and a kind of key name each. All are
 // called by one letter, and hold the same entity as the root, so that a path may go on for ever.
-#include "gnmi/Resolve.h"
+#include "gnmi/Resolver.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "fuzz/Fuzz.h"
 #include "fuzz/Types.h"
+#include "gnmi/ModelValues.h"
 
 namespace {
 
@@ -54,13 +56,13 @@ void check(Gnmi::Selection const& selection) {
 }
 
 /** What is no exact key, though no part is open, is so for want of a part: the decoder cannot build it. */
-void checkMissing(Gnmi::Resolved const& filter, Gnmi::Element const& element, Gnmi::Options const& options) {
-  if (std::holds_alternative<ZynKeyDecoder::Single>(filter.selection) || element.keys.empty() ||
-      std::ranges::find(element.keys, "*", &Gnmi::Key::value) != element.keys.end()) {
+void checkMissing(Gnmi::Selected const& filter, std::span<Gnmi::Key const> keys, bool useS4Encoding) {
+  if (std::holds_alternative<ZynKeyDecoder::Single>(filter.selection) || keys.empty() ||
+      std::ranges::find(keys, "*", &Gnmi::Key::value) != keys.end()) {
     return;
   }
-  ZynKeyDecoder::KeyElemNode root(filter.collection.keyType(), options.useS4Encoding);
-  for (Gnmi::Key const& key : element.keys) {
+  ZynKeyDecoder::KeyElemNode root(filter.collection.keyType(), useS4Encoding);
+  for (Gnmi::Key const& key : keys) {
     auto const elements = ZynKeyDecoder::splitPath(key.name);
     if (!root.insertPathSuffix(elements.end() - 1, elements.end(), Velko::String(key.value))) {
       return;  // A filter may have a value of a type whose marks say that it is built from parts.
@@ -70,23 +72,33 @@ void checkMissing(Gnmi::Resolved const& filter, Gnmi::Element const& element, Gn
   Fuzz::require(!built && isMissing(built.error().view()), "a filter is no whole key");
 }
 
+/** The path up to an element, with one of its keys left open. */
+Gnmi::Path opened(Gnmi::Path const& path, std::size_t last, Gnmi::Key const& open) {
+  Gnmi::Path some;
+  for (Gnmi::Element const& element : path.elements().first(last + 1)) {
+    some.add(element.name);
+    for (Gnmi::Key const& key : path.keys(element)) {
+      some.addKey(key.name, &key == &open ? "*" : key.value);
+    }
+  }
+  return some;
+}
+
 /**
  * With one part of an exact key left open, the filter has the values that the key has. The key may lack some: they went
  * into a part that they stand beside.
  */
-void checkOpened(Gnmi::Resolved const& exact, Gnmi::Element element, Gnmi::Options const& options) {
+void checkOpened(Gnmi::Resolver const& resolver, Gnmi::Path const& path, Gnmi::Selected const& exact) {
   auto const* const single = std::get_if<ZynKeyDecoder::Single>(&exact.selection);
   if (single == nullptr) {
     return;
   }
-  for (Gnmi::Key& key : element.keys) {
-    std::string const value = std::exchange(key.value, "*");
-    auto const some = Gnmi::select(exact.collection, element.keys, options);
-    key.value = value;
-    if (!some) {
+  for (Gnmi::Key const& key : path.keys(path.elements()[exact.node])) {
+    Gnmi::Resolved found;
+    if (!resolver.resolve(opened(path, exact.node, key), found)) {
       continue;
     }
-    auto const* const filter = std::get_if<ZynKeyDecoder::Multiple>(&*some);
+    auto const* const filter = std::get_if<ZynKeyDecoder::Multiple>(&found.selections.back().selection);
     Fuzz::require(filter != nullptr, "an open key is no exact one");
     for (auto const& [attr, wanted] : filter->values) {
       Model::ValuePtr const held = Model::attribute(*single->value, attr);
@@ -95,11 +107,38 @@ void checkOpened(Gnmi::Resolved const& exact, Gnmi::Element element, Gnmi::Optio
   }
 }
 
+bool sameNodes(Gnmi::Resolved const& a, Gnmi::Resolved const& b) {
+  return a.nodes == b.nodes &&
+         std::ranges::equal(a.selections, b.selections, same, &Gnmi::Selected::selection, &Gnmi::Selected::selection);
+}
+
+/** The canonical path means the same again, unless an error says that there is none. */
+void checkWritten(Gnmi::Resolver const& resolver, Gnmi::Resolved const& found) {
+  auto const path = resolver.canonical(found, Gnmi::ModelValues());
+  if (!path) {
+    Fuzz::require(path.error().kind == Gnmi::ErrorClass::ValueRefused, "a node has a path, but for its keys");
+    return;
+  }
+  std::string const text = Gnmi::formatPath(*path);
+  auto const read = Gnmi::parsePath(text);
+  Fuzz::require(read && *read == *path, "a canonical path comes back from its text");
+  Gnmi::Resolved again;
+  Fuzz::require(resolver.resolve(*read, again) && sameNodes(again, found), "and means the same");
+}
+
+/** Of a path that was read from text, alone. */
+void checkPlace(Gnmi::Error const& error, Gnmi::Path const& path, std::size_t size) {
+  Fuzz::require(!error.text.empty() && !error.inPrefix && error.element <= path.elements().size(),
+                "an error has a text and a place");
+  Fuzz::require(error.element == path.elements().size() || (error.offset && *error.offset <= size),
+                "and where it belongs to an element, its byte");
+}
+
 }  // namespace
 
 void Fuzz::run(std::string_view bytes) {
   Input input(bytes);
-  Gnmi::Options const options = {.useS4Encoding = input.choice(2) == 1};
+  bool const useS4Encoding = input.choice(2) == 1;
   Model::Schema schema;
   Model::Module& module = schema.module("Fuzz");
   std::vector<Zyn::ZynType> const parts = madeUp(input, module);
@@ -112,27 +151,50 @@ void Fuzz::run(std::string_view bytes) {
   }
   input.upTo('\n');
   Exact const text(input.rest());
-  auto const found = Gnmi::resolve(root, text.view(), options);
-  {
-    Traced const traced;
-    auto const again = Gnmi::resolve(root, text.view(), options);
-    require(found.has_value() == again.has_value(), "traces change nothing");
-    require(found || (found.error().offset == again.error().offset && found.error().text == again.error().text),
-            "traces change no error");
-    require(!found || std::ranges::equal(*found, *again, same, &Gnmi::Resolved::selection, &Gnmi::Resolved::selection),
-            "traces change no selection");
-  }
-  if (!found) {
-    require(found.error().offset <= text.view().size() && !found.error().text.empty(),
-            "an error has a place and a text");
-    require(!isMissing(found.error().text), "no part is missing of what is called an exact key");
+  auto const path = Gnmi::parsePath(text.view());
+  if (!path) {
+    require(path.error().offset <= text.view().size() && !path.error().text.empty(), "an error has a place and a text");
     return;
   }
-  Gnmi::Path const path = *Gnmi::parsePath(text.view());
-  for (Gnmi::Resolved const& one : *found) {
-    require(one.collection.isKeyed(), "a collection is keyed");
+  Gnmi::Resolver const resolver(root, {.useS4Encoding = useS4Encoding, .facts = Gnmi::modelFacts()});
+  Gnmi::Resolved found;
+  auto const done = resolver.resolve(*path, found);
+  {
+    Traced const traced;
+    Gnmi::Resolved again;
+    auto const doneAgain = resolver.resolve(*path, again);
+    require(done.has_value() == doneAgain.has_value(), "traces change nothing");
+    require(done ? sameNodes(found, again)
+                 : done.error().offset == doneAgain.error().offset && done.error().text == doneAgain.error().text,
+            "traces change neither selections nor errors");
+  }
+  auto const expanded = resolver.expand(*path,
+                                        [&](Gnmi::Resolved const& one) {
+                                          checkWritten(resolver, one);
+                                          return true;
+                                        },
+                                        Gnmi::Mode::Read, {.expansions = 200, .visited = 20'000});
+  require(!done || expanded, "what is one node is meant");
+  if (!expanded) {
+    checkPlace(expanded.error(), *path, text.view().size());
+  }
+  if (!done) {
+    checkPlace(done.error(), *path, text.view().size());
+    require(!isMissing(done.error().text), "no part is missing of what is called an exact key");
+    return;
+  }
+  for (Gnmi::Selected const& one : found.selections) {
+    require(one.collection.isKeyed() && found.nodes[one.node] == one.collection, "a collection is keyed");
     ::check(one.selection);
-    checkMissing(one, path.elements[one.element], options);
-    checkOpened(one, path.elements[one.element], options);
+    checkMissing(one, path->keys(path->elements()[one.node]), useS4Encoding);
+    checkOpened(resolver, *path, one);
+  }
+  Gnmi::Resolved written;
+  if (resolver.resolve(*path, written, Gnmi::Mode::Write)) {
+    require(sameNodes(written, found), "a mode changes no selection");
+    for (Gnmi::Selected const& one : written.selections) {
+      require(std::holds_alternative<ZynKeyDecoder::Single>(one.selection) || one.collection.keyType().empty(),
+              "what can be written is one entry");
+    }
   }
 }

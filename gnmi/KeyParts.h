@@ -8,7 +8,7 @@
 //   parts.add(KeyParts::root, site.attr("row"));         // then set its `key`: [row=1] gives it
 //   parts.build(1000).complete                           // false: no seat
 //
-// Used by gnmi/Resolve.cpp; not installed. Threads: an object belongs to one thread; types are only read. It throws
+// Used by gnmi/KeyPlan.cpp; not installed. Threads: an object belongs to one thread; types are only read. It throws
 // `std::bad_alloc` only. Nothing recurses, so neither a path nor a type can exhaust the stack. Time and memory are
 // linear in the parts added and in the steps that `build` counts, of which each builds an argument or looks at a part.
 #pragma once

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -51,6 +52,13 @@ Zyn::ZynType typeOf(Zyn::GenericIf const& value) noexcept;
  * `Network::RouteKey(vrf="red", tag=7)`. Attributes that were never set are left out: `Network::PortName()`.
  */
 std::string print(Zyn::GenericIf const& value);
+
+/**
+ * The text that stands for the value in a path: the literal without quotes, of a wrapper and a union what they hold, of
+ * a value type its gNMI form. Nothing for what was never set, and for a value type without such a form. Not checked:
+ * that the type reads it as this value again; an earlier alternative of a union may take it.
+ */
+std::optional<std::string> gnmiText(Zyn::GenericIf const& value);
 
 /**
  * Booleans and numbers as such, but 64-bit integers as strings, as JSON readers lose their digits; a value type as an

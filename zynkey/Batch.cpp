@@ -236,10 +236,8 @@ class Progress {
 
 }  // namespace
 
-Counts runBatch(int input, BatchLimits limits, Source const& source) try {
-  Pipeline pipeline(limits.jobs, {.names = Names(source.schema, source.moduleOf, source.pathOf),
-                                  .schema = source.schema,
-                                  .maxLine = limits.maxLine});
+Counts runBatch(int input, BatchLimits limits, Model::Schema const& schema, Resolvers& resolvers) try {
+  Pipeline pipeline(limits.jobs, {.names = Names(schema, &resolvers), .schema = schema, .maxLine = limits.maxLine});
   LineReader reader(input, limits.maxLine);
   Progress progress;
   Counts total;

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "zynkey/Schemas.h"
+#include "model/Schema.h"
+#include "zynkey/Resolvers.h"
 
 namespace ZynKey {
 
@@ -34,6 +35,6 @@ struct BatchLimits {
  *
  * Throws `UsageError` when input cannot be read, output cannot be written, or a thread cannot be started.
  */
-Counts runBatch(int input, BatchLimits limits, Source const& source);
+Counts runBatch(int input, BatchLimits limits, Model::Schema const& schema, Resolvers& resolvers);
 
 }  // namespace ZynKey

@@ -99,7 +99,13 @@ class CommandLine {
     path->add_option("--root", options_.root, "The entity that paths start from; the one that no other is made of")
         ->type_name("TYPE")
         ->check(notEmpty());
-    addDecoding(path);
+    path->add_option("--prefix", options_.prefix, "A path that stands in front of all of them, with their origin")
+        ->type_name("PATH")
+        ->check(notEmpty());
+    path->add_option("--mode", options_.mode, "What the paths are for: read, write, delete or notify")
+        ->type_name("MODE")
+        ->check(notEmpty());
+    path->add_flag("--canonical", options_.canonical, "Print the canonical paths alone")->excludes(addDecoding(path));
     addKeys(path, "PATH", "gNMI paths: /element[key=value]/...; a key that is left out or * is any");
 
     CLI::App* const types =
@@ -209,7 +215,7 @@ class CommandLine {
       std::ranges::transform(*texts, texts->begin(), unescapeBracket);
     }
     for (std::string* text : {&options_.schema.file, &options_.collection, &options_.type, &options_.file,
-                              &options_.path, &options_.root}) {
+                              &options_.path, &options_.root, &options_.prefix, &options_.mode}) {
       *text = unescapeBracket(*text);
     }
     return std::move(options_);
@@ -241,14 +247,15 @@ class CommandLine {
     return app;
   }
 
-  void addDecoding(CLI::App* app) {
+  /** Returns the last one, `--json`. */
+  CLI::Option* addDecoding(CLI::App* app) {
     app->add_flag("--s4", options_.s4, "Take the s4 text of types that have one");
     app->add_flag("--trace", options_.trace, "Traces of the decoder on stderr");
     app->add_flag("--tree", options_.tree, "The tree of the key on stderr, where there is one: for decode and path");
-    addJson(app);
+    return addJson(app);
   }
 
-  void addJson(CLI::App* app) { app->add_flag("--json", options_.json, "Print one JSON object"); }
+  CLI::Option* addJson(CLI::App* app) { return app->add_flag("--json", options_.json, "Print one JSON object"); }
 
   // What is read is the option's own list: the conversion to a vector takes some texts for a notation.
   void addKeys(CLI::App* app, std::string const& form, std::string const& help) {

@@ -3,58 +3,60 @@
 #include <set>
 
 #include "gnmi/Path.h"
-#include "gnmi/Resolve.h"
 
 namespace ZynKey {
 namespace {
 
 /** The name as it stands in a path. */
 std::string inPath(std::string const& name) {
-  return Gnmi::formatPath({.origin = {}, .elements = {{.name = name}}}).substr(1);
+  Gnmi::Path path;
+  path.add(name);
+  return Gnmi::formatPath(path).substr(1);
 }
 
 /** With the bracket in front. */
 std::string keyInPath(std::string const& name) {
-  std::string const path =
-      Gnmi::formatPath({.origin = {}, .elements = {{.name = "e", .keys = {{.name = name, .value = {}}}}}});
-  return path.substr(2, path.size() - 3);
-}
-
-std::string afterElement(Zyn::ZynAttr attr) {
-  return !Gnmi::keyNames(attr, false).empty() ? "[" : Zyn::AttributeQIterator(attr.attrType()) ? "/" : " ";
+  Gnmi::Path path;
+  path.add("e").addKey(name, "");
+  std::string const text = Gnmi::formatPath(path);
+  return text.substr(2, text.size() - 3);
 }
 
 }  // namespace
 
-std::vector<std::string> completePath(Zyn::ZynType root, std::string_view text) {
+std::vector<std::string> completePath(Gnmi::Resolver const& resolver, std::string_view text) {
   using End = Gnmi::UnfinishedPath::End;
   auto const typed = Gnmi::parseUnfinishedPath(text);
   if (!typed || typed->end == End::Value) {
     return {};
   }
-  std::vector<Gnmi::Element> const& elements = typed->before.elements;
-  Zyn::ZynType type = root;
-  Zyn::ZynAttr last;
-  for (Gnmi::Element const& element : elements) {
-    last = Gnmi::findElement(type, element.name, {});
-    type = last.attrType();
+  // Names alone say where it is, whatever the values of the keys are.
+  Gnmi::Path names;
+  names.origin = typed->before.origin;
+  for (Gnmi::Element const& element : typed->before.elements()) {
+    names.add(element.name);
+  }
+  Gnmi::Resolved found;
+  if (!resolver.resolve(names, found)) {
+    return {};
   }
   std::vector<std::string> rest;
   if (typed->end == End::ElementName) {
-    for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
-      rest.push_back(inPath((*attr).name()) + afterElement(*attr));
+    for (auto const& [name, node] : resolver.nodesBelow(found)) {
+      bool const goesOn = Zyn::AttributeQIterator(node.type) ? true : false;
+      rest.push_back(inPath(name) + (!resolver.keyNames(node.attr).empty() ? "[" : goesOn ? "/" : " "));
     }
   } else {
     std::set<std::string_view> given;
-    for (Gnmi::Key const& key : elements.back().keys) {
+    for (Gnmi::Key const& key : typed->before.keys(typed->before.elements().back())) {
       given.insert(key.name);
     }
-    for (std::string const& name : Gnmi::keyNames(last, false)) {
+    for (std::string const& name : resolver.keyNames(found.node.attr)) {
       if (!given.contains(name)) {
         rest.push_back(keyInPath(name).substr(typed->end == End::KeyName ? 1 : 0));
       }
     }
-    if (typed->end == End::AfterKey && Zyn::AttributeQIterator(type)) {
+    if (typed->end == End::AfterKey && Zyn::AttributeQIterator(found.node.type)) {
       rest.emplace_back("/");
     }
   }

@@ -5,15 +5,15 @@
 #include <string_view>
 #include <vector>
 
-#include "Zyn/Zyn.h"
+#include "gnmi/Resolver.h"
 
 namespace ZynKey {
 
 /**
  * Longer forms of `text`, each with what follows it: "/vr" -> "/vrf["; "/vrf[" -> "/vrf[name="; "/vrf[name=red]" ->
  * "/vrf[name=red]/"; "/hostn" -> "/hostname ", with a blank where the path ends. None for the value of a key, and where
- * what stands before is no path from `root`.
+ * what stands before is no path.
  */
-std::vector<std::string> completePath(Zyn::ZynType root, std::string_view text);
+std::vector<std::string> completePath(Gnmi::Resolver const& resolver, std::string_view text);
 
 }  // namespace ZynKey

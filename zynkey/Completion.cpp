@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "gnmi/Resolver.h"
 #include "model/Schema.h"
 #include "zynkey/CommandLine.h"
 #include "zynkey/Complete.h"
@@ -28,9 +29,7 @@ std::vector<std::string> typeNames(Model::Schema const& schema, bool entitiesOnl
 }
 
 /** Nobody reads warnings while they type. */
-Model::Schema quietly(SchemaOptions const& options) {
-  return loadSchema(options, [](std::string_view /*line*/) {});
-}
+void ignoreWarning(std::string_view /*line*/) {}
 
 /** The names that may stand in place of the word that is being typed. */
 std::vector<std::string> namesFor(Unfinished const& line, std::string const& word) {
@@ -38,10 +37,10 @@ std::vector<std::string> namesFor(Unfinished const& line, std::string const& wor
     return line.optionNames;
   }
   if (line.valueOf == "--collection") {
-    return collectionNames(quietly(line.options.schema), false);
+    return collectionNames(loadSchema(line.options.schema, ignoreWarning), false);
   }
   if (line.valueOf == "--type" || line.valueOf == "--root") {
-    return typeNames(quietly(line.options.schema), line.valueOf == "--root");
+    return typeNames(loadSchema(line.options.schema, ignoreWarning), line.valueOf == "--root");
   }
   if (!line.valueOf.empty()) {
     return {};
@@ -50,19 +49,19 @@ std::vector<std::string> namesFor(Unfinished const& line, std::string const& wor
     return line.subcommands;
   }
   if (line.subcommand == "types" || line.subcommand == "s4") {
-    return typeNames(quietly(line.options.schema), false);
+    return typeNames(loadSchema(line.options.schema, ignoreWarning), false);
   }
   return {};
 }
 
 std::vector<std::string> candidates(Unfinished const& line, std::string const& word) {
   if (line.subcommand == "path" && line.valueOf.empty() && !word.starts_with('-')) {
-    Model::Schema const schema = quietly(line.options.schema);
-    auto const root = Names(schema).root(line.options.root);
+    Source const source = loadSource(line.options.schema, ignoreWarning);
+    auto const root = Names(source.schema).root(line.options.root);
     if (!root) {
       throw UsageError(root.error());
     }
-    return completePath(*root, word);
+    return completePath(Gnmi::Resolver(*root, {.facts = source.facts}), word);
   }
   std::vector<std::string> names = namesFor(line, word);
   for (std::string& name : names) {

@@ -7,9 +7,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "gnmi/Resolve.h"
 #include "text/Messages.h"
-#include "text/Nearest.h"
 #include "zynkey/Names.h"
 
 namespace ZynKey {
@@ -50,15 +48,6 @@ Outcome scalar(Request const& request) {
   return single == nullptr ? Answer(All()) : Answer(Model::ValuePtr(single->value));
 }
 
-Filter sorted(ZynKeyDecoder::FilterMap const& map) {
-  Filter sorted;
-  for (auto const& [attr, value] : map) {
-    sorted.emplace_back(attr.name(), value);
-  }
-  std::ranges::sort(sorted, {}, &Filter::value_type::first);
-  return sorted;
-}
-
 Outcome filter(Request const& request) {
   ZynKeyDecoder const decoder(request.collection, request.s4);
   ZynKeyDecoder::FilterMap map;
@@ -70,52 +59,12 @@ Outcome filter(Request const& request) {
   return sorted(map);
 }
 
-std::variant<Model::ValuePtr, All, Filter> keysOf(Gnmi::Selection const& selection) {
-  if (auto const* const single = std::get_if<ZynKeyDecoder::Single>(&selection)) {
-    return Model::ValuePtr(single->value);
-  }
-  ZynKeyDecoder::FilterMap const& values = std::get<ZynKeyDecoder::Multiple>(selection).values;
-  if (values.empty()) {
-    return All();
-  }
-  return sorted(values);
-}
-
-/** "; the leaf is /a:b/c", where the value of a key stands at the offset. */
-std::string leafAt(Request const& request, Gnmi::Path const& path, std::size_t offset) {
-  Zyn::ZynType type = request.root;
-  for (Gnmi::Element const& element : path.elements) {
-    type = Gnmi::findElement(type, element.name, {.moduleOf = request.moduleOf}).attrType();
-    for (Gnmi::Key const& key : element.keys) {
-      if (key.valueAt == offset) {
-        std::string const leaf = request.pathOf(type.attr(std::string_view(key.name)));
-        return leaf.empty() ? "" : "; the leaf is " + leaf;
-      }
-    }
-  }
-  return {};
-}
-
-Outcome path(Request const& request, ShowTree const& showTree) {
-  auto parsed = Gnmi::parsePath(request.path);
-  if (!parsed) {
-    return std::unexpected(Failure(Velko::String(sentence(parsed.error())), parsed.error().offset));
-  }
-  auto const resolved = Gnmi::resolve(
-      request.root, *parsed, {.useS4Encoding = request.s4, .moduleOf = request.moduleOf, .showTree = showTree});
+Outcome path(Request const& request) {
+  auto resolved = resolvePath(request.path);
   if (!resolved) {
-    std::size_t const offset = resolved.error().offset;
-    std::string const leaf = request.pathOf ? leafAt(request, *parsed, offset) : "";
-    return std::unexpected(Failure(Velko::String(sentence(resolved.error()) + leaf), offset));
+    return std::unexpected(Failure(std::move(resolved).error()));
   }
-  Selections selections{.path = Gnmi::formatPath(*parsed), .collections = {}};
-  // The elements of a long path take many times the memory of its text, and are done with.
-  parsed->elements = {};
-  selections.collections.reserve(resolved->size());
-  for (Gnmi::Resolved const& one : *resolved) {
-    selections.collections.push_back({one.collection, keysOf(one.selection)});
-  }
-  return selections;
+  return std::visit([](auto& answer) { return Answer(std::move(answer)); }, *resolved);
 }
 
 void draw(Node const& node, std::string const& margin, std::string& text) {
@@ -187,10 +136,17 @@ std::string phrase(Filter const& filter) {
   }
   return list;
 }
-std::string text(Selections const& selections) {
-  std::string lines = selections.collections.empty() ? "no keyed collection\n" : "";
-  for (auto const& [collection, keys] : selections.collections) {
+std::string text(PathAnswer const& answer) {
+  std::string lines = answer.collections.empty() ? "no keyed collection\n" : "";
+  for (auto const& [collection, keys] : answer.collections) {
     lines += collectionName(collection) + ": " + std::visit([](auto const& held) { return phrase(held); }, keys) + '\n';
+  }
+  return lines;
+}
+std::string text(Expansions const& expansions) {
+  std::string lines;
+  for (PathAnswer const& one : expansions) {
+    lines += one.path + '\n' + indented(text(one));
   }
   return lines;
 }
@@ -214,15 +170,41 @@ std::string jsonText(Held const& held) {
 std::string jsonText(Elements const& elements) {
   return "{\"elements\":" + dumpList(elements, [](std::string const& element) { return element; }) + "}";
 }
-std::string jsonText(Selections const& selections) {
-  return "{\"path\":" + dump(selections.path) + ",\"selections\":" +
-         dumpList(selections.collections,
-                  [](Selected const& selected) {
-                    nlohmann::ordered_json one{{"collection", collectionName(selected.collection)}};
-                    one.update(std::visit([](auto const& held) { return json(held); }, selected.keys));
-                    return one;
-                  }) +
-         "}";
+nlohmann::ordered_json json(Selected const& selected) {
+  nlohmann::ordered_json one{{"collection", collectionName(selected.collection)}};
+  one.update(std::visit([](auto const& held) { return json(held); }, selected.keys));
+  return one;
+}
+std::string jsonText(PathAnswer const& answer) {
+  nlohmann::ordered_json const node{
+      {"name", answer.node.attr.name()}, {"kind", nameOf(answer.node.kind)}, {"type", answer.node.type.name()}};
+  return "{\"path\":" + dump(answer.path) + ",\"node\":" + dump(node) +
+         ",\"selections\":" + dumpList(answer.collections, [](Selected const& selected) { return json(selected); }) +
+         (answer.warning.empty() ? "" : ",\"warning\":" + dump(answer.warning)) + "}";
+}
+std::string jsonText(Expansions const& expansions) {
+  std::string text = "{\"expansions\":[";
+  for (PathAnswer const& one : expansions) {
+    text += (text.ends_with('[') ? "" : ",") + jsonText(one);
+  }
+  return text += "]}";
+}
+
+nlohmann::ordered_json json(Failure const& failure) {
+  nlohmann::ordered_json json{{"error", failure.text.view()}};
+  if (failure.path) {
+    Gnmi::Error const& error = *failure.path;
+    json["class"] = nameOf(error.kind);
+    if (error.offset) {
+      json["offset"] = *error.offset;
+    }
+    json["in"] = error.inPrefix ? "prefix" : "path";
+    json["element"] = error.element;
+    if (!error.key.empty()) {
+      json["key"] = error.key;
+    }
+  }
+  return json;
 }
 
 }  // namespace
@@ -249,11 +231,11 @@ Outcome run(Request const& request, ShowTree const& showTree) {
     case Op::Filter:
       return filter(request);
     case Op::Path:
-      return path(request, showTree);
+      return path(request);
     case Op::Split:
       break;
   }
-  auto const elements = ZynKeyDecoder::splitPath(request.path);
+  auto const elements = ZynKeyDecoder::splitPath(request.text);
   return Elements(elements.begin(), elements.end());
 }
 
@@ -277,16 +259,18 @@ std::string toJsonLine(Outcome const& outcome) {
   if (outcome) {
     return std::visit([](auto const& held) { return jsonText(held); }, *outcome) += '\n';
   }
-  Failure const& failure = outcome.error();
-  return failure.offset ? dump({{"error", failure.text.view()}, {"offset", *failure.offset}}) += '\n'
-                        : errorLine(failure.text.view());
+  return dump(json(outcome.error())) += '\n';
 }
 
 std::string errorLine(std::string_view error) { return dump({{"error", error}}) += '\n'; }
 
-std::string sentence(Gnmi::PathError const& error) {
-  std::string const near = Text::didYouMean(error.unknown, error.names);
-  return error.text + (near.empty() ? Text::listNames(error.names) : near);
+std::string indented(std::string_view lines) {
+  std::string text;
+  for (bool atStart = true; char const byte : lines) {
+    text.append(atStart ? "  " : "").push_back(byte);
+    atStart = byte == '\n';
+  }
+  return text;
 }
 
 std::string drawTree(Node const& root) {

@@ -4,7 +4,6 @@
 // part of the answer, byte for byte as the decoder made them.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <functional>
@@ -16,17 +15,16 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "gnmi/Resolve.h"
 #include "model/Schema.h"
 #include "model/Value.h"
-#include "zynkey/Names.h"
+#include "zynkey/PathJob.h"
 
 namespace ZynKey {
 
 enum class Op : std::uint8_t { Decode, Scalar, Filter, Split, Path };
 
 /** Paths, or one name, and the texts of their values. */
-using Keys = std::vector<std::pair<std::string, std::string>>;
+using Keys = NamedTexts;
 
 struct Request {
   Op op = Op::Decode;
@@ -35,41 +33,25 @@ struct Request {
   Zyn::ZynType type;
   bool s4 = false;
   Keys keys;
-  /** Split and Path only. */
-  std::string path;
-  /** Path only: the entity that the path starts from. */
-  Zyn::ZynType root = {};
-  /** Path only: what checks the modules of its elements, where the schema has modules. */
-  Gnmi::ModuleOf moduleOf = {};
-  /** Path only: what names the leaf whose value is wrong, where the schema has paths. */
-  PathOf pathOf = {};
+  /** Split only. */
+  std::string text;
+  /** Path only. */
+  PathRequest path = {};
 };
 
-/** Every key there is. */
-struct All {};
-/** Sorted by attribute name. */
-using Filter = std::vector<std::pair<std::string, Model::ValuePtr>>;
 using Elements = std::vector<std::string>;
-/** What a path selects of each keyed collection that it passes. */
-struct Selected {
-  Zyn::ZynAttr collection;
-  std::variant<Model::ValuePtr, All, Filter> keys;
-};
-struct Selections {
-  std::string path;
-  std::vector<Selected> collections;
-};
 
-using Answer = std::variant<Model::ValuePtr, All, Filter, Elements, Selections>;
+using Answer = std::variant<Model::ValuePtr, All, Filter, Elements, PathAnswer, Expansions>;
 
-/** The error text that came with the key. */
+/** Why there is no answer. */
 struct Failure {
-  Failure(Velko::String text) : text(std::move(text)) {}
-  Failure(Velko::String text, std::size_t offset) : text(std::move(text)), offset(offset) {}
+  Failure(Velko::String reason) : text(std::move(reason)) {}
+  explicit Failure(Gnmi::Error error) : text(sentence(error)), path(std::move(error)) {}
 
+  /** The error text that came with the key; of a path a sentence. */
   Velko::String text;
-  /** Of a path: the byte that the text is about. */
-  std::optional<std::size_t> offset;
+  /** Of a path: its class and place. */
+  std::optional<Gnmi::Error> path = {};
 };
 using Outcome = std::expected<Answer, Failure>;
 
@@ -90,9 +72,8 @@ std::string toText(Answer const& answer);
 /** One JSON object in one line, with its end; bytes that are not UTF-8 become U+FFFD. */
 std::string toJsonLine(Outcome const& outcome);
 std::string errorLine(std::string_view error);
-
-/** `error` as a sentence that names what exists: near names where there are some. */
-std::string sentence(Gnmi::PathError const& error);
+/** Each of the lines, two blanks further in. */
+std::string indented(std::string_view lines);
 
 /** The tree, children in declaration order, leaves with their values. */
 std::string drawTree(Drovan::ZynKeyDecoder::KeyElemNode const& root);

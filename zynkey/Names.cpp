@@ -6,7 +6,6 @@
 #include <set>
 #include <utility>
 
-#include "gnmi/Resolve.h"
 #include "text/Messages.h"
 #include "text/Nearest.h"
 #include "zynkey/UsageError.h"
@@ -30,8 +29,7 @@ std::expected<typename Cache::mapped_type, std::string> findCached(Cache& cache,
 
 }  // namespace
 
-Names::Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf, PathOf pathOf)
-    : schema_(schema), moduleOf_(std::move(moduleOf)), pathOf_(std::move(pathOf)) {
+Names::Names(Model::Schema const& schema, Resolvers* resolvers) : schema_(schema), resolvers_(resolvers) {
   for (std::string const& name : schema.names()) {
     longestType_ = std::max(longestType_, name.size());
   }

@@ -10,19 +10,15 @@
 
 #include <cstddef>
 #include <expected>
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "gnmi/Resolve.h"
 #include "model/Schema.h"
+#include "zynkey/Resolvers.h"
 
 namespace ZynKey {
-
-/** The path of the data node that an attribute stands for; empty where it stands for none. */
-using PathOf = std::function<std::string(Zyn::ZynAttr)>;
 
 /**
  * Looks names up and remembers those that exist. One thread at a time; the schema outlives it. An error is a readable
@@ -30,24 +26,23 @@ using PathOf = std::function<std::string(Zyn::ZynAttr)>;
  */
 class Names {
  public:
-  explicit Names(Model::Schema const& schema, Gnmi::ModuleOf moduleOf = {}, PathOf pathOf = {});
+  /** `resolvers` live longer; only names of paths need them. */
+  explicit Names(Model::Schema const& schema, Resolvers* resolvers = nullptr);
 
   std::expected<Zyn::ZynType, std::string> type(std::string_view name);
   std::expected<Zyn::ZynAttr, std::string> collection(std::string_view name);
   /** Where paths start: the entity of that name; without a name, the one entity that no other is made of. */
   std::expected<Zyn::ZynType, std::string> root(std::string_view name);
-  /** Empty where the schema has no modules that paths may name. */
-  Gnmi::ModuleOf const& moduleOf() const { return moduleOf_; }
-  /** Empty where the schema has no paths of its own. */
-  PathOf const& pathOf() const { return pathOf_; }
+  Gnmi::Resolver const& resolver(Zyn::ZynType root, bool useS4Encoding) {
+    return resolvers_->from(root, useS4Encoding);
+  }
 
  private:
   Zyn::ZynAttr findCollection(std::string_view name) const;
   std::string unknownType(std::string_view name);
 
   Model::Schema const& schema_;
-  Gnmi::ModuleOf moduleOf_;
-  PathOf pathOf_;
+  Resolvers* resolvers_;
   std::size_t longestType_ = 0;
   // Made for the first error that needs them.
   std::vector<std::string> typeNames_;

@@ -35,6 +35,8 @@ struct Options {
   std::string file;
   std::string path;
   std::string root;
+  std::string prefix;
+  std::string mode = "read";
   /** Keys of a collection, or paths. */
   std::vector<std::string> keys;
   unsigned jobs = 1;
@@ -44,6 +46,7 @@ struct Options {
   bool tree = false;
   bool json = false;
   bool proto = false;
+  bool canonical = false;
 };
 
 }  // namespace ZynKey

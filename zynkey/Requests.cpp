@@ -10,14 +10,33 @@
 
 #include "text/Messages.h"
 #include "text/Nearest.h"
-#include "zynkey/UsageError.h"
 
 namespace ZynKey {
 namespace {
 
 using Json = nlohmann::json;
 
-enum Field : std::uint8_t { OpField, CollectionField, TypeField, S4Field, KeysField, PathField, RootField, fieldCount };
+/** The fields of a request; those of a message, from `PathField` to `TargetField`, are the fields of a prefix as well.
+ */
+enum Field : std::uint8_t {
+  OpField,
+  CollectionField,
+  TypeField,
+  S4Field,
+  KeysField,
+  PathField,
+  ElemField,
+  ElementField,
+  OriginField,
+  TargetField,
+  PrefixField,
+  RootField,
+  ModeField,
+  PayloadField,
+  MaxExpansionsField,
+  MaxDepthField,
+  fieldCount
+};
 
 struct FieldRow {
   std::string_view name;
@@ -25,15 +44,28 @@ struct FieldRow {
 };
 
 constexpr std::string_view textShape = "a text";
-constexpr std::array<FieldRow, fieldCount> fields = {{{"op", textShape},
-                                                      {"collection", textShape},
-                                                      {"type", textShape},
-                                                      {"s4", "true or false"},
-                                                      {"keys", "a list of [path, value] pairs of texts"},
-                                                      {"path", textShape},
-                                                      {"root", textShape}}};
+constexpr std::string_view numberShape = "a number from 1";
+constexpr std::string_view pairsShape = "a list of [path, value] pairs of texts";
+constexpr std::array<FieldRow, fieldCount> fields = {
+    {{"op", textShape},
+     {"collection", textShape},
+     {"type", textShape},
+     {"s4", "true or false"},
+     {"keys", pairsShape},
+     {"path", textShape},
+     {"elem", R"(a list of elements such as {"name": "vrf", "key": {"name": "red"}})"},
+     {"element", "a list of texts"},
+     {"origin", textShape},
+     {"target", textShape},
+     {"prefix", "an object with fields of a path"},
+     {"root", textShape},
+     {"mode", textShape},
+     {"payload", pairsShape},
+     {"max_expansions", numberShape},
+     {"max_depth", numberShape}}};
 
 constexpr unsigned bit(Field field) { return 1U << field; }
+constexpr unsigned messageFields = bit(ElemField) | bit(ElementField) | bit(OriginField) | bit(TargetField);
 
 struct OpRow {
   std::string_view name;
@@ -49,8 +81,19 @@ constexpr std::array<OpRow, 5> ops = {{
     {"scalar", Op::Scalar, keyFields, keyFields | bit(S4Field) | bit(TypeField)},
     {"filter", Op::Filter, keyFields, keyFields | bit(S4Field)},
     {"split", Op::Split, pathFields, pathFields},
-    {"path", Op::Path, pathFields, pathFields | bit(S4Field) | bit(RootField)},
+    {"path", Op::Path, bit(OpField),
+     pathFields | messageFields | bit(PrefixField) | bit(S4Field) | bit(RootField) | bit(ModeField) |
+         bit(PayloadField) | bit(MaxExpansionsField) | bit(MaxDepthField)},
 }};
+
+struct ModeRow {
+  std::string_view name;
+  Gnmi::Mode mode;
+};
+constexpr std::array<ModeRow, 4> modes = {{{"read", Gnmi::Mode::Read},
+                                           {"write", Gnmi::Mode::Write},
+                                           {"delete", Gnmi::Mode::Delete},
+                                           {"notify", Gnmi::Mode::Notify}}};
 
 /** "; did you mean ...", or all there are. */
 template <typename Rows>
@@ -70,17 +113,26 @@ std::string_view after(std::string_view text, std::string_view end) {
 /** Takes the parser's events. Answering false ends the parse, with `error` set. */
 class Reader final : public nlohmann::json_sax<Json> {
  public:
+  /** What stands in the fields of shape text, of the request itself. */
   std::array<std::string, fieldCount> texts;
   bool s4 = false;
   Keys keys;
+  PathRequest path;
   unsigned seen = 0;
   std::string error;
 
   bool null() override { return wrongShape(); }
   bool number_integer(number_integer_t) override { return wrongShape(); }
-  bool number_unsigned(number_unsigned_t) override { return wrongShape(); }
   bool number_float(number_float_t, string_t const&) override { return wrongShape(); }
   bool binary(binary_t&) override { return wrongShape(); }
+
+  bool number_unsigned(number_unsigned_t value) override {
+    if (place_ != InRequest || fields[field_].shape != numberShape || value == 0) {
+      return wrongShape();
+    }
+    (field_ == MaxDepthField ? path.bounds.depth : path.bounds.expansions) = value;
+    return true;
+  }
 
   bool boolean(bool value) override {
     if (place_ != InRequest || field_ != S4Field) {
@@ -91,62 +143,105 @@ class Reader final : public nlohmann::json_sax<Json> {
   }
 
   bool string(string_t& value) override {
-    if (place_ == InRequest && fields[field_].shape == textShape) {
-      texts[field_] = std::move(value);
-      return true;
+    switch (place_) {
+      case InRequest:
+      case InPrefix:
+        return takeText(value);
+      case InPair:
+        if (inPair_ == 2) {
+          return wrongShape();
+        }
+        (inPair_ == 0 ? pairs().back().first : pairs().back().second) = std::move(value);
+        ++inPair_;
+        return true;
+      case InElementList:
+        input().elements.push_back(std::move(value));
+        return true;
+      case InElem:
+        if (elemField_ != "name") {
+          return wrongShape();
+        }
+        input().elems.back().nameText = std::move(value);
+        return true;
+      case InKeyMap:
+        input().elems.back().keys.back().second = std::move(value);
+        return true;
+      default:
+        return wrongShape();
     }
-    if (place_ != InPair || inPair_ == 2) {
-      return wrongShape();
-    }
-    (inPair_ == 0 ? keys.back().first : keys.back().second) = std::move(value);
-    ++inPair_;
-    return true;
   }
 
   bool start_object(std::size_t) override {
-    if (place_ != Outside) {
-      return wrongShape();
+    if (place_ == Outside) {
+      return enter(InRequest);
     }
-    place_ = InRequest;
-    return true;
+    if (place_ == InRequest && field_ == PrefixField) {
+      path.hasPrefix = true;
+      return enter(InPrefix);
+    }
+    if (place_ == InElemList) {
+      input().elems.emplace_back();
+      elemFieldsSeen_ = 0;
+      return enter(InElem);
+    }
+    return place_ == InElem && elemField_ == "key" ? enter(InKeyMap) : wrongShape();
   }
 
   bool key(string_t& name) override {
+    if (place_ == InKeyMap) {
+      input().elems.back().keys.emplace_back(std::move(name), "");
+      return true;
+    }
+    if (place_ == InElem) {
+      return takeElemField(name);
+    }
     auto const* const row = std::ranges::find(fields, name, &FieldRow::name);
     if (row == fields.end()) {
       return fail("unknown field " + Text::inQuotes(name) + suggestion(name, fields));
     }
     field_ = static_cast<Field>(row - fields.begin());
-    if ((seen & bit(field_)) != 0) {
+    if (place_ == InPrefix && ((messageFields | bit(PathField)) & bit(field_)) == 0) {
+      return fail("field 'prefix' takes no field " + Text::inQuotes(name));
+    }
+    unsigned& known = place_ == InPrefix ? seenInPrefix_ : seen;
+    if ((known & bit(field_)) != 0) {
       return fail("field " + Text::inQuotes(name) + " is given twice");
     }
-    seen |= bit(field_);
+    known |= bit(field_);
+    if ((known & bit(PathField)) != 0 && (known & messageFields) != 0) {
+      return fail("a path is given as 'path', or in the fields of a message; not as both");
+    }
     return true;
   }
 
-  bool end_object() override { return true; }
+  bool end_object() override {
+    // A request is one object, and so is a prefix in it.
+    if (place_ == InPrefix) {
+      field_ = PrefixField;
+    }
+    return leave();
+  }
 
   bool start_array(std::size_t) override {
-    if (place_ == InRequest && field_ == KeysField) {
-      place_ = InKeys;
-      return true;
+    bool const isField = place_ == InRequest || place_ == InPrefix;
+    if (isField && fields[field_].shape == pairsShape) {
+      return enter(InPairs);
     }
-    if (place_ != InKeys) {
+    if (isField && field_ == ElemField) {
+      return enter(InElemList);
+    }
+    if (isField && field_ == ElementField) {
+      return enter(InElementList);
+    }
+    if (place_ != InPairs) {
       return wrongShape();
     }
-    place_ = InPair;
     inPair_ = 0;
-    keys.emplace_back();
-    return true;
+    pairs().emplace_back();
+    return enter(InPair);
   }
 
-  bool end_array() override {
-    if (place_ == InPair && inPair_ != 2) {
-      return wrongShape();
-    }
-    place_ = place_ == InPair ? InKeys : InRequest;
-    return true;
-  }
+  bool end_array() override { return place_ == InPair && inPair_ != 2 ? wrongShape() : leave(); }
 
   bool parse_error(std::size_t position, std::string const&, nlohmann::detail::exception const& exception) override {
     // Without the parser's own prefixes, whose line number is always 1 here; the rest may quote a text of any length.
@@ -159,7 +254,69 @@ class Reader final : public nlohmann::json_sax<Json> {
   }
 
  private:
-  enum Place : std::uint8_t { Outside, InRequest, InKeys, InPair };
+  enum Place : std::uint8_t {
+    Outside,
+    InRequest,
+    InPrefix,
+    InPairs,
+    InPair,
+    InElemList,
+    InElem,
+    InKeyMap,
+    InElementList
+  };
+
+  bool enter(Place place) {
+    outer_.push_back(place_);
+    place_ = place;
+    return true;
+  }
+  bool leave() {
+    place_ = outer_.back();
+    outer_.pop_back();
+    return true;
+  }
+
+  Keys& pairs() { return field_ == PayloadField ? path.payload : keys; }
+  /** The path that a field belongs to: that of the request, or that of its prefix. */
+  PathInput& input() {
+    return std::ranges::find(outer_, InPrefix) != outer_.end() || place_ == InPrefix ? path.prefix : path.path;
+  }
+
+  bool takeText(string_t& value) {
+    if (fields[field_].shape != textShape) {
+      return wrongShape();
+    }
+    PathInput& to = input();
+    switch (field_) {
+      case PathField:
+        to.isText = true;
+        to.text = std::move(value);
+        break;
+      case OriginField:
+        to.originText = std::move(value);
+        break;
+      case TargetField:
+        to.targetText = std::move(value);
+        break;
+      default:
+        texts[field_] = std::move(value);
+    }
+    return true;
+  }
+
+  bool takeElemField(string_t& name) {
+    unsigned const field = name == "name" ? 1 : name == "key" ? 2 : 0;
+    if (field == 0) {
+      return fail("unknown field " + Text::inQuotes(name) + " of an element; there are 'name', 'key'");
+    }
+    if ((elemFieldsSeen_ & field) != 0) {
+      return fail("field " + Text::inQuotes(name) + " is given twice");
+    }
+    elemFieldsSeen_ |= field;
+    elemField_ = std::move(name);
+    return true;
+  }
 
   bool fail(std::string text) {
     error = std::move(text);
@@ -173,7 +330,12 @@ class Reader final : public nlohmann::json_sax<Json> {
   }
 
   Place place_ = Outside;
+  /** The places around it; as deep as a request can be, since nothing else is entered. */
+  std::vector<Place> outer_;
   Field field_ = OpField;
+  unsigned seenInPrefix_ = 0;
+  std::string elemField_;
+  unsigned elemFieldsSeen_ = 0;
   unsigned inPair_ = 0;
 };
 
@@ -191,7 +353,35 @@ std::string unfitFields(OpRow const& op, unsigned seen) {
   return text;
 }
 
+std::expected<void, std::string> readPathJob(Reader& reader, Names& names) {
+  if ((reader.seen & (bit(PathField) | messageFields)) == 0) {
+    return std::unexpected("op 'path' needs field 'path', or 'elem'");
+  }
+  if ((reader.seen & bit(ModeField)) != 0) {
+    auto const mode = modeOf(reader.texts[ModeField]);
+    if (!mode) {
+      return std::unexpected(mode.error());
+    }
+    reader.path.mode = *mode;
+  }
+  auto const root = names.root(reader.texts[RootField]);
+  if (!root) {
+    return std::unexpected(root.error());
+  }
+  reader.path.s4 = reader.s4;
+  reader.path.resolver = &names.resolver(*root, reader.s4);
+  return {};
+}
+
 }  // namespace
+
+std::expected<Gnmi::Mode, std::string> modeOf(std::string_view name) {
+  auto const* const mode = std::ranges::find(modes, name, &ModeRow::name);
+  if (mode == modes.end()) {
+    return std::unexpected("unknown mode " + Text::inQuotes(name) + suggestion(name, modes));
+  }
+  return mode->mode;
+}
 
 std::expected<Request, std::string> readRequest(std::string_view json, Names& names) {
   Reader reader;
@@ -209,21 +399,16 @@ std::expected<Request, std::string> readRequest(std::string_view json, Names& na
   if (std::string unfit = unfitFields(*op, reader.seen); !unfit.empty()) {
     return std::unexpected(std::move(unfit));
   }
-  Request request{.op = op->op,
-                  .collection = {},
-                  .type = {},
-                  .s4 = reader.s4,
-                  .keys = std::move(reader.keys),
-                  .path = std::move(reader.texts[PathField])};
-  if (op->op == Op::Path) {
-    auto const root = names.root(reader.texts[RootField]);
-    if (!root) {
-      return std::unexpected(root.error());
+  Request request{
+      .op = op->op, .collection = {}, .type = {}, .s4 = reader.s4, .keys = std::move(reader.keys), .text = {}};
+  if (op->op == Op::Split) {
+    request.text = std::move(reader.path.path.text);
+  } else if (op->op == Op::Path) {
+    if (auto unfit = readPathJob(reader, names); !unfit) {
+      return std::unexpected(std::move(unfit).error());
     }
-    request.root = *root;
-    request.moduleOf = names.moduleOf();
-    request.pathOf = names.pathOf();
-  } else if (op->op != Op::Split) {
+    request.path = std::move(reader.path);
+  } else {
     auto const collection = names.collection(reader.texts[CollectionField]);
     if (!collection) {
       return std::unexpected(collection.error());

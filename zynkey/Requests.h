@@ -5,10 +5,12 @@
 //              {"op": "filter", "collection": "Vrf.route", "keys": [["vrf", "red"], ["tag", "*"]]}
 //              {"op": "split", "path": "a__b"}
 //              {"op": "path", "path": "/vrf[name=red]/route[vrf=red]", "root": "Device", "s4": false}
+//              {"op": "path", "prefix": {"origin": "openconfig", "target": "r1"}, "mode": "write",
+//               "elem": [{"name": "vrf", "key": {"name": "red"}}], "payload": [["name", "red"]]}
 //   refused    what is no JSON (invalid UTF-8 included), no object, or longer than one value; a field that is unknown,
 //              missing, written twice, of the wrong shape, or not one of the operation; an unknown collection or type
 //
-// "s4", "type" and "root" may be left out. Fields come in any order.
+// What is not needed may be left out; fields come in any order. docs/values.md lists them all.
 #pragma once
 
 #include <expected>
@@ -22,5 +24,8 @@ namespace ZynKey {
 
 /** A request that names what exists, or what is wrong with it; `validate` may still find one. */
 std::expected<Request, std::string> readRequest(std::string_view json, Names& names);
+
+/** "read", "write", "delete", "notify". */
+std::expected<Gnmi::Mode, std::string> modeOf(std::string_view name);
 
 }  // namespace ZynKey

@@ -5,6 +5,8 @@
 #include <memory>
 #include <utility>
 
+#include "gnmi/ModelValues.h"
+#include "gnmi/YangFacts.h"
 #include "yaml/Yaml.h"
 #include "yang/Yang.h"
 #include "zynkey/ExampleSchema.h"
@@ -38,8 +40,7 @@ Source loadYang(SchemaOptions const& options, void (*warn)(std::string_view)) {
   }
   Model::Schema schema = std::move(loaded->schema);
   auto const modules = std::make_shared<Yang::Loaded const>(*std::move(loaded));
-  return {std::move(schema), [modules](Zyn::ZynAttr attr) { return modules->moduleOf(attr); },
-          [modules](Zyn::ZynAttr attr) { return modules->pathOf(attr); }};
+  return {std::move(schema), Gnmi::yangFacts(modules)};
 }
 
 }  // namespace
@@ -58,12 +59,13 @@ Source loadSource(SchemaOptions const& options, void (*warn)(std::string_view)) 
   }
   if (!options.file.empty()) {
     return {loaded(Yaml::loadFile(options.file == standardInput ? "/dev/stdin" : options.file,
-                                  {.importFolders = options.importFolders}))};
+                                  {.importFolders = options.importFolders})),
+            Gnmi::modelFacts()};
   }
   if (!options.importFolders.empty()) {
     throw UsageError("--import-from requires --schema");
   }
-  return {loaded(Yaml::loadText(exampleSchema, "examples/network.yaml"))};
+  return {loaded(Yaml::loadText(exampleSchema, "examples/network.yaml")), Gnmi::modelFacts()};
 }
 
 Model::Schema loadSchema(SchemaOptions const& options, void (*warn)(std::string_view)) {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "gnmi/Resolve.h"
+#include "gnmi/Resolver.h"
 #include "model/Schema.h"
 #include "zynkey/Names.h"
 #include "zynkey/Options.h"
@@ -28,10 +28,8 @@ void warnOnStandardError(std::string_view line);
 
 struct Source {
   Model::Schema schema;
-  /** Tells the YANG module of an attribute; empty for other schemas. */
-  Gnmi::ModuleOf moduleOf = {};
-  /** Tells the YANG path of an attribute; empty for other schemas. */
-  PathOf pathOf = {};
+  /** What paths need to know of it. */
+  Gnmi::SchemaFacts facts;
 };
 
 /**

@@ -22,6 +22,8 @@
 #include "zynkey/Jobs.h"
 #include "zynkey/Names.h"
 #include "zynkey/Output.h"
+#include "zynkey/Requests.h"
+#include "zynkey/Resolvers.h"
 #include "zynkey/Schemas.h"
 #include "zynkey/UsageError.h"
 
@@ -51,6 +53,18 @@ Keys keysOf(std::vector<std::string> const& arguments, std::string_view form) {
   return keys;
 }
 
+/** The path, or each of those that it means, one a line. */
+std::string canonicalLines(Answer const& answer) {
+  if (auto const* const one = std::get_if<PathAnswer>(&answer)) {
+    return one->path + '\n';
+  }
+  std::string lines;
+  for (PathAnswer const& one : std::get<Expansions>(answer)) {
+    lines += one.path + '\n';
+  }
+  return lines;
+}
+
 /** By `Op`. */
 constexpr std::array<std::string_view, 3> keyForms = {
     "PATH=VALUE, such as 'key__vrf=red'", "NAME=VALUE, such as 'name=eth0'", "PATH=VALUE, such as 'vrf=red'"};
@@ -68,15 +82,6 @@ Status report(Outcome const& outcome, bool json) {
   writeError(outcome.error().text.view());
   writeError("\n");
   return notDecoded;
-}
-
-std::string indented(std::string_view lines) {
-  std::string text;
-  for (bool atStart = true; char const byte : lines) {
-    text.append(atStart ? "  " : "").push_back(byte);
-    atStart = byte == '\n';
-  }
-  return text;
 }
 
 /** Traces go to stderr, where they are wanted. */
@@ -99,7 +104,7 @@ Status decodeKeys(Op op, Options const& options) {
       .type = options.type.empty() ? Zyn::ZynType() : orThrow(names.type(options.type)),
       .s4 = options.s4,
       .keys = keysOf(options.keys, keyForms[static_cast<std::size_t>(op)]),
-      .path = {},
+      .text = {},
   };
   if (auto const flaw = validate(request, schema)) {
     throw UsageError(*flaw);
@@ -117,28 +122,49 @@ Status decodeFilter(Options const& options) { return decodeKeys(Op::Filter, opti
 Status splitPath(Options const& options) {
   Request request;
   request.op = Op::Split;
-  request.path = options.path;
+  request.text = options.path;
   return report(run(request), options.json);
 }
 
 // Each path is answered, also after one that is wrong. Several answers stand below their paths.
 Status resolvePaths(Options const& options) {
   Source const source = loadSource(options.schema);
-  Names names(source.schema, source.moduleOf, source.pathOf);
-  Request request{.op = Op::Path, .collection = {}, .type = {}, .s4 = options.s4, .keys = {}, .path = {}};
-  request.root = orThrow(names.root(options.root));
-  request.moduleOf = names.moduleOf();
-  request.pathOf = names.pathOf();
+  Resolvers resolvers(source.facts, treeOf(options));
+  Names names(source.schema, &resolvers);
+  Request request;
+  request.op = Op::Path;
+  request.path.s4 = options.s4;
+  request.path.mode = orThrow(modeOf(options.mode));
+  request.path.path.isText = true;
+  request.path.resolver = &names.resolver(orThrow(names.root(options.root)), options.s4);
+  if (!options.prefix.empty()) {
+    request.path.hasPrefix = true;
+    request.path.prefix.isText = true;
+    request.path.prefix.text = options.prefix;
+  }
   showTraces(options);
   Status status = done;
   for (std::string const& path : options.keys) {
-    request.path = path;
-    Outcome const outcome = run(request, treeOf(options));
-    if (outcome && options.keys.size() > 1 && !options.json) {
-      writeOut(std::get<Selections>(*outcome).path + '\n' + indented(toText(*outcome)));
-    } else if (report(outcome, options.json) != done) {
-      writeError(caret(path, outcome.error().offset.value_or(0)));
+    request.path.path.text = path;
+    Outcome const outcome = run(request);
+    if (!outcome) {
+      report(outcome, options.json);
+      Gnmi::Error const& error = *outcome.error().path;
+      writeError(error.inPrefix ? "" : caret(path, error.offset.value_or(0)));
       status = notDecoded;
+      continue;
+    }
+    auto const* const one = std::get_if<PathAnswer>(&*outcome);
+    if (one != nullptr && !one->warning.empty()) {
+      flushOut();
+      writeError("warning: " + one->warning + '\n');
+    }
+    if (options.canonical) {
+      writeOut(canonicalLines(*outcome));
+    } else if (one != nullptr && options.keys.size() > 1 && !options.json) {
+      writeOut(one->path + '\n' + indented(toText(*outcome)));
+    } else {
+      report(outcome, options.json);
     }
   }
   return status;
@@ -198,7 +224,8 @@ Status answerBatch(Options const& options) {
     throw UsageError("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
   }
   Source const source = loadSource(options.schema);
-  Counts const counts = runBatch(input, {.jobs = options.jobs, .maxLine = options.maxLine}, source);
+  Resolvers resolvers(source.facts);
+  Counts const counts = runBatch(input, {.jobs = options.jobs, .maxLine = options.maxLine}, source.schema, resolvers);
   std::string const summary = std::to_string(counts.requests) + " requests, " +
                               std::to_string(counts.requests - counts.errors) + " decoded, " +
                               std::to_string(counts.errors) + " errors\n";

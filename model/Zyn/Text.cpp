@@ -236,6 +236,34 @@ void printTo(Zyn::GenericIf const& value, std::string& out) {
   out += ')';
 }
 
+/** False where the value has no such text; then some of it may have been appended. */
+bool appendGnmiText(Zyn::GenericIf const& value, std::string& out) {
+  ValueObject const& object = valueObject(value);
+  if (!isComposed(object.kind)) {
+    printScalar(static_cast<Scalar const&>(object), TextForm::Gnmi, out);
+    return true;
+  }
+  auto const slots = static_cast<Composed const&>(object).slots();
+  if (object.kind != Kind::Value) {
+    // A wrapper's one value, or the alternative that a union holds.
+    auto const held = std::ranges::find_if(slots, [](ValuePtr const& slot) { return slot != nullptr; });
+    return held != slots.end() && appendGnmiText(**held, out);
+  }
+  std::optional<Pattern> const& pattern = rowOf(object.type).pattern;
+  if (!pattern) {
+    return false;
+  }
+  out += pattern->texts.front();
+  for (std::size_t i = 0; i != pattern->slots.size(); ++i) {
+    ValuePtr const& part = slots[pattern->slots[i]];
+    if (part == nullptr || !appendGnmiText(*part, out)) {
+      return false;
+    }
+    out += pattern->texts[i + 1];
+  }
+  return true;
+}
+
 }  // namespace
 
 NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
@@ -287,6 +315,11 @@ std::string print(Zyn::GenericIf const& value) {
   std::string out;
   printTo(value, out);
   return out;
+}
+
+std::optional<std::string> gnmiText(Zyn::GenericIf const& value) {
+  std::string out;
+  return appendGnmiText(value, out) ? std::optional(std::move(out)) : std::nullopt;
 }
 
 }  // namespace Model

@@ -10,7 +10,7 @@
 #include <random>
 #include <string>
 
-#include "gnmi/Resolve.h"
+#include "gnmi/Resolver.h"
 #include "tests/support/Provider.h"
 
 namespace Recording {
@@ -33,13 +33,13 @@ class Types {
     world.attr(owner, {.name = std::move(name), .type = type});
   }
 
-  void give(std::string name) { keys.push_back({.name = std::move(name), .value = "1"}); }
+  void give(std::string name) { keys.push_back(std::move(name)); }
 
   KeyParts::Result build(std::size_t mostArguments = SIZE_MAX / 4) const {
     KeyParts parts(key, false);
     for (std::size_t i = 0; i != keys.size(); ++i) {
       auto part = KeyParts::root;
-      for (std::string_view const element : ZynKeyDecoder::splitPath(keys[i].name)) {
+      for (std::string_view const element : ZynKeyDecoder::splitPath(keys[i])) {
         part = parts.add(part, parts[part].type.attr(element));
       }
       parts[part].key = i;
@@ -50,26 +50,33 @@ class Types {
   /** How much there is to look at: elements of names, and arguments. */
   std::size_t size() const {
     std::size_t elements = 0;
-    for (Gnmi::Key const& key : keys) {
-      elements += ZynKeyDecoder::splitPath(key.name).size();
+    for (std::string const& name : keys) {
+      elements += ZynKeyDecoder::splitPath(name).size();
     }
     return elements + args;
   }
 
   std::string error() const {
-    auto const found = Gnmi::select(list, keys, {});
-    return found ? "" : found.error().text;
+    Gnmi::Path path;
+    path.add("list");
+    for (std::string const& name : keys) {
+      path.addKey(name, "1");
+    }
+    Gnmi::Resolved found;
+    auto const done = Gnmi::Resolver(root).resolve(path, found);
+    return done ? "" : done.error().text;
   }
 
   World world;
   std::size_t args = 0;
-  std::vector<Gnmi::Key> keys;
+  /** Names; each value is "1". */
+  std::vector<std::string> keys;
   Zyn::ZynType const text = world.type({.name = "Text", .isScalarKind = true, .isString = true});
   Zyn::ZynType const key;
   Zyn::ZynType const entry = world.type({.name = "Entry"});
+  Zyn::ZynType const root = world.type({.name = "Root"});
   Zyn::ZynAttr const list =
-      world.attr(world.type({.name = "Root"}),
-                 {.name = "list", .type = entry, .keyed = true, .keyName = std::nullopt, .keyType = key});
+      world.attr(root, {.name = "list", .type = entry, .keyed = true, .keyName = std::nullopt, .keyType = key});
 };
 
 std::uint64_t seedOf(char const* variable) {
@@ -116,7 +123,7 @@ TEST(KeyParts, AreMissedWhereTheDecoderMissesThem) {
         type = type.attr(element).attrType();
       }
       auto const elements = ZynKeyDecoder::splitPath(name);
-      bool const isNew = std::ranges::find(types.keys, name, &Gnmi::Key::name) == types.keys.end();
+      bool const isNew = std::ranges::find(types.keys, name) == types.keys.end();
       ZynKeyDecoder::KeyElemNode probe(types.key, false);
       if (isNew && !name.empty() && probe.insertPathSuffix(elements.begin(), elements.end(), Velko::String("1"))) {
         ASSERT_TRUE(root.insertPathSuffix(elements.begin(), elements.end(), Velko::String("1")));
@@ -316,7 +323,7 @@ TEST(KeyParts, OfAKeyThatIsTooLargeAreRefused) {
     }
     types.give(name);
     EXPECT_EQ(types.error(), "");
-    types.keys[0].name.insert(0, "t__");
+    types.keys[0].insert(0, "t__");
     EXPECT_EQ(types.error(), "the key of 'list' nests more than 1000 levels deep");
   }
   {
@@ -340,7 +347,7 @@ TEST(KeyParts, AreAsManyAsANameHolds) {
     types.attr(types.key, "x", types.text);
     types.give(deep + "x");
     EXPECT_TRUE(types.error().starts_with(error)) << types.error().substr(0, 100);
-    types.keys[0].name += "x";
+    types.keys[0] += "x";
     EXPECT_TRUE(types.error().starts_with("unknown key 't__t__")) << types.error().substr(0, 100);
   }
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <deque>
 #include <random>
 
 #include "tests/gnmi/Sizes.h"
@@ -15,15 +16,17 @@ namespace {
 using namespace std::string_view_literals;
 
 /** One line, with what the text said in quotes: `origin "o"; "a" "k"="v"; "b"`. */
-std::string shown(std::expected<Path, PathError> const& path) {
+std::string shown(std::expected<Path, Error> const& path) {
   if (!path) {
-    return "at " + std::to_string(path.error().offset) + ": " + path.error().text;
+    Error const& error = path.error();
+    return (error.kind == ErrorClass::Malformed ? "at " : std::string(nameOf(error.kind)) + " at ") +
+           std::to_string(error.offset.value()) + ": " + error.text;
   }
-  auto const quoted = [](std::string const& text) { return '"' + text + '"'; };
+  auto const quoted = [](std::string_view text) { return '"' + std::string(text) + '"'; };
   std::string text = path->origin.empty() ? "" : "origin " + quoted(path->origin);
-  for (Element const& element : path->elements) {
+  for (Element const& element : path->elements()) {
     text += (text.empty() ? "" : "; ") + quoted(element.name);
-    for (Key const& key : element.keys) {
+    for (Key const& key : path->keys(element)) {
       text += " " + quoted(key.name) + "=" + quoted(key.value);
     }
   }
@@ -46,7 +49,6 @@ TEST(Path, Reads) {
       {"/a/b[k=v][k2=v2]/c", "\"a\"; \"b\" \"k\"=\"v\" \"k2\"=\"v2\"; \"c\""},
       {"/a[k=v]/", "\"a\" \"k\"=\"v\""},
       {"/a[k=]", "\"a\" \"k\"=\"\""},
-      {"/a[k=v][k=w]", "\"a\" \"k\"=\"v\" \"k\"=\"w\""},
       // What is special elsewhere stands for itself in a value.
       {"/a[k=b/c]/d", "\"a\" \"k\"=\"b/c\"; \"d\""},
       {"/a[k=[b[]", "\"a\" \"k\"=\"[b[\""},
@@ -62,6 +64,14 @@ TEST(Path, Reads) {
       {R"(/a[k=\/\[\=\:])", R"("a" "k"="/[=:")"},
       {R"(/a\/b\[c\]\\d)", R"("a/b[c]\d")"},
       {R"(/a[k\=\[\]\\l=v])", R"("a" "k=[]\l"="v")"},
+      // Escapes for characters.
+      {R"(/a[k=\n\r])", "\"a\" \"k\"=\"\n\r\""},
+      {R"(/a\n[k\r=v])", "\"a\n\" \"k\r\"=\"v\""},
+      {R"(/a[k=\u002a])", "\"a\" \"k\"=\"*\""},
+      {R"(/a[k=\u0000\u007f\u0080\u07ff])", "\"a\" \"k\"=\"\0\x7f\xc2\x80\xdf\xbf\""sv},
+      {R"(/a[k=\u0800\uD7fF\ue000\uffff])", "\"a\" \"k\"=\"\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf\""},
+      {R"(/a[k=\U00010000\U0010FFFF])", "\"a\" \"k\"=\"\xf0\x90\x80\x80\xf4\x8f\xbf\xbf\""},
+      {R"(/a[k=\u00411]/\u0062[\U00000063=\]])", "\"a\" \"k\"=\"A1\"; \"b\" \"c\"=\"]\""},
       // Names.
       {"/m:a/m:b[m:k=v]", "\"m:a\"; \"m:b\" \"m:k\"=\"v\""},
       {"m:a/b", "\"m:a\"; \"b\""},
@@ -109,12 +119,30 @@ TEST(Path, RefusesWithTheByteAndWhatWouldFit) {
       {"/a[k=v]\xff", "at 7: expected '/' or '[' after a key; found byte 0xff"},
       {"/a[k=v]\x7f", "at 7: expected '/' or '[' after a key; found byte 0x7f"},
       {"/a[k=v] ", "at 7: expected '/' or '[' after a key; found ' '"},
-      {R"(/a\b)", R"(at 3: expected one of \ / [ ] = : after '\'; found 'b')"},
-      {R"(/a[k\n=v])", R"(at 5: expected one of \ / [ ] = : after '\'; found 'n')"},
-      {R"(/a[k=\n])", R"(at 6: expected one of \ / [ ] = : after '\'; found 'n')"},
-      {R"(/a[k=v\)", R"(at 7: expected one of \ / [ ] = : after '\'; found the end)"},
+      {R"(/a\b)", R"(at 3: expected one of \ / [ ] = : n r u U after '\'; found 'b')"},
+      {R"(/a[k\t=v])", R"(at 5: expected one of \ / [ ] = : n r u U after '\'; found 't')"},
+      {R"(/a[k=\N])", R"(at 6: expected one of \ / [ ] = : n r u U after '\'; found 'N')"},
+      {R"(/a[k=\u12])",
+       R"(at 5: expected four hexadecimal digits after '\u', of a character that is no surrogate and at most 10ffff)"},
+      {R"(/a[k=x\u123g])",
+       R"(at 6: expected four hexadecimal digits after '\u', of a character that is no surrogate and at most 10ffff)"},
+      {R"(/a[k=\ud800])",
+       R"(at 5: expected four hexadecimal digits after '\u', of a character that is no surrogate and at most 10ffff)"},
+      {R"(/a[k=\udfff])",
+       R"(at 5: expected four hexadecimal digits after '\u', of a character that is no surrogate and at most 10ffff)"},
+      {R"(/a[k=\U0010FFF])",
+       R"(at 5: expected eight hexadecimal digits after '\U', of a character that is no surrogate and at most 10ffff)"},
+      {R"(/a[k=\U00110000])",
+       R"(at 5: expected eight hexadecimal digits after '\U', of a character that is no surrogate and at most 10ffff)"},
+      {R"(/a[k=\Uffffffff])",
+       R"(at 5: expected eight hexadecimal digits after '\U', of a character that is no surrogate and at most 10ffff)"},
+      {R"(/a\u)",
+       R"(at 2: expected four hexadecimal digits after '\u', of a character that is no surrogate and at most 10ffff)"},
+      {"/a[k=v][k=w]", "KeyTwice at 8: key 'k' is given twice"},
+      {R"(/a[k=v][l=][\u006b=w]/[)", "KeyTwice at 12: key 'k' is given twice"},
+      {R"(/a[k=v\)", R"(at 7: expected one of \ / [ ] = : n r u U after '\'; found the end)"},
       {R"(/a[k=v\])", R"(at 8: expected ']' after the value; found the end)"},
-      {"/a[k=\\\0]"sv, R"(at 6: expected one of \ / [ ] = : after '\'; found byte 0x00)"},
+      {"/a[k=\\\0]"sv, R"(at 6: expected one of \ / [ ] = : n r u U after '\'; found byte 0x00)"},
       {":/a", "at 0: expected an origin before ':'; found ':'"},
       {"a=b:/c", "at 1: expected an origin without ']' and '='; found '='"},
       {"a]:/c", "at 1: expected an origin without ']' and '='; found ']'"},
@@ -127,21 +155,79 @@ TEST(Path, RefusesWithTheByteAndWhatWouldFit) {
 
 TEST(Path, TellsWhereNamesAndValuesStand) {
   Path const path = *parsePath(R"(o:/a\/b[k\=l=v\]w][m=]/c)");
-  Element const& first = path.elements[0];
+  Element const& first = path.elements()[0];
   EXPECT_EQ(first.at, 3U);
-  EXPECT_EQ(first.keys[0].nameAt, 8U);
-  EXPECT_EQ(first.keys[0].valueAt, 13U);
-  EXPECT_EQ(first.keys[1].nameAt, 19U);
-  EXPECT_EQ(first.keys[1].valueAt, 21U);
-  EXPECT_EQ(path.elements[1].at, 23U);
+  EXPECT_EQ(path.keys(first)[0].nameAt, 8U);
+  EXPECT_EQ(path.keys(first)[0].valueAt, 13U);
+  EXPECT_EQ(path.keys(first)[1].nameAt, 19U);
+  EXPECT_EQ(path.keys(first)[1].valueAt, 21U);
+  EXPECT_EQ(path.elements()[1].at, 23U);
+  EXPECT_TRUE(path.isFromText());
 }
 
-TEST(Path, FormatsWithNoMoreBackslashesThanNeeded) {
+TEST(Path, ViewsTheTextAndOwnsWhatEscapesStandFor) {
+  std::string const text = R"(/plain[k=v]/es\/caped)";
+  Path const path = *parsePath(text);
+  EXPECT_EQ(path.elements()[0].name.data(), text.data() + 1);
+  EXPECT_EQ(path.elements()[1].name, "es/caped");
+  Path const moved = Path(path);
+  EXPECT_EQ(moved, path);
+  Path own;
+  {
+    std::string const gone = R"(o:/a[k=v\]])";
+    own = owned(*parsePath(gone));
+  }
+  EXPECT_EQ(formatPath(own), R"(o:/a[k=v\]])");
+}
+
+TEST(Path, IsMadeInCode) {
+  Path path;
+  path.add("vrf").addKey("name", "red").add("route").addKey("vrf", "red").addKey("prefix", "10.0.0.0/8");
+  EXPECT_EQ(formatPath(path), "/vrf[name=red]/route[prefix=10.0.0.0/8][vrf=red]");
+  EXPECT_EQ(path, *parsePath("/vrf[name=red]/route[vrf=red][prefix=10.0.0.0/8]"));
+  EXPECT_NE(path, *parsePath("/vrf[name=red]/route[vrf=red][prefix=10.0.0.0/9]"));
+  EXPECT_NE(path, *parsePath("/vrf[name=red]/route[vrf=red]"));
+  EXPECT_FALSE(path.isFromText());
+  path.clear();
+  EXPECT_EQ(formatPath(path), "/");
+}
+
+TEST(Path, FormatsSortedWithNoMoreEscapesThanNeeded) {
   EXPECT_EQ(formatPath({}), "/");
-  EXPECT_EQ(formatPath({.origin = "o", .elements = {}}), "o:/");
+  EXPECT_EQ(formatPath(*parsePath("o:/")), "o:/");
   EXPECT_EQ(formatPath(*parsePath(R"(o:a\:b/c[k=\/\[\=\:\]\\]/)")), R"(/o:a:b/c[k=/[=:\]\\])");
-  EXPECT_EQ(formatPath({.origin = "", .elements = {{.name = "/[]\\=:", .keys = {{.name = "/[]\\=:", .value = ""}}}}}),
-            R"(/\/\[\]\\=:[/\[\]\\\=:=])");
+  EXPECT_EQ(formatPath(*parsePath(R"(/a[z=1][b=\n][\r=\u0000])")), "/a[\\r=\0][b=\\n][z=1]"sv);
+  Path special;
+  special.add("/[]\\=:").addKey("/[]\\=:", "");
+  EXPECT_EQ(formatPath(special), R"(/\/\[\]\\=:[/\[\]\\\=:=])");
+}
+
+TEST(Join, PutsThePrefixInFront) {
+  Path const path = *parsePath(R"(/route[prefix=10.0.0.0/8]/x\/y)");
+  Path prefix = *parsePath(R"(openconfig:/vrf[name=a\]b])");
+  prefix.target = "router1";
+  Path const joined = *join(prefix, path);
+  EXPECT_EQ(formatPath(joined), R"(openconfig:/vrf[name=a\]b]/route[prefix=10.0.0.0/8]/x\/y)");
+  EXPECT_EQ(joined.target, "router1");
+  EXPECT_EQ(joined.prefixSize(), 1U);
+  EXPECT_EQ(formatPath(*join({}, *parsePath("o:/a"))), "o:/a");
+  EXPECT_EQ(formatPath(*join(*parsePath("o:/"), *parsePath("/a"))), "o:/a");
+  EXPECT_EQ(formatPath(*join({}, {})), "/");
+}
+
+TEST(Join, RefusesWhatContradicts) {
+  auto const refused = [](Path const& prefix, Path const& path) {
+    auto const joined = join(prefix, path);
+    return joined ? "joined" : std::string(nameOf(joined.error().kind)) + ": " + joined.error().text;
+  };
+  Path targeted = *parsePath("/a");
+  targeted.target = "router1";
+  EXPECT_EQ(refused({}, targeted), "Conflict: target 'router1' stands in a path; it belongs in the prefix");
+  EXPECT_EQ(refused(*parsePath("o:/"), *parsePath("p:/a")),
+            "Conflict: origin 'p' stands in the path, and 'o' in the prefix; write it once");
+  EXPECT_EQ(
+      refused(*parsePath("/a"), *parsePath("p:/b")),
+      "Conflict: the path has an origin, 'p', so the prefix can have no elements; move the origin into the prefix");
 }
 
 TEST(Path, ThatIsUnfinishedTellsWhatItEndsIn) {
@@ -191,7 +277,7 @@ TEST(Path, ThatIsUnfinishedTellsWhatItEndsIn) {
       {"/a[]", "at 3: expected the name of a key; found ']'"},
       {"/a[=", "at 3: expected the name of a key; found '='"},
       {"/a[k=v]b", "at 7: expected '/' or '[' after a key; found 'b'"},
-      {R"(/a\b)", R"(at 3: expected one of \ / [ ] = : after '\'; found 'b')"},
+      {R"(/a\b)", R"(at 3: expected one of \ / [ ] = : n r u U after '\'; found 'b')"},
       {":/", "at 0: expected an origin before ':'; found ':'"},
   };
   for (auto const& [text, error] : refused) {
@@ -218,39 +304,48 @@ TEST(Path, ComesBackFromItsText) {
   RecordProperty("seed", std::to_string(seed));
   std::mt19937_64 random(seed);
   for (int round = 0; round != 100000; ++round) {
+    std::deque<std::string> texts;
+    auto const text = [&](std::size_t least) -> std::string_view {
+      return texts.emplace_back(randomText(random, least));
+    };
     Path path;
     for (std::size_t left = random() % 4; left != 0; --left) {
-      Element& element = path.elements.emplace_back();
-      element.name = randomText(random, 1);
+      path.add(text(1));
       for (std::size_t keys = random() % 3; keys != 0; --keys) {
-        element.keys.push_back({.name = randomText(random, 1), .value = randomText(random, 0)});
+        // No name twice in one element.
+        path.addKey(texts.emplace_back(std::to_string(keys) + randomText(random, 0)), text(0));
       }
     }
     path.origin = random() % 4 == 0 ? "open config:1" : "";
-    std::string const text = formatPath(path);
-    auto const again = parsePath(text);
-    ASSERT_TRUE(again) << text << ": " << again.error().text;
-    ASSERT_EQ(*again, path) << text;
-    ASSERT_EQ(formatPath(*again), text);
+    std::string const formatted = formatPath(path);
+    auto const again = parsePath(formatted);
+    ASSERT_TRUE(again) << formatted << ": " << again.error().text;
+    ASSERT_EQ(*again, path) << formatted;
+    ASSERT_EQ(formatPath(*again), formatted);
   }
 }
 
 TEST(Path, AnyLengthIsReadInOneGo) {
   std::string keys = "/a";
   std::string elements;
-  std::string backslashes = "/a[k=";
+  std::string escapes = "/a[k=";
   for (std::size_t i = 0; i != many; ++i) {
-    keys += "[k=v]";
+    keys += "[k" + std::to_string(i) + "=v]";
     elements += "/a";
-    backslashes += "\\]";
+    escapes += "\\]";
   }
-  backslashes += "]";
+  escapes += "]";
   std::string const huge(hugeSize, 'v');
-  EXPECT_EQ(parsePath(keys)->elements[0].keys.size(), many);
-  EXPECT_EQ(parsePath(elements)->elements.size(), many);
-  EXPECT_EQ(parsePath(backslashes)->elements[0].keys[0].value.size(), many);
-  EXPECT_EQ(parsePath("/a[k=" + huge + "]")->elements[0].keys[0].value.size(), huge.size());
-  EXPECT_EQ(parsePath("/" + huge)->elements[0].name.size(), huge.size());
+  std::string const hugeValue = "/a[k=" + huge + "]";
+  EXPECT_EQ(parsePath(keys)->elements()[0].keyCount, many);
+  EXPECT_EQ(parsePath(elements)->elements().size(), many);
+  Path const escaped = *parsePath(escapes);
+  EXPECT_EQ(escaped.keys(escaped.elements()[0])[0].value.size(), many);
+  Path const path = *parsePath(hugeValue);
+  EXPECT_EQ(path.keys(path.elements()[0])[0].value.size(), huge.size());
+  EXPECT_EQ(parsePath("/" + huge)->elements()[0].name.size(), huge.size());
+  EXPECT_EQ(shown(parsePath(keys + "[k7=v]")),
+            "KeyTwice at " + std::to_string(keys.size() + 1) + ": key 'k7' is given twice");
 }
 
 TEST(Path, AnyLengthIsRefusedWhereItGoesWrong) {

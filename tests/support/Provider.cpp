@@ -354,8 +354,10 @@ AttributeQIterator::AttributeQIterator(ZynType type) noexcept : type_(type) {
 }
 
 AttributeQIterator& AttributeQIterator::operator++() noexcept {
-  ++position_;
   auto const& all = attrsOf.at(type_.index());
+  do {
+    ++position_;
+  } while (position_ < all.size() && attrs.at(all[position_]).isInherited);
   current_ = position_ < all.size() ? ZynAttr(type_.module(), type_.index(), all[position_]) : ZynAttr();
   return *this;
 }

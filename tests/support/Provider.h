@@ -48,6 +48,8 @@ struct Attr {
   bool keyed = false;
   std::optional<std::string> keyName = {};
   Zyn::ZynType keyType = {};
+  /** Found by its name, but not walked: an inherited one. */
+  bool isInherited = false;
 };
 
 /** What happens instead of the call's answer; it may throw anything, or return for a null value. */

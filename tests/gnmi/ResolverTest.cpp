@@ -1,5 +1,5 @@
 // What keys and paths select, over the embedded provider, whose values can be read.
-#include "gnmi/Resolve.h"
+#include "gnmi/Resolver.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ using Drovan::ZynKeyDecoder;
 using Model::core;
 using Model::Kind;
 
-std::string shown(Selection const& selection) {
+std::string selectionText(Selection const& selection) {
   if (auto const* const single = std::get_if<ZynKeyDecoder::Single>(&selection)) {
     return "exact " + Model::print(*single->value);
   }
@@ -119,19 +119,29 @@ class Resolve : public testing::Test {
     module.extend(late).attr("key", core(Kind::U8));
   }
 
-  /** What each element selects, or the error with its offset and the names that exist. */
-  std::string at(std::string_view path, Options const& options = {}) const {
-    auto const found = resolve(rootType, path, options);
-    if (!found) {
-      return "at " + std::to_string(found.error().offset) + ": " + found.error().text +
-             Text::listNames(found.error().names);
+  /** What each element selects, or the class and place of the error, its text and the names that exist. */
+  std::string at(std::string_view text, Options const& options = {}, Mode mode = Mode::Read) const {
+    auto const path = parsePath(text);
+    if (!path) {
+      return shown(path.error());
     }
-    std::string text;
-    for (Resolved const& one : *found) {
-      text += (text.empty() ? "" : "; ") + std::string(one.collection.name()) + " " + shown(one.selection);
+    Resolved found;
+    if (auto const done = Resolver(rootType, options).resolve(*path, found, mode); !done) {
+      return shown(done.error());
     }
-    return text;
+    std::string line;
+    for (Selected const& one : found.selections) {
+      EXPECT_EQ(found.nodes[one.node], one.collection);
+      line += (line.empty() ? "" : "; ") + std::string(one.collection.name()) + " " + shown(one.selection);
+    }
+    return line;
   }
+
+  static std::string shown(Error const& error) {
+    return std::string(nameOf(error.kind)) + " at " + std::to_string(error.offset.value()) + ": " + error.text +
+           Text::listNames(error.names);
+  }
+  static std::string shown(Selection const& selection) { return selectionText(selection); }
 };
 
 struct Row {
@@ -154,17 +164,19 @@ TEST_F(Resolve, AKeyOfOneValue) {
       {"/nameless[anything=7]", "nameless exact 7"},
       {"/stray[number=7]", "stray exact 7"},
       // The other way round.
-      {"/string[id=eth0]", "at 8: unknown key 'id' of 'string'; there is 'name'"},
-      {"/string[name__x=eth0]", "at 8: unknown key 'name__x' of 'string'; there is 'name'"},
-      {"/stray[key=7]", "at 7: unknown key 'key' of 'stray'; there is 'number'"},
-      {"/range[low=1][high=2]", "at 7: unknown key 'low' of 'range'; there is 'key'"},
-      {"/string[name=a][name=b]", "at 16: key 'name' is given twice; there is 'name'"},
-      {"/string[name=*][name=*]", "at 16: key 'name' is given twice; there is 'name'"},
-      {"/string[name=a][leaf=1]", "at 16: key 'leaf' is one too many: the key is one value; there is 'name'"},
-      {"/nameless[a=1][b=2]", "at 15: key 'b' is one too many: the key is one value"},
-      {"/vlan[key=65536]", "at 10: Zyn::U16: '65536' does not fit: a decimal number from 0 to 65535"},
-      {"/colour[key=RED]", "at 12: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
-      {"/peer[key=eth0]", "at 10: 'eth0' doesn't match any alternatives of Union type 'Test::Peer'"},
+      {"/string[id=eth0]", "KeyUnknown at 8: unknown key 'id' of 'string'; there is 'name'"},
+      {"/string[name__x=eth0]", "KeyUnknown at 8: unknown key 'name__x' of 'string'; there is 'name'"},
+      {"/stray[key=7]", "KeyUnknown at 7: unknown key 'key' of 'stray'; there is 'number'"},
+      {"/range[low=1][high=2]", "KeyUnknown at 7: unknown key 'low' of 'range'; there is 'key'"},
+      {"/string[name=a][name=b]", "KeyTwice at 16: key 'name' is given twice"},
+      {"/string[name=*][name=*]", "KeyTwice at 16: key 'name' is given twice"},
+      {"/string[name=a][leaf=1]",
+       "KeyUnknown at 16: key 'leaf' is one too many: the key is one value; there is 'name'"},
+      {"/nameless[a=1][b=2]", "KeyUnknown at 15: key 'b' is one too many: the key is one value"},
+      {"/vlan[key=65536]", "ValueRefused at 10: Zyn::U16: '65536' does not fit: a decimal number from 0 to 65535"},
+      {"/colour[key=RED]",
+       "ValueRefused at 12: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
+      {"/peer[key=eth0]", "ValueRefused at 10: 'eth0' doesn't match any alternatives of Union type 'Test::Peer'"},
   };
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;
@@ -194,26 +206,29 @@ TEST_F(Resolve, AKeyOfSeveralParts) {
       {"/free", "free every"},
       {"/namelessPair[tag=7]", "namelessPair filter tag=7"},
       // Names that are wrong.
-      {"/pair[vfr=a]", "at 6: unknown key 'vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
-      {"/pair[vrf=a][key=b]", "at 13: unknown key 'key' of 'pair'; there are 'vrf', 'colour', 'tag'"},
-      {"/pair[key__vfr=a]", "at 6: unknown key 'key__vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[vfr=a]", "KeyUnknown at 6: unknown key 'vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[vrf=a][key=b]", "KeyUnknown at 13: unknown key 'key' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[key__vfr=a]", "KeyUnknown at 6: unknown key 'key__vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
       {"/pair[nokey__vrf=a]",
-       "at 6: unknown key 'nokey__vrf' of 'pair': no 'nokey' in Test::Pair; there are 'vrf', 'colour', 'tag'"},
-      {"/pair[vrf__x=a]", "at 6: unknown key 'vrf__x' of 'pair': no 'x' in Zyn::String"},
-      {"/pair[__vrf=a]", "at 6: unknown key '__vrf' of 'pair': no '' in Test::Pair; there are 'vrf', 'colour', 'tag'"},
+       "KeyUnknown at 6: unknown key 'nokey__vrf' of 'pair': no 'nokey' in Test::Pair; there are 'vrf', 'colour', "
+       "'tag'"},
+      {"/pair[vrf__x=a]", "KeyUnknown at 6: unknown key 'vrf__x' of 'pair': no 'x' in Zyn::String"},
+      {"/pair[__vrf=a]",
+       "KeyUnknown at 6: unknown key '__vrf' of 'pair': no '' in Test::Pair; there are 'vrf', 'colour', 'tag'"},
       {"/namelessPair[__vrf=a]",
-       "at 14: unknown key '__vrf' of 'namelessPair': no '' in Test::Pair; there are 'vrf', 'colour', 'tag'"},
-      {"/pair[vrf=a][vrf=a]", "at 13: key 'vrf' is given twice; there are 'vrf', 'colour', 'tag'"},
-      {"/pair[vrf=*][vrf=*]", "at 13: key 'vrf' is given twice; there are 'vrf', 'colour', 'tag'"},
-      {"/pair[vrf=a][key__vrf=a]",
-       "at 13: key 'key__vrf' is given twice, first as 'vrf'; there are 'vrf', 'colour', 'tag'"},
-      {"/pair[key__vrf=a][tag=1][vrf=a]",
-       "at 25: key 'vrf' is given twice, first as 'key__vrf'; there are 'vrf', 'colour', 'tag'"},
+       "KeyUnknown at 14: unknown key '__vrf' of 'namelessPair': no '' in Test::Pair; there are 'vrf', 'colour', "
+       "'tag'"},
+      {"/pair[vrf=a][vrf=a]", "KeyTwice at 13: key 'vrf' is given twice"},
+      {"/pair[vrf=*][vrf=*]", "KeyTwice at 13: key 'vrf' is given twice"},
+      {"/pair[vrf=a][key__vrf=a]", "KeyTwice at 13: key 'key__vrf' is given twice, first as 'vrf'"},
+      {"/pair[key__vrf=a][tag=1][vrf=a]", "KeyTwice at 25: key 'vrf' is given twice, first as 'key__vrf'"},
       // Values that are wrong: of a whole key, and of a filter.
-      {"/pair[vrf=a][colour=RED]", "at 20: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
-      {"/pair[colour=RED]", "at 13: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
+      {"/pair[vrf=a][colour=RED]",
+       "ValueRefused at 20: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
+      {"/pair[colour=RED]",
+       "ValueRefused at 13: Test::Colour: ''RED'' does not fit: 'red', 'blue'; did you mean 'red'?"},
       // A name that is wrong counts before a value that is.
-      {"/pair[colour=RED][vfr=a]", "at 18: unknown key 'vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
+      {"/pair[colour=RED][vfr=a]", "KeyUnknown at 18: unknown key 'vfr' of 'pair'; there are 'vrf', 'colour', 'tag'"},
   };
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;
@@ -229,16 +244,16 @@ TEST_F(Resolve, PartsOfParts) {
       {"/nested[row=1][id=3]", "nested filter id=3 row=1"},
       {"/nested[id=3]", "nested filter id=3"},
       {"/nested[site__row=*][id=3]", "nested filter id=3"},
-      {"/nested[site__row=1][id=3]", "at 8: Filtering nested key 'site__row' is not supported"},
-      {"/nested[site__row=1][site__seat=2]", "at 8: Filtering nested key 'site__row' is not supported"},
-      {"/nested[id=3][key__site__row=1]", "at 14: Filtering nested key 'site__row' is not supported"},
+      {"/nested[site__row=1][id=3]", "Unsupported at 8: Filtering nested key 'site__row' is not supported"},
+      {"/nested[site__row=1][site__seat=2]", "Unsupported at 8: Filtering nested key 'site__row' is not supported"},
+      {"/nested[id=3][key__site__row=1]", "Unsupported at 14: Filtering nested key 'key__site__row' is not supported"},
       {"/nested[site=1][id=3]",
-       "at 8: Expecting a scalar at leaf element 'site'; found composite of type 'Test::Nested'"},
-      {"/nested[site=1]", "at 8: Test::Site: '1' does not fit: it is built from its attributes, not from text"},
-      {"/nested[site__row=1][site__seat=2][site__row=1][id=3]",
-       "at 35: key 'site__row' is given twice; there are 'site', 'row', 'seat', 'id'"},
+       "ValueRefused at 8: Expecting a scalar at leaf element 'site'; found composite of type 'Test::Nested'"},
+      {"/nested[site=1]",
+       "ValueRefused at 8: Test::Site: '1' does not fit: it is built from its attributes, not from text"},
+      {"/nested[site__row=1][site__seat=2][site__row=1][id=3]", "KeyTwice at 35: key 'site__row' is given twice"},
       {"/nested[site__row=1][site__seat=999][id=3]",
-       "at 32: Zyn::U8: '999' does not fit: a decimal number from 0 to 255"},
+       "ValueRefused at 32: Zyn::U8: '999' does not fit: a decimal number from 0 to 255"},
   };
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;
@@ -254,12 +269,12 @@ TEST_F(Resolve, APartServesOnce) {
        "link exact Test::Link(from=Test::Site(row=1, seat=2), to=Test::Site(row=3, seat=4))"},
       {"/link[row=1][seat=2][from__row=3][from__seat=4][to__row=5][to__seat=6]",
        "link exact Test::Link(from=Test::Site(row=3, seat=4), to=Test::Site(row=5, seat=6), row=1, seat=2)"},
-      {"/link[row=1][seat=2][to__row=3]", "at 21: Filtering nested key 'to__row' is not supported"},
+      {"/link[row=1][seat=2][to__row=3]", "Unsupported at 21: Filtering nested key 'to__row' is not supported"},
       {"/link[row=1]", "link filter row=1"},
       // What is set afterwards is built as well.
       {"/placed[id=1]", "placed exact Test::Placed(id=1)"},
       {"/placed[id=1][site__row=2][site__seat=3]", "placed exact Test::Placed(id=1, site=Test::Site(row=2, seat=3))"},
-      {"/placed[id=1][site__row=2]", "at 14: Filtering nested key 'site__row' is not supported"},
+      {"/placed[id=1][site__row=2]", "Unsupported at 14: Filtering nested key 'site__row' is not supported"},
   };
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;
@@ -276,15 +291,17 @@ TEST_F(Resolve, PartsOfPartsThatHaveATextToo) {
       {"/texts[vlan=7][range=1-2]", "texts exact Test::Texts(vlan=Test::Vlan(7), range=Test::Range(low=1, high=2))"},
       {"/texts[vlan__value=7][range__low=1][range__high=2]",
        "texts exact Test::Texts(vlan=Test::Vlan(7), range=Test::Range(low=1, high=2))"},
-      {"/texts[range__low=1][vlan=7]", "at 7: Filtering nested key 'range__low' is not supported"},
-      {"/texts[low=1][high=2][vlan=7]", "at 7: unknown key 'low' of 'texts'; there are 'vlan', 'range', 'peer'"},
-      {"/texts[vlan=7][vlan__value=8][range=1-2]", "at 15: key 'vlan__value' is a part of 'vlan', which is given, too"},
+      {"/texts[range__low=1][vlan=7]", "Unsupported at 7: Filtering nested key 'range__low' is not supported"},
+      {"/texts[low=1][high=2][vlan=7]",
+       "KeyUnknown at 7: unknown key 'low' of 'texts'; there are 'vlan', 'range', 'peer'"},
+      {"/texts[vlan=7][vlan__value=8][range=1-2]",
+       "KeyTwice at 15: key 'vlan__value' is a part of 'vlan', which is given, too"},
       {"/texts[range=1-2][key__range__low=1][key__vlan=*]",
-       "at 18: key 'key__range__low' is a part of 'range', which is given, too"},
+       "KeyTwice at 18: key 'key__range__low' is a part of 'range', which is given, too"},
       {"/texts[vlan__value=70000][range=1-2]",
-       "at 19: Zyn::U16: '70000' does not fit: a decimal number from 0 to 65535"},
+       "ValueRefused at 19: Zyn::U16: '70000' does not fit: a decimal number from 0 to 65535"},
       {"/texts[vlan=7][range=1-2][peer__number=7]",
-       "at 1: Test::Peer: it is built by setting an alternative, not from arguments"},
+       "ValueRefused at 1: Test::Peer: it is built by setting an alternative, not from arguments"},
   };
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;
@@ -296,8 +313,7 @@ TEST_F(Resolve, AnAttributeOfTheKeyMayBeCalledAsTheKeyIs) {
   EXPECT_EQ(at("/own[key__key=1]"), "own exact Test::Own(key=1)");
   EXPECT_EQ(at("/own[key=1][key__other=2]"), "own exact Test::Own(key=1, other=2)");
   EXPECT_EQ(at("/own[other=2]"), "own filter other=2");
-  EXPECT_EQ(at("/own[key=1][key__key=1]"),
-            "at 12: key 'key__key' is given twice, first as 'key'; there are 'key', 'other'");
+  EXPECT_EQ(at("/own[key=1][key__key=1]"), "KeyTwice at 12: key 'key__key' is given twice, first as 'key'");
 }
 
 TEST_F(Resolve, ElementsByName) {
@@ -314,14 +330,17 @@ TEST_F(Resolve, ElementsByName) {
       {"/any:pair/some:inner[tag=1]", "pair every; inner filter tag=1"},
       {"/m:leaf", ""},
       {"/late", "late every"},
-      {"/pair/innr", "at 6: unknown element 'innr' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
-      {"/leaf/x", "at 6: unknown element 'x' of Zyn::U8"},
-      {"/pair/a:b:inner", "at 6: unknown element 'a:b:inner' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
-      {"/pair/:", "at 6: unknown element ':' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
-      {"/pair/*", "at 6: unknown element '*' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
-      {"/pair/event[x=1]", "at 6: unknown element 'event' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
-      {"/pair/leaf[x=1]", "at 11: 'leaf' takes no keys and is none of the keyed collections; there is 'inner'"},
-      {"/pair//", "at 6: expected the name of an element; found '/'"},
+      {"/pair/innr", "UnknownNode at 6: unknown element 'innr' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/leaf/x", "UnknownNode at 6: unknown element 'x' of Zyn::U8"},
+      {"/pair/a:b:inner",
+       "UnknownNode at 6: unknown element 'a:b:inner' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/pair/:", "UnknownNode at 6: unknown element ':' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/pair/*", "WildcardRefused at 6: element '*' stands for many nodes; name one"},
+      {"/pair/event[x=1]",
+       "UnknownNode at 6: unknown element 'event' of Test::pairEntry; there are 'key', 'leaf', 'inner'"},
+      {"/pair/leaf[x=1]",
+       "KeyUnknown at 11: 'leaf' takes no keys and is none of the keyed collections; there is 'inner'"},
+      {"/pair//", "Malformed at 6: expected the name of an element; found '/'"},
   };
   for (auto const& [path, result] : rows) {
     EXPECT_EQ(at(path), result) << path;
@@ -333,27 +352,29 @@ TEST_F(Resolve, ElementsByName) {
 }
 
 TEST_F(Resolve, AModuleCountsWhereTheCallerKnowsIt) {
-  Options const options = {
-      .moduleOf = [](Zyn::ZynAttr attr) { return std::string_view(attr.name()) == "inner" ? "new" : "old"; }};
+  Options const options = {.facts = {.moduleOf = [](Zyn::ZynAttr attr) {
+                             return std::string_view(attr.name()) == "inner" ? "new" : "old";
+                           }}};
   EXPECT_EQ(at("/old:pair/new:inner", options), "pair every; inner every");
   EXPECT_EQ(at("/pair/inner", options), "pair every; inner every");
   EXPECT_EQ(at("/m:leaf", options), "");
   EXPECT_EQ(at("/old:pair/old:inner", options),
-            "at 10: unknown element 'old:inner' of Test::pairEntry; there are 'key', 'leaf', 'inner'");
-  EXPECT_EQ(at("/:pair/inner", options).substr(0, 29), "at 1: unknown element ':pair'");
+            "UnknownNode at 10: unknown element 'old:inner' of Test::pairEntry; there are 'key', 'leaf', 'inner'");
+  EXPECT_EQ(at("/:pair/inner", options).substr(0, 41), "UnknownNode at 1: unknown element ':pair'");
 }
 
 TEST_F(Resolve, S4TextsOfTypesThatHaveThem) {
   Options const s4 = {.useS4Encoding = true};
   EXPECT_EQ(at("/pair[key=CgFhEAE=]", s4), "pair exact Test::Pair(vrf=\"a\", colour='blue')");
   EXPECT_EQ(at("/pair[key=*]", s4), "pair every");
-  EXPECT_EQ(at("/pair[vrf=a]", s4), "at 6: unknown key 'vrf' of 'pair'; there is 'key'");
+  EXPECT_EQ(at("/pair[vrf=a]", s4), "KeyUnknown at 6: unknown key 'vrf' of 'pair'; there is 'key'");
   EXPECT_EQ(at("/nested[site__row=1][site__seat=2][id=3]", s4),
             "nested exact Test::Nested(site=Test::Site(row=1, seat=2), id=3)");
-  EXPECT_EQ(keyNames(rootType.attr("pair"), true), std::vector<std::string>{"key"});
-  EXPECT_EQ(keyNames(rootType.attr("pair"), false), (std::vector<std::string>{"vrf", "colour", "tag"}));
-  EXPECT_EQ(keyNames(rootType.attr("nameless"), false), std::vector<std::string>());
-  EXPECT_EQ(keyNames(rootType.attr("leaf"), false), std::vector<std::string>());
+  EXPECT_EQ(Resolver(rootType, s4).keyNames(rootType.attr("pair")), std::vector<std::string>{"key"});
+  Resolver const plain(rootType);
+  EXPECT_EQ(plain.keyNames(rootType.attr("pair")), (std::vector<std::string>{"vrf", "colour", "tag"}));
+  EXPECT_EQ(plain.keyNames(rootType.attr("nameless")), std::vector<std::string>());
+  EXPECT_EQ(plain.keyNames(rootType.attr("leaf")), std::vector<std::string>());
 }
 
 TEST_F(Resolve, TheTreeIsShownBeforeTheKeyIsBuilt) {
@@ -366,50 +387,138 @@ TEST_F(Resolve, TheTreeIsShownBeforeTheKeyIsBuilt) {
   EXPECT_EQ(children, 2U);
 }
 
-TEST_F(Resolve, SelectionTellsWhichKeyIsWrong) {
-  Zyn::ZynAttr const pairs = rootType.attr("pair");
-  std::vector<Key> keys = {{.name = "vrf", .value = "a"}, {.name = "colour", .value = "green"}};
-  auto found = select(pairs, keys, {});
-  ASSERT_FALSE(found);
-  EXPECT_EQ(found.error().key, 1U);
-  EXPECT_TRUE(found.error().ofValue);
-  keys[1].name = "color";
-  found = select(pairs, keys, {});
-  ASSERT_FALSE(found);
-  EXPECT_EQ(found.error().key, 1U);
-  EXPECT_FALSE(found.error().ofValue);
-  EXPECT_EQ(found.error().unknown, "color");
-  EXPECT_EQ(found.error().names, (std::vector<std::string>{"vrf", "colour", "tag"}));
-  // What a path built in code lacks are offsets, and nothing else.
-  Path const path = {.origin = "", .elements = {{.name = "pair", .keys = {{.name = "tag", .value = "7"}}}}};
-  EXPECT_EQ(shown(resolve(rootType, path, {})->front().selection), "filter tag=7");
+TEST_F(Resolve, AnErrorOfAMessageNamesElementAndKey) {
+  Resolver const resolver(rootType);
+  Resolved found;
+  Path path;
+  path.add("leaf");
+  path.clear();
+  path.add("pair").add("inner").addKey("vrf", "a").addKey("colour", "green");
+  auto done = resolver.resolve(path, found);
+  ASSERT_FALSE(done);
+  EXPECT_EQ(done.error().kind, ErrorClass::ValueRefused);
+  EXPECT_EQ(done.error().element, 1U);
+  EXPECT_EQ(done.error().key, "colour");
+  EXPECT_FALSE(done.error().offset);
+  path.clear();
+  path.add("pair").addKey("color", "green");
+  done = resolver.resolve(path, found);
+  ASSERT_FALSE(done);
+  EXPECT_EQ(done.error().kind, ErrorClass::KeyUnknown);
+  EXPECT_EQ(done.error().element, 0U);
+  EXPECT_EQ(done.error().key, "color");
+  EXPECT_EQ(done.error().unknown, "color");
+  EXPECT_EQ(done.error().names, (std::vector<std::string>{"vrf", "colour", "tag"}));
+  // A prefix counts its own elements.
+  Path const joined = *join(*parsePath("/pair/inner[vfr=a]"), *parsePath("/inner/x"));
+  done = resolver.resolve(joined, found);
+  ASSERT_FALSE(done);
+  EXPECT_TRUE(done.error().inPrefix);
+  EXPECT_EQ(done.error().element, 1U);
+  EXPECT_FALSE(done.error().offset);
+  done = resolver.resolve(*join(*parsePath("/pair/inner"), *parsePath("/inner/x")), found);
+  ASSERT_FALSE(done);
+  EXPECT_FALSE(done.error().inPrefix);
+  EXPECT_EQ(done.error().element, 1U);
+  EXPECT_EQ(done.error().offset, 7U);
+}
+
+TEST_F(Resolve, TheLastNodeIsTold) {
+  Resolver const resolver(rootType, {.facts = {.isList = [](Zyn::ZynAttr attr) { return Model::isList(attr); }}});
+  struct NodeRow {
+    std::string_view path;
+    std::string_view node;
+  };
+  NodeRow const rows[] = {{"/", "container Test::Root, 0"},
+                          {"/pair", "list Test::pairEntry, 1"},
+                          {"/pair[tag=1]/inner/leaf", "leaf Zyn::U8, 3"},
+                          {"/event", "list Test::pairEntry, 1"},
+                          {"/late", "list Test::LateEntry, 1"},
+                          {"/pair/key/vrf", "leaf Zyn::String, 3"}};
+  Resolved found;
+  for (auto const& [path, node] : rows) {
+    ASSERT_TRUE(resolver.resolve(*parsePath(path), found)) << path;
+    EXPECT_EQ(
+        std::string(nameOf(found.node.kind)) + " " + found.node.type.name() + ", " + std::to_string(found.nodes.size()),
+        node)
+        << path;
+    EXPECT_EQ(found.nodes.empty() ? Zyn::ZynAttr() : found.nodes.back(), found.node.attr);
+  }
+}
+
+TEST_F(Resolve, ModesRefuseWhatTheyDoNotTake) {
+  struct ModeRow {
+    std::string_view path;
+    Mode mode;
+    std::string_view result;
+  };
+  ModeRow const rows[] = {
+      {"/pair[vrf=a][colour=red]/inner[vrf=a][colour=blue]/leaf", Mode::Write,
+       "pair exact Test::Pair(vrf=\"a\", colour='red'); inner exact Test::Pair(vrf=\"a\", colour='blue')"},
+      {"/leaf", Mode::Write, ""},
+      {"/pair[vrf=a]", Mode::Write, "KeyMissing at 1: 'pair' needs key 'colour' to name one entry"},
+      {"/pair/leaf", Mode::Write, "KeyMissing at 1: 'pair' needs key 'vrf', 'colour' to name one entry"},
+      {"/string", Mode::Write, "KeyMissing at 1: 'string' needs key 'name' to name one entry"},
+      {"/pair[vrf=a][colour=*]", Mode::Write, "WildcardRefused at 20: '*' stands for every key; name one"},
+      {"/string[name=*]", Mode::Write, "WildcardRefused at 13: '*' stands for every key; name one"},
+      {"/nested[site__row=1][id=3]", Mode::Write,
+       "KeyMissing at 1: 'nested' needs every part of its key to name one entry"},
+      {"/pair/*", Mode::Write, "KeyMissing at 1: 'pair' needs key 'vrf', 'colour' to name one entry"},
+      {"/pair[vrf=a][colour=red]/...", Mode::Write,
+       "WildcardRefused at 25: element '...' stands for many nodes; name one"},
+      {"/pair[vrf=a]", Mode::Notify, "pair filter vrf=\"a\""},
+      {"/pair/leaf", Mode::Notify, "pair every"},
+      {"/string[name=*]", Mode::Notify, "WildcardRefused at 13: '*' stands for every key; name one"},
+      {"/pair[tag=*]", Mode::Notify, "WildcardRefused at 10: '*' stands for every key; name one"},
+      {"/*", Mode::Notify, "WildcardRefused at 1: element '*' stands for many nodes; name one"},
+      {"/pair[vrf=a][colour=*]", Mode::Delete, "pair filter vrf=\"a\""},
+      {"/pair", Mode::Delete, "pair every"},
+  };
+  for (auto const& [path, mode, result] : rows) {
+    EXPECT_EQ(at(path, {}, mode), result) << path;
+  }
 }
 
 TEST_F(Resolve, NothingToWalkFrom) {
-  auto const found = resolve({}, "/a", {});
-  ASSERT_FALSE(found);
-  EXPECT_EQ(found.error().text, "unknown element 'a' of ");
-  EXPECT_TRUE(resolve({}, "/", {}));
+  Resolver const resolver({});
+  Resolved found;
+  auto const done = resolver.resolve(*parsePath("/a"), found);
+  ASSERT_FALSE(done);
+  EXPECT_EQ(done.error().text, "unknown element 'a' of a node without any");
+  EXPECT_TRUE(resolver.resolve({}, found));
+  auto const visit = [](Resolved const&) { return true; };
+  EXPECT_TRUE(resolver.expand(*parsePath("/..."), visit));
+  EXPECT_FALSE(resolver.expand(*parsePath("/*"), visit));
+  EXPECT_TRUE(resolver.nodesBelow({}).empty());
+}
+
+TEST_F(Resolve, NamesOfPartsMayHoldWhatJoinsThem) {
+  Zyn::ZynType const key =
+      module.value("Cut").attr("a__b", core(Kind::U8)).attr("c", core(Kind::U8)).args({"a__b", "c"});
+  keyed("cut", key);
+  EXPECT_EQ(at("/cut[a__b=1][c=2]"), "cut exact Test::Cut(a__b=1, c=2)");
+  EXPECT_EQ(at("/cut[a__b=1]"), "cut filter a__b=1");
+  EXPECT_EQ(at("/cut[a__b=*]"), "cut every");
+  EXPECT_EQ(at("/cut[a__b=256]").substr(0, 31), "ValueRefused at 10: Zyn::U8: '2");
 }
 
 TEST_F(Resolve, LongNamesAreCutInMessages) {
   std::string const name(100, 'x');
-  EXPECT_EQ(at("/pair/" + name), "at 6: unknown element '" + name.substr(0, 64) +
+  EXPECT_EQ(at("/pair/" + name), "UnknownNode at 6: unknown element '" + name.substr(0, 64) +
                                      "'... of Test::pairEntry; there are 'key', 'leaf', 'inner'");
 }
 
 TEST_F(Resolve, AnyNumberOfKeysAndElements) {
-  std::string same = "/pair";
   std::string different = "/pair";
   std::string deep = "/pair";
   for (std::size_t i = 0; i != many; ++i) {
-    same += "[vrf=a]";
     different += "[k" + std::to_string(i) + "=a]";
     deep += i % 10 == 0 ? "/inner[tag=1]" : "/inner";
   }
-  EXPECT_EQ(at(same).substr(0, 30), "at 13: key 'vrf' is given twic");
-  EXPECT_EQ(at(different).substr(0, 24), "at 6: unknown key 'k0' o");
-  EXPECT_EQ(resolve(rootType, deep, {})->size(), many + 1);
+  EXPECT_EQ(at(different).substr(0, 35), "KeyUnknown at 6: unknown key 'k0' o");
+  Resolved found;
+  ASSERT_TRUE(Resolver(rootType).resolve(*parsePath(deep), found));
+  EXPECT_EQ(found.selections.size(), many + 1);
   EXPECT_EQ(at("/string[name=" + std::string(hugeSize, 'v') + "]").size(), hugeSize + 15);
 }
 

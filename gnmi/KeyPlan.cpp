@@ -1,0 +1,439 @@
+#include "gnmi/KeyPlan.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "gnmi/KeyParts.h"
+#include "text/Messages.h"
+
+namespace Gnmi {
+namespace {
+
+using Drovan::ZynKeyDecoder;
+
+// The decoder recurses, and types that need each other many times over would keep it busy for ever.
+constexpr std::size_t mostLevels = 1000;
+constexpr std::size_t mostArguments = 1'000'000;
+
+std::string withModule(SchemaFacts const& facts, Zyn::ZynAttr attr) {
+  std::string_view const module = facts.moduleOf && !attr.empty() ? facts.moduleOf(attr) : std::string_view();
+  return module.empty() ? std::string() : std::string(module) + ":" + attr.name();
+}
+
+bool isOpen(Key const& key) { return key.value == wildcard; }
+
+KeyError refused(std::size_t key, bool ofValue, Velko::String const& text) {
+  return {.kind = ErrorClass::ValueRefused, .text = std::string(text.view()), .key = key, .ofValue = ofValue};
+}
+
+KeyError twice(std::size_t key, std::string_view name, std::string_view first) {
+  return {.kind = ErrorClass::KeyTwice,
+          .text = "key " + Text::inQuotes(name) + " is given twice, first as " + Text::inQuotes(first),
+          .key = key};
+}
+
+}  // namespace
+
+KeyPlan::KeyPlan(Zyn::ZynAttr collection, Options const& options)
+    : decoder_(collection, options.useS4Encoding),
+      keyType_(collection.keyType()),
+      isOneValue_(Drovan::isScalarKeyType(keyType_, options.useS4Encoding)) {
+  if (char const* const name = collection.internalKeyName(); name != nullptr && *name != '\0') {
+    keyName_ = name;
+    Zyn::ZynAttr const leaf = collection.attrType().attr(name);
+    qualifiedKeyName_ = withModule(options.facts, leaf);
+    takesKeyName_ = leaf.empty() || !options.facts.isHidden || !options.facts.isHidden(leaf);
+  }
+  if (isOneValue_) {
+    if (!keyName_.empty()) {
+      names_.emplace_back(keyName_);
+    }
+    return;
+  }
+  for (Zyn::AttributeQIterator attr(keyType_); attr; ++attr) {
+    std::string_view const name = (*attr).name();
+    // A key's leaf is an attribute of the entries as well, and that one has a module.
+    for (Zyn::ZynAttr const leaf : {*attr, collection.attrType().attr(name)}) {
+      if (std::string qualified = withModule(options.facts, leaf); !qualified.empty()) {
+        partsByName_.emplace(qualifiedNames_.emplace_back(std::move(qualified)), parts_.size());
+      }
+    }
+    names_.emplace_back(name);
+    partsByName_.insert_or_assign(name, parts_.size());
+    parts_.push_back({.attr = *attr,
+                      .path = PathElements(1, name),
+                      .isScalar = Drovan::isScalarKeyType((*attr).attrType(), options.useS4Encoding),
+                      .isCut = ZynKeyDecoder::splitPath(name).size() > 1});
+  }
+  for (auto name = keyType_.module()->argNameQIterator(keyType_.argListIndex()); name; ++name) {
+    auto const part = partsByName_.find(std::string_view(*name));
+    if (part == partsByName_.end()) {
+      isFlat_ = false;
+      continue;
+    }
+    isFlat_ = isFlat_ && parts_[part->second].isScalar && !parts_[part->second].isArgument;
+    parts_[part->second].isArgument = true;
+    ++argumentCount_;
+  }
+}
+
+std::expected<Selection, KeyError> KeyPlan::select(std::span<Key const> keys, Mode mode,
+                                                   ShowTree const& showTree) const {
+  if (keys.empty()) {
+    if (mode == Mode::Write) {
+      return std::unexpected(missingKeys({}));
+    }
+    return ZynKeyDecoder::Multiple{};
+  }
+  return isOneValue_ ? selectOne(keys, mode) : selectParts(keys, mode, showTree);
+}
+
+std::expected<Selection, KeyError> KeyPlan::selectOne(std::span<Key const> keys, Mode mode) const {
+  Key const& key = keys.front();
+  if (!keyName_.empty() && key.name != keyName_ && key.name != qualifiedKeyName_) {
+    KeyError error = unknownKey(key.name);
+    error.key = 0;
+    return std::unexpected(std::move(error));
+  }
+  if (keys.size() > 1) {
+    return std::unexpected(
+        KeyError{.text = "key " + Text::inQuotes(keys[1].name) + " is one too many: the key is one value",
+                 .key = 1,
+                 .names = names_});
+  }
+  if (isOpen(key) && (mode == Mode::Write || mode == Mode::Notify)) {
+    return std::unexpected(KeyError{
+        .kind = ErrorClass::WildcardRefused, .text = "'*' stands for every key; name one", .key = 0, .ofValue = true});
+  }
+  auto decoded = decoder_.decodeScalarKey(keyType_, keyName_, key.value);
+  if (!decoded) {
+    return std::unexpected(refused(0, true, decoded.error()));
+  }
+  return *std::move(decoded);
+}
+
+std::expected<Selection, KeyError> KeyPlan::selectParts(std::span<Key const> keys, Mode mode,
+                                                        ShowTree const& showTree) const {
+  GivenKeys given;
+  for (Key const& key : keys) {
+    auto found = find(key.name);
+    if (!found) {
+      found.error().key = given.size();
+      return std::unexpected(std::move(found).error());
+    }
+    given.push_back(*std::move(found));
+  }
+  auto const open = std::ranges::find_if(keys, isOpen);
+  auto const whole = isWhole(keys, given, open == keys.end());
+  if (!whole) {
+    return std::unexpected(whole.error());
+  }
+  if (open != keys.end() && (mode == Mode::Write || mode == Mode::Notify)) {
+    return std::unexpected(KeyError{.kind = ErrorClass::WildcardRefused,
+                                    .text = "'*' stands for every key; name one",
+                                    .key = static_cast<std::size_t>(open - keys.begin()),
+                                    .ofValue = true});
+  }
+  if (*whole) {
+    return build(keys, given, showTree);
+  }
+  if (mode == Mode::Write) {
+    return std::unexpected(missingKeys(given));
+  }
+  return filter(keys, given);
+}
+
+std::expected<Selection, KeyError> KeyPlan::build(std::span<Key const> keys, std::span<Given const> given,
+                                                  ShowTree const& showTree) const {
+  ZynKeyDecoder::KeyElemNode root(keyType_, decoder_.useS4Encoding);
+  for (std::size_t i = 0; i != keys.size(); ++i) {
+    PathElements const& path = given[i].nested.empty() ? parts_[given[i].part].path : given[i].nested;
+    if (auto const done = root.insertPathSuffix(path.begin(), path.end(), Velko::String(keys[i].value)); !done) {
+      return std::unexpected(refused(i, given[i].isScalar, done.error()));
+    }
+  }
+  if (showTree) {
+    showTree(root);
+  }
+  if (auto const done = root.instantiate(); !done) {
+    return std::unexpected(refused(KeyError::all, false, done.error()));
+  }
+  return ZynKeyDecoder::Single{std::move(root.value)};
+}
+
+std::expected<Selection, KeyError> KeyPlan::filter(std::span<Key const> keys, std::span<Given const> given) const {
+  ZynKeyDecoder::Multiple some;
+  for (std::size_t i = 0; i != keys.size(); ++i) {
+    PathElements const& nested = given[i].nested;
+    bool const isNested = nested.size() > 1;
+    // The text of a part of a part is what the decoder's error quotes.
+    auto const done = nested.empty()
+                          ? filterPart(parts_[given[i].part], keys[i].value, some.values)
+                          : decoder_.updateFilter(some.values, isNested ? keys[i].name : nested.front(), keys[i].value);
+    if (!done) {
+      KeyError error = refused(i, !isNested && given[i].isScalar, done.error());
+      error.kind = isNested ? ErrorClass::Unsupported : error.kind;
+      return std::unexpected(std::move(error));
+    }
+  }
+  return some;
+}
+
+KvStd::Expected<void, Velko::String> KeyPlan::filterPart(Part const& part, std::string_view value,
+                                                         Decoder::FilterMap& into) const {
+  if (!part.isCut) {
+    return decoder_.updateFilter(into, part.path.front(), value);
+  }
+  auto decoded = decoder_.decodeScalarKey(part.attr.attrType(), keyName_, value);
+  if (!decoded) {
+    return KvStd::Unexpected(std::move(decoded).error());
+  }
+  if (auto* const single = std::get_if<ZynKeyDecoder::Single>(&*decoded)) {
+    into.insert_or_assign(part.attr, std::move(single->value));
+  }
+  return {};
+}
+
+std::expected<KeyPlan::Given, KeyError> KeyPlan::find(std::string_view name) const {
+  auto const part = partsByName_.find(name);
+  if (part != partsByName_.end()) {
+    return Given{.part = part->second, .isScalar = parts_[part->second].isScalar};
+  }
+  return findNested(name);
+}
+
+std::expected<KeyPlan::Given, KeyError> KeyPlan::findNested(std::string_view name) const {
+  PathElements elements = ZynKeyDecoder::splitPath(name);
+  // A name that can be read in both ways is read as the decoder does: the attribute that holds the key comes first.
+  if (takesKeyName_ && elements.size() > 1 && elements[0] == keyName_ &&
+      (!keyType_.attr(elements[1]).empty() || keyType_.attr(keyName_).empty())) {
+    elements.erase(elements.begin());
+  }
+  Given given;
+  Zyn::ZynType type = keyType_;
+  for (std::size_t i = 0; i != elements.size(); ++i) {
+    Zyn::ZynAttr const attr = type.attr(elements[i]);
+    if (attr.empty()) {
+      KeyError error = unknownKey(name);
+      if (elements.size() > 1) {
+        error.text += ": no " + Text::inQuotes(elements[i]) + " in " + type.name();
+        error.unknown = elements[i];
+        error.names.clear();
+        for (Zyn::AttributeQIterator other(type); other; ++other) {
+          error.names.emplace_back((*other).name());
+        }
+      }
+      return std::unexpected(std::move(error));
+    }
+    type = attr.attrType();
+  }
+  given.isScalar = Drovan::isScalarKeyType(type, decoder_.useS4Encoding);
+  // A provider need not list inherited attributes.
+  auto const part = partsByName_.find(elements[0]);
+  given.part = part == partsByName_.end() ? parts_.size() : part->second;
+  if (elements.size() > 1 || part == partsByName_.end()) {
+    given.nested = std::move(elements);
+  }
+  return given;
+}
+
+std::expected<bool, KeyError> KeyPlan::isWhole(std::span<Key const> keys, std::span<Given const> given,
+                                               bool isExact) const {
+  if (!isFlat_ || std::ranges::any_of(given, [](Given const& one) { return !one.nested.empty(); })) {
+    return isWholeNested(keys, given, isExact);
+  }
+  constexpr std::size_t none = static_cast<std::size_t>(-1);
+  boost::container::small_vector<std::size_t, 16> keyOf(parts_.size(), none);
+  std::size_t arguments = 0;
+  for (std::size_t i = 0; i != given.size(); ++i) {
+    std::size_t& first = keyOf[given[i].part];
+    if (first != none) {
+      return std::unexpected(twice(i, keys[i].name, keys[first].name));
+    }
+    first = i;
+    arguments += parts_[given[i].part].isArgument ? 1 : 0;
+  }
+  return isExact && arguments == argumentCount_;
+}
+
+std::expected<bool, KeyError> KeyPlan::isWholeNested(std::span<Key const> keys, std::span<Given const> given,
+                                                     bool isExact) const {
+  KeyParts parts(keyType_, decoder_.useS4Encoding);
+  std::vector<KeyParts::Index> indexes;
+  for (std::size_t i = 0; i != given.size(); ++i) {
+    PathElements const& path = given[i].nested.empty() ? parts_[given[i].part].path : given[i].nested;
+    KeyParts::Index part = KeyParts::root;
+    for (std::string_view const element : path) {
+      part = parts.add(part, parts[part].type.attr(element));
+    }
+    if (std::size_t const first = parts[part].key; first != KeyParts::none) {
+      return std::unexpected(twice(i, keys[i].name, keys[first].name));
+    }
+    parts[part].key = i;
+    indexes.push_back(part);
+  }
+  // The decoder would take the value of the whole, and say nothing of the part.
+  for (std::size_t i = 0; i != given.size(); ++i) {
+    for (KeyParts::Index whole = parts[indexes[i]].parent; whole != KeyParts::none; whole = parts[whole].parent) {
+      if (parts[whole].key != KeyParts::none) {
+        return std::unexpected(KeyError{.kind = ErrorClass::KeyTwice,
+                                        .text = "key " + Text::inQuotes(keys[i].name) + " is a part of " +
+                                                Text::inQuotes(keys[parts[whole].key].name) + ", which is given, too",
+                                        .key = i});
+      }
+    }
+  }
+  if (!isExact) {
+    return false;
+  }
+  KeyParts::Result const built = parts.build(mostArguments);
+  if (built.complete && (built.levels > mostLevels || built.arguments > mostArguments)) {
+    std::string const much = built.levels > mostLevels
+                                 ? "nests more than " + std::to_string(mostLevels) + " levels deep"
+                                 : "takes more than " + std::to_string(mostArguments) + " arguments";
+    return std::unexpected(
+        KeyError{.kind = ErrorClass::BoundPassed,
+                 .text = "the key of " + Text::inQuotes(decoder_.collectionAttr.name()) + " " + much});
+  }
+  return built.complete;
+}
+
+KeyError KeyPlan::unknownKey(std::string_view name) const {
+  return {.text = "unknown key " + Text::inQuotes(name) + " of " + Text::inQuotes(decoder_.collectionAttr.name()),
+          .unknown = std::string(name),
+          .names = names_};
+}
+
+KeyError KeyPlan::missingKeys(std::span<Given const> given) const {
+  std::vector<std::string> missing;
+  for (std::size_t i = 0; i != parts_.size(); ++i) {
+    if (parts_[i].isArgument && std::ranges::find(given, i, &Given::part) == given.end()) {
+      missing.emplace_back(parts_[i].attr.name());
+    }
+  }
+  if (isOneValue_) {
+    missing = names_;
+  }
+  return {.kind = ErrorClass::KeyMissing,
+          .text = Text::inQuotes(decoder_.collectionAttr.name()) + " needs " +
+                  (missing.empty() ? "every part of its key" : "key " + Text::list(missing, Text::inQuotes)) +
+                  " to name one entry"};
+}
+
+std::expected<void, KeyError> KeyPlan::compare(Zyn::GenericIf const& key, PayloadLeaf const& leaf,
+                                               Values const& values) const {
+  auto const& [name, text] = leaf;
+  Key const asKey{.name = name, .value = text};
+  Velko::Ptr<Zyn::GenericIf const> held;
+  Velko::Ptr<Zyn::GenericIf const> given;
+  if (isOneValue_) {
+    auto const decoded = selectOne({&asKey, 1}, Mode::Read);
+    if (!decoded) {
+      return std::unexpected(decoded.error());
+    }
+    if (auto const* const single = std::get_if<ZynKeyDecoder::Single>(&*decoded)) {
+      given = single->value;
+    }
+  } else {
+    auto const part = find(name);
+    if (!part || !part->nested.empty()) {
+      return std::unexpected(part ? unknownKey(name) : part.error());
+    }
+    Zyn::ZynAttr const attr = parts_[part->part].attr;
+    held = values.part(key, attr);
+    ZynKeyDecoder::FilterMap filter;
+    if (auto const done = filterPart(parts_[part->part], text, filter); !done) {
+      return std::unexpected(refused(0, true, done.error()));
+    }
+    if (!filter.empty()) {
+      given = filter.begin()->second;
+    }
+  }
+  Zyn::GenericIf const* const value = isOneValue_ ? &key : held.get();
+  std::optional<std::string> const shown = value == nullptr ? std::nullopt : values.text(*value);
+  // The decoder reads "*" as a wildcard; in a payload it is a text like any other.
+  bool const agrees = given ? value != nullptr && values.equal(*value, *given) : shown == text;
+  if (agrees) {
+    return {};
+  }
+  return std::unexpected(KeyError{.kind = ErrorClass::Conflict,
+                                  .text = "the payload has " + Text::inQuotes(text) + " for key " +
+                                          Text::inQuotes(name) + ", the path " +
+                                          (shown ? Text::inQuotes(*shown) : "another value"),
+                                  .key = 0,
+                                  .ofValue = true});
+}
+
+std::expected<std::vector<KeyPlan::NamedText>, KeyError> KeyPlan::write(Selection const& selection,
+                                                                        Values const& values) const {
+  std::vector<NamedText> texts;
+  auto const* const single = std::get_if<ZynKeyDecoder::Single>(&selection);
+  bool written = true;
+  if (single == nullptr) {
+    for (auto const& [attr, value] : std::get<ZynKeyDecoder::Multiple>(selection).values) {
+      std::optional<std::string> text = values.text(*value);
+      written = written && text;
+      texts.emplace_back(attr.name(), std::move(text).value_or(""));
+    }
+  } else if (isOneValue_) {
+    std::optional<std::string> text = values.text(*single->value);
+    written = text.has_value();
+    texts.emplace_back(keyName_.empty() ? "key" : keyName_, std::move(text).value_or(""));
+  } else {
+    written = writeParts(*single->value, keyType_, "", values, texts);
+  }
+  std::ranges::sort(texts);
+  // Not every value can be written, such as a string that is "*": what is written must be read as the same again.
+  if (written && !texts.empty()) {
+    std::vector<Key> keys;
+    for (auto const& [name, text] : texts) {
+      keys.push_back({.name = name, .value = text});
+    }
+    auto const again = select(keys, Mode::Read, {});
+    auto const* const one = again ? std::get_if<ZynKeyDecoder::Single>(&*again) : nullptr;
+    if (single != nullptr) {
+      written = one != nullptr && values.equal(*one->value, *single->value);
+    } else {
+      written = again && one == nullptr;
+      if (written) {
+        auto const& wanted = std::get<ZynKeyDecoder::Multiple>(selection).values;
+        auto const& read = std::get<ZynKeyDecoder::Multiple>(*again).values;
+        written = wanted.size() == read.size() && std::ranges::all_of(wanted, [&](auto const& entry) {
+                    auto const other = read.find(entry.first);
+                    return other != read.end() && values.equal(*other->second, *entry.second);
+                  });
+      }
+    }
+  }
+  if (!written || (single != nullptr && texts.empty())) {
+    return std::unexpected(KeyError{.kind = ErrorClass::ValueRefused,
+                                    .text = "a key of " + Text::inQuotes(decoder_.collectionAttr.name()) +
+                                            " cannot be written: no text is read as this value again"});
+  }
+  return texts;
+}
+
+bool KeyPlan::writeParts(Zyn::GenericIf const& value, Zyn::ZynType type, std::string const& prefix,
+                         Values const& values, std::vector<NamedText>& into) const {
+  for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+    Velko::Ptr<Zyn::GenericIf const> const part = values.part(value, *attr);
+    if (!part) {
+      continue;
+    }
+    Zyn::ZynType const partType = (*attr).attrType();
+    if (!Drovan::isScalarKeyType(partType, decoder_.useS4Encoding)) {
+      if (!writeParts(*part, partType, prefix + (*attr).name() + "__", values, into)) {
+        return false;
+      }
+      continue;
+    }
+    std::optional<std::string> text = values.text(*part);
+    if (!text) {
+      return false;
+    }
+    into.emplace_back(prefix + (*attr).name(), *std::move(text));
+  }
+  return true;
+}
+
+}  // namespace Gnmi

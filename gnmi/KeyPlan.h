@@ -1,0 +1,128 @@
+// How the keys of one collection are named and built, worked out once from its types.
+//
+// Used by the resolver; not installed. A plan never changes, so any number of threads may use one at once. It throws
+// `std::bad_alloc` only.
+#pragma once
+
+#include <absl/container/flat_hash_map.h>
+
+#include <cstddef>
+#include <deque>
+#include <expected>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Drovan/ZynKeyDecoder.h"
+#include "gnmi/NameHash.h"
+#include "gnmi/Resolver.h"
+
+namespace Gnmi {
+
+/** Every key there is. */
+inline constexpr std::string_view wildcard = "*";
+
+/** What is wrong with the keys of one element. */
+struct KeyError {
+  static constexpr std::size_t all = static_cast<std::size_t>(-1);
+
+  ErrorClass kind = ErrorClass::KeyUnknown;
+  std::string text;
+  /** The index of the key; `all` where it is all of them together. */
+  std::size_t key = all;
+  /** Of a key: whether its value is wrong, and not its name. */
+  bool ofValue = false;
+  std::string unknown = {};
+  std::vector<std::string> names = {};
+};
+
+class KeyPlan {
+ public:
+  /** The name of a key and the text of its value. */
+  using NamedText = std::pair<std::string, std::string>;
+
+  KeyPlan(Zyn::ZynAttr collection, Options const& options);
+  /** Its tables view its own names, which stay where they are when it is moved. */
+  KeyPlan(KeyPlan&&) = default;
+  KeyPlan(KeyPlan const&) = delete;
+  KeyPlan& operator=(KeyPlan const&) = delete;
+  ~KeyPlan() = default;
+
+  Zyn::ZynAttr collection() const { return decoder_.collectionAttr; }
+  /** The names of keys, without parts of parts. */
+  std::vector<std::string> const& names() const { return names_; }
+
+  /** What the keys of one element select. */
+  std::expected<Selection, KeyError> select(std::span<Key const> keys, Mode mode, ShowTree const& showTree) const;
+
+  /** Decodes the leaf of a payload, and compares it with the key's part of that name. */
+  std::expected<void, KeyError> compare(Zyn::GenericIf const& key, PayloadLeaf const& leaf, Values const& values) const;
+
+  /** The keys that select the same again, sorted by name; an error where there are none. */
+  std::expected<std::vector<NamedText>, KeyError> write(Selection const& selection, Values const& values) const;
+
+ private:
+  using PathElements = Drovan::ZynKeyDecoder::PathElements;
+  using Decoder = Drovan::ZynKeyDecoder;
+
+  /** An attribute of the key type. */
+  struct Part {
+    Zyn::ZynAttr attr;
+    /** Its name alone, as the decoder takes it. */
+    PathElements path;
+    bool isScalar = false;
+    bool isArgument = false;
+    /** Whether the decoder takes the name alone for that of a part of a part. */
+    bool isCut = false;
+  };
+  /** A part, or a part of a part, that a path gives. */
+  struct Given {
+    /** The part of the key type that it is, or is in. */
+    std::size_t part = 0;
+    /** Of a part of a part, and of a part that is not among those known: all names down to it. */
+    PathElements nested = {};
+    bool isScalar = false;
+  };
+  using GivenKeys = boost::container::small_vector<Given, 8>;
+
+  std::expected<Selection, KeyError> selectOne(std::span<Key const> keys, Mode mode) const;
+  std::expected<Selection, KeyError> selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree) const;
+  std::expected<Selection, KeyError> build(std::span<Key const> keys, std::span<Given const> given,
+                                           ShowTree const& showTree) const;
+  std::expected<Selection, KeyError> filter(std::span<Key const> keys, std::span<Given const> given) const;
+  /** Puts the value of a part into a filter. */
+  KvStd::Expected<void, Velko::String> filterPart(Part const& part, std::string_view value,
+                                                  Decoder::FilterMap& into) const;
+  std::expected<Given, KeyError> find(std::string_view name) const;
+  std::expected<Given, KeyError> findNested(std::string_view name) const;
+  /** Whether the keys make a whole key, of which `isExact` asks; an error where one is given twice in any case. */
+  std::expected<bool, KeyError> isWhole(std::span<Key const> keys, std::span<Given const> given, bool isExact) const;
+  std::expected<bool, KeyError> isWholeNested(std::span<Key const> keys, std::span<Given const> given,
+                                              bool isExact) const;
+  KeyError unknownKey(std::string_view name) const;
+  KeyError missingKeys(std::span<Given const> given) const;
+  bool writeParts(Zyn::GenericIf const& value, Zyn::ZynType type, std::string const& prefix, Values const& values,
+                  std::vector<NamedText>& into) const;
+
+  Decoder decoder_;
+  Zyn::ZynType keyType_;
+  /** Whether one text is the whole key. */
+  bool isOneValue_ = false;
+  /** The name of the attribute that holds the key, which may be none; and with its module in front. */
+  std::string_view keyName_;
+  std::string qualifiedKeyName_;
+  /** Whether that name may stand in front of a part's name. */
+  bool takesKeyName_ = false;
+  /** Whether all constructor arguments are scalar parts, so that the key is whole when all are given. */
+  bool isFlat_ = true;
+  std::size_t argumentCount_ = 0;
+  std::vector<Part> parts_;
+  /** Also with their modules in front; those names are kept beside. */
+  absl::flat_hash_map<std::string_view, std::size_t, NameHash> partsByName_;
+  std::deque<std::string> qualifiedNames_;
+  std::vector<std::string> names_;
+};
+
+}  // namespace Gnmi

@@ -1,0 +1,23 @@
+// One case: a schema, a path, perhaps a prefix, as text or message, and what the resolver and the oracle make of it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "tests/naive-gnmi/Choices.h"
+
+namespace NaiveGnmi {
+
+/** How often something worth trying happened. */
+using Tally = std::map<std::string_view, std::uint64_t>;
+
+/** What differs first, the case behind it; empty where nothing does. Throws `std::bad_alloc` only. */
+std::string difference(Choices& choices, Tally& tally);
+
+/** What a tally comes by when there are enough cases. */
+extern std::string_view const wanted[];
+extern std::size_t const wantedCount;
+
+}  // namespace NaiveGnmi

@@ -1,0 +1,91 @@
+// The job `path`: what a gNMI path selects, given as text or in the fields of a message.
+//
+// Threads: a request and its answer belong to one thread. Errors are those of gnmi/, with their class and place.
+#pragma once
+
+#include <cstddef>
+#include <expected>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "gnmi/Resolver.h"
+#include "model/Value.h"
+
+namespace ZynKey {
+
+/** Names and texts. */
+using NamedTexts = std::vector<std::pair<std::string, std::string>>;
+
+/** A path as a request gives it. Its members are those of the message, so that it is read as one. */
+class PathInput {
+ public:
+  class Elem {
+   public:
+    std::string const& name() const { return nameText; }
+    NamedTexts const& key() const { return keys; }
+
+    std::string nameText;
+    NamedTexts keys;
+  };
+
+  std::vector<Elem> const& elem() const { return elems; }
+  std::vector<std::string> const& element() const { return elements; }
+  std::string const& origin() const { return originText; }
+  std::string const& target() const { return targetText; }
+
+  /** The text of the whole path, where that is how it is given; the fields of the message are empty then. */
+  bool isText = false;
+  std::string text;
+  std::vector<Elem> elems;
+  std::vector<std::string> elements;
+  std::string originText;
+  std::string targetText;
+};
+
+struct PathRequest {
+  PathInput path;
+  /** In front of the path, where there is one. */
+  PathInput prefix;
+  bool hasPrefix = false;
+  Gnmi::Mode mode = Gnmi::Mode::Read;
+  Gnmi::Bounds bounds;
+  /** Leaves of a payload that hold the key of the last list. */
+  NamedTexts payload;
+  bool s4 = false;
+  Gnmi::Resolver const* resolver = nullptr;
+};
+
+/** Every key there is. */
+struct All {};
+/** Sorted by attribute name. */
+using Filter = std::vector<std::pair<std::string, Model::ValuePtr>>;
+
+/** What a path selects of one keyed collection. */
+struct Selected {
+  Zyn::ZynAttr collection;
+  std::variant<Model::ValuePtr, All, Filter> keys;
+};
+/** What one path means. */
+struct PathAnswer {
+  /** The canonical text. */
+  std::string path;
+  Gnmi::Node node;
+  std::vector<Selected> collections;
+  /** What is probably a slip, in a sentence; empty for nothing. */
+  std::string warning = {};
+};
+/** What a path with wildcards for elements means. */
+using Expansions = std::vector<PathAnswer>;
+
+std::expected<std::variant<PathAnswer, Expansions>, Gnmi::Error> resolvePath(PathRequest const& request);
+
+/** "a filter's values", sorted by attribute name. */
+Filter sorted(Drovan::ZynKeyDecoder::FilterMap const& map);
+
+/** `error` as a sentence that names what exists: near names where there are some. */
+std::string sentence(Gnmi::Error const& error);
+
+}  // namespace ZynKey
