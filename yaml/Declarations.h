@@ -51,8 +51,10 @@ class Declarations {
   /** `first`, what it wraps, what that wraps and so on, as far as it has not been asked for; circles are reported. */
   std::vector<Declaration*> wrapperChain(Declaration& first);
 
-  /** Value types and unions, each after those that it contains. Types are built fastest so: none gets deeper when
-   * others use it already. */
+  /**
+   * Value types and unions, each after those that it contains. Types are built fastest so: none gets deeper when others
+   * use it already.
+   */
   std::vector<Declaration*> innerFirst();
 
   /** For files that import this one: which of its types are at fault. */

@@ -25,7 +25,7 @@ namespace Yaml {
 /** Finds and reads files, each once, however often and by whatever paths it is imported. */
 class Imports {
  public:
-  /** What is done with the text of a file; it loads what the file imports by `load`. */
+  /** Makes types of the text of a file, and calls `load` for what the file imports. */
   using Read = std::function<void(File&, std::string_view text)>;
 
   explicit Imports(Read read) : read_(std::move(read)) {}

@@ -222,7 +222,7 @@ class Builder {
   }
 
   void fill(Declaration const& declaration) {
-    Model::TypeBuilder builder = module_.extend(declaration.type);
+    Model::TypeBuilder const builder = module_.extend(declaration.type);
     bool const isValue = declaration.kind == "value";
     for (Node const& attr : declaration.content->items) {
       Zyn::ZynType const type = attrType(attr);
@@ -240,18 +240,20 @@ class Builder {
 
   void fillValue(Node const& node, Model::TypeBuilder builder) {
     Placed<std::string_view> args;
-    Node const* const argsNode = child(node, "args");
-    if (argsNode != nullptr && problems_.expect(*argsNode, Shape::List, "a list of attribute names")) {
-      for (Node const& item : argsNode->items) {
+    if (Node const* const list = child(node, "args");
+        list != nullptr && problems_.expect(*list, Shape::List, "a list of attribute names")) {
+      for (Node const& item : list->items) {
         if (problems_.expect(item, Shape::Text, "the name of an attribute")) {
           args.add(item.text, item.place);
         }
       }
     }
-    auto const buildArgs = [&](std::span<std::string_view const> names) { builder.args(names); };
+    auto const buildArgs = [&] {
+      return buildFrom(node.place, args, [&](std::span<std::string_view const> names) { builder.args(names); });
+    };
 
     // The arguments are checked by themselves, and once more against numbers and pattern, unless those are wrong.
-    bool ok = args.items.empty() || buildFrom(argsNode->place, args, buildArgs);
+    bool ok = buildArgs();
     builder.args({});
     if (Node const* const s4 = child(node, "s4")) {
       ok &= problems_.expect(*s4, Shape::Map, "a map of attribute names to numbers") && fillS4(*s4, builder);
@@ -260,8 +262,8 @@ class Builder {
       ok &= problems_.expect(*gnmi, Shape::Text, "a pattern such as \"{low}-{high}\"") &&
             tryBuild(gnmi->place, [&] { builder.gnmi(gnmi->text); });
     }
-    if (ok && !args.items.empty()) {
-      buildFrom(argsNode->place, args, buildArgs);
+    if (ok) {
+      buildArgs();
     }
   }
 
@@ -287,7 +289,7 @@ class Builder {
   }
 
   void fillEntity(Declaration const& declaration) {
-    Model::TypeBuilder builder = module_.extend(declaration.type);
+    Model::TypeBuilder const builder = module_.extend(declaration.type);
     for (Node const& attr : declaration.content->items) {
       if (attr.shape == Shape::Map) {
         addCollection(builder, attr);

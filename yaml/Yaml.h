@@ -46,9 +46,10 @@
 // pipe, which is waited for.
 //
 // Files may be hostile. All files of a schema are at most 4 MiB together, imported by at most 1,000 paths of at most
-// 1,000 bytes, and 100 deep; texts are at most 1,000 bytes, lists and maps nested at most 20 deep; at most 1,000
-// problems are told, 20 of them of what one list of arguments, numbers or enumerators holds. Time is linear in the size
-// of the files, whatever names they hold; memory is at most 160 times that size and 16 MiB, the schema included.
+// 1,000 bytes, and 100 deep; texts are at most 1,000 bytes, lists and maps nested at most 20 deep, with at most 10,000
+// brackets open, counting those in comments. At most 1,000 problems are told, 20 of them of what one list of arguments,
+// numbers or enumerators holds. Time is linear in the size of the files, whatever names they hold; memory is at most
+// 160 times that size and 16 MiB, the schema included.
 //
 // Functions may be called from any thread; each call makes a schema of its own. They throw `std::bad_alloc` only.
 //

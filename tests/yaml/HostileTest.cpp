@@ -26,6 +26,11 @@ std::size_t steps = 0;
 std::size_t held = 0;
 std::size_t mostHeld = 0;
 
+void release(void* storage) {
+  held -= storage == nullptr ? 0 : malloc_usable_size(storage);
+  std::free(storage);
+}
+
 }  // namespace
 
 void* operator new(std::size_t size) {
@@ -38,17 +43,16 @@ void* operator new(std::size_t size) {
   mostHeld = std::max(mostHeld, held);
   return storage;
 }
-void operator delete(void* storage) noexcept {
-  held -= storage == nullptr ? 0 : malloc_usable_size(storage);
-  std::free(storage);
+void operator delete(void* storage) noexcept { release(storage); }
+void operator delete(void* storage, std::size_t /*size*/) noexcept {
+  release(storage);  // NOLINT(clang-analyzer-cplusplus.NewDelete): takes the call of this operator for the release
 }
-void operator delete(void* storage, std::size_t /*size*/) noexcept { operator delete(storage); }
 
-extern "C" int memcmp(void const* a, void const* b, std::size_t size) noexcept {
+extern "C" int memcmp(void const* s1, void const* s2, std::size_t n) noexcept {
   ++steps;
-  auto const* const left = static_cast<unsigned char const*>(a);
-  auto const* const right = static_cast<unsigned char const*>(b);
-  for (std::size_t at = 0; at < size; ++at) {
+  auto const* const left = static_cast<unsigned char const*>(s1);
+  auto const* const right = static_cast<unsigned char const*>(s2);
+  for (std::size_t at = 0; at < n; ++at) {
     if (left[at] != right[at]) {
       return left[at] < right[at] ? -1 : 1;
     }
@@ -172,7 +176,7 @@ std::vector<Hostile> const hostiles = {
      [](std::size_t
             n) { return start + " T: {value: {" + lines("a#: U8,", n) + "}, s4: {" + lines("a#: 1@,", n) + "}}\n"; }},
     {"a file in braces",
-     [](std::size_t n) { return "{\"module\":\"N\",\"types\":{" + lines("\"T#\":{\"wraps\":\"U8\"},", n) + "}}"; }},
+     [](std::size_t n) { return R"({"module":"N","types":{)" + lines(R"("T#":{"wraps":"U8"},)", n) + "}}"; }},
 };
 
 TEST(HostileFiles, TakeWorkInProportionToTheirSize) {
@@ -196,7 +200,7 @@ TEST(HostileFiles, NamesThatTheStandardLibraryHashesAlikeTakeNoMoreWorkThanOther
   auto const join = [&](std::string const& before, std::string const& after) {
     std::string all;
     for (std::string const& name : names) {
-      all += before + '"' + name + '"' + after;
+      all.append(before).append(1, '"').append(name).append(1, '"').append(after);
     }
     return all;
   };
@@ -245,7 +249,7 @@ TEST(HostileFiles, AFileIsReadOnceHoweverOftenItIsImported) {
   for (char const* const name : {"often.yaml", "spelt.yaml"}) {
     Work const often = folder.load(name);
     EXPECT_THAT(often.problems, IsEmpty());
-    EXPECT_LE(often.steps, once.steps + 3000 * 30) << name;
+    EXPECT_LE(often.steps, once.steps + std::size_t{3000} * 30) << name;
   }
 }
 
@@ -261,7 +265,7 @@ TEST(HostileFiles, TheTypesOfAnImportAreNotCopiedIntoEachFileThatImportsIt) {
   folder.write("once.yaml", "module: M\nimports:\n- base.yaml\n");
   folder.write("often.yaml", imports);
   std::size_t const once = folder.load("once.yaml").steps;
-  EXPECT_LE(folder.load("often.yaml").steps, once + 300 * 300);
+  EXPECT_LE(folder.load("often.yaml").steps, once + std::size_t{300} * 300);
 }
 
 TEST(HostileFiles, AreImportedByABoundedNumberOfPaths) {
