@@ -42,12 +42,12 @@
 #include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <expected>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "KvStd/Expected.h"
 #include "gnmi/Error.h"
 
 namespace Gnmi {

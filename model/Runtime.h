@@ -53,8 +53,8 @@ struct Assertion {
 void setAssertionSink(std::function<void(Assertion const&)> sink);
 
 /**
- * Whether reference counts change atomically; on at the start. Turn it off, before the first value is made, in a
- * process that uses values on one thread only.
+ * Whether reference counts change atomically; on at the start. Turn it off before the first value is made, and only in
+ * a process that uses values on one thread.
  */
 void setThreadSafe(bool on) noexcept;
 

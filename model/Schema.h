@@ -214,6 +214,8 @@ class Module : public Zyn::ZynModule {
   std::vector<Zyn::ZynType> types() const;
   /** Empty when the module has none of that name. */
   Zyn::ZynType find(std::string_view name) const noexcept;
+  /** The same, but throws `Model::Error` when there is none, and names the nearest ones. */
+  Zyn::ZynType type(std::string_view name) const;
 
  protected:
   // Made by Schema; what a module holds is in model/Zyn/.
@@ -232,6 +234,8 @@ class Schema {
   Module& module(std::string_view name);
   /** Null when there is none. */
   Module* findModule(std::string_view name) const noexcept;
+  /** The same, but throws `Model::Error` when there is none, and names the nearest ones. */
+  Module& existingModule(std::string_view name) const;
   std::vector<Module const*> modules() const;
 
   /**
@@ -239,6 +243,11 @@ class Schema {
    * are found like all others. Empty when there is none, or more than one.
    */
   Zyn::ZynType find(std::string_view name) const;
+  /**
+   * The same, but throws `Model::Error` when there is none, and names the nearest ones; when there are more, it says
+   * how to name each.
+   */
+  Zyn::ZynType type(std::string_view name) const;
   /** Every printable name, core types first. */
   std::vector<std::string> names() const;
 
@@ -251,6 +260,9 @@ class Schema {
 Zyn::ZynType core(Kind kind);
 /** The name of a kind: "Bool", ..., "Entity". */
 std::string_view kindName(Kind kind) noexcept;
+
+/** An attribute by its name. Throws `Model::Error` when the type has none of it, and names the nearest ones. */
+Zyn::ZynAttr attr(Zyn::ZynType type, std::string_view name);
 
 // What a type is made of, beyond what the type system's own queries tell. `type` and `attr` are not empty.
 

@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "model/Zyn/Ipv4.h"
 #include "text/Messages.h"
 #include "text/NameHash.h"
 #include "text/Nearest.h"
@@ -424,46 +425,23 @@ constexpr std::string_view noZonePattern = "[0-9\\.]*";
 constexpr std::string_view prefixPattern = "(" OCTET "\\.){3}" OCTET "/(([0-9])|([1-2][0-9])|(3[0-2]))";
 #undef OCTET
 
-/** Takes a number of up to three digits, and no zero in front, from the front of the text; 1000 where there is none. */
-std::uint32_t takeNumber(std::string_view& text) {
-  constexpr std::uint32_t none = 1000;
-  std::uint32_t number = 0;
-  std::size_t digits = 0;
-  for (; digits < 3 && digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
-    number = number * 10 + static_cast<std::uint32_t>(text[digits] - '0');
-  }
-  if (digits == 0 || (digits > 1 && text.front() == '0')) {
-    return none;
-  }
-  text.remove_prefix(digits);
-  return number;
-}
-
 /** An address without a zone, or a prefix with no bit set behind its length: its canonical text is the text itself. */
 bool isCanonicalIpv4(std::string_view text, bool isPrefix) {
-  std::uint64_t address = 0;
-  for (int i = 0; i < 4; ++i) {
-    if (i != 0) {
-      if (!text.starts_with('.')) {
-        return false;
-      }
-      text.remove_prefix(1);
-    }
-    std::uint32_t const octet = takeNumber(text);
-    if (octet > 255) {
-      return false;
-    }
-    address = address << 8U | octet;
-  }
+  std::array<char, 4> bytes;
   if (!isPrefix) {
-    return text.empty();
+    return Model::readIpv4(text, bytes.data());
   }
-  if (!text.starts_with('/')) {
+  std::size_t const slash = text.substr(0, std::string_view("255.255.255.255/").size()).find('/');
+  std::size_t length = 0;
+  if (slash == std::string_view::npos || !Model::readIpv4(text.substr(0, slash), bytes.data()) ||
+      !Model::readPrefixLength(text.substr(slash + 1), 32, length)) {
     return false;
   }
-  text.remove_prefix(1);
-  std::uint32_t const length = takeNumber(text);
-  return length <= 32 && text.empty() && (address << length & 0xFFFF'FFFFU) == 0;
+  std::uint64_t address = 0;
+  for (char const byte : bytes) {
+    address = address << 8U | static_cast<unsigned char>(byte);
+  }
+  return (address << length & 0xFFFF'FFFFU) == 0;
 }
 
 /** Whether nobody restricts libyang's type for IPv4 any further. */
@@ -493,8 +471,9 @@ class AddressRule final : public Model::TextRule {
       return true;
     }
     // All patterns of IPv4 begin with one to three digits and a point; those of IPv6 have a colon.
-    std::string_view rest = text;
-    bool const looksRight = isIpv4_ ? takeNumber(rest) <= 255 && rest.starts_with('.') : text.contains(':');
+    std::size_t const digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    bool const looksRight =
+        isIpv4_ ? digits >= 1 && digits <= 3 && text.substr(digits).starts_with('.') : text.contains(':');
     return looksRight && other_.canonical(text, buffer);
   }
   std::string expectation() const override { return other_.expectation(); }

@@ -5,7 +5,8 @@
 #include <new>
 #include <typeinfo>
 
-// Under the address sanitizer every block comes straight from the heap: kept for reuse, it would hide what is wrong.
+// Under the address sanitizer every block comes from the heap and goes back to it: a block kept for reuse would hide
+// uses after it was freed.
 #if defined(__SANITIZE_ADDRESS__)
 #define KVSLAB_HEAP_ONLY 1
 #elif defined(__has_feature)
@@ -42,17 +43,18 @@ void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept {
 namespace KvSlab {
 namespace {
 
-// Sizes up to 2048 come in steps of 16 from the slab, larger ones from the heap. A block never changes its class, and
-// never goes back to the heap: what a thread frees it uses again, and what it has too much of other threads use.
+// Sizes up to 2048 bytes come from the slab, one size class for each step of 16 bytes; larger ones come from the heap.
+// A block of the slab never changes its class and never goes back to the heap: its thread keeps it for reuse, up to the
+// capacity of the thread's cache, and the rest goes to a pool that all threads share.
 constexpr std::size_t stepSize = 16;
 constexpr std::size_t largestSize = 2048;
 constexpr std::size_t classCount = largestSize / stepSize + 1;
 constexpr std::uint32_t heapClass = classCount;
 
-/** What stands before each block's storage. */
+/** The header in front of each block's storage. */
 struct alignas(stepSize) Block {
   std::uint32_t sizeClass;
-  /** In the first block of a batch that lies in the pool: how many there are. */
+  /** In the first block of a batch in the pool: how many blocks the batch has. */
   std::uint32_t count;
   /** Of a free block: the next one of its list. */
   Block* next;
@@ -60,7 +62,7 @@ struct alignas(stepSize) Block {
   void* storage() noexcept { return this + 1; }
   static Block* of(void* storage) noexcept { return static_cast<Block*>(storage) - 1; }
 
-  /** In the first block of a batch that lies in the pool: the next batch. Kept in the storage, which is free then. */
+  /** In the first block of a batch in the pool: the next batch. CachedList in the storage, which is unused then. */
   Block*& nextBatch() noexcept { return *static_cast<Block**>(storage()); }
 };
 static_assert(sizeof(Block) == stepSize && alignof(std::max_align_t) <= stepSize);
@@ -69,7 +71,7 @@ constexpr std::uint32_t sizeClassOf(std::size_t size) {
   return static_cast<std::uint32_t>((size + stepSize - 1) / stepSize);
 }
 
-/** A block for nothing holds a step too: a batch in the pool needs it. */
+/** A block for 0 bytes has 16 bytes of storage, too: the pool keeps a pointer there. */
 constexpr std::size_t blockSize(std::size_t sizeClass) {
   return sizeof(Block) + std::max<std::size_t>(sizeClass, 1) * stepSize;
 }
@@ -96,7 +98,7 @@ struct List {
   }
 };
 
-/** The batches of one class that no thread holds. */
+/** The batches of one class that are in no thread's cache. */
 struct alignas(64) Pool {
   std::mutex mutex;
   Block* firstBatch = nullptr;
@@ -126,7 +128,7 @@ struct alignas(64) Pool {
 constinit std::array<Pool, classCount> pools;
 static_assert(std::is_trivially_destructible_v<Pool>);
 
-List carve(std::uint32_t sizeClass) {
+List allocateBatch(std::uint32_t sizeClass) {
   std::size_t const size = blockSize(sizeClass);
   auto* const chunk = static_cast<std::byte*>(std::malloc(size * batchSize(sizeClass)));
   if (chunk == nullptr) {
@@ -139,30 +141,30 @@ List carve(std::uint32_t sizeClass) {
   return batch;
 }
 
-List takeOrCarve(std::uint32_t sizeClass) {
+List takeOrAllocateBatch(std::uint32_t sizeClass) {
   List const batch = pools[sizeClass].take();
-  return batch.first != nullptr ? batch : carve(sizeClass);
+  return batch.first != nullptr ? batch : allocateBatch(sizeClass);
 }
 
-/** Free blocks of one class that a thread keeps, at most so many. */
-struct Kept : List {
-  std::uint32_t most = 0;
+/** The free blocks of one class that a thread keeps. */
+struct CachedList : List {
+  std::uint32_t capacity = 0;
 };
 
-/** What one thread has at hand. */
+/** The free blocks of one thread. */
 struct Cache {
-  std::array<Kept, classCount> lists;
+  std::array<CachedList, classCount> lists;
 };
 
-/** Has no block and no room for one: stands where a thread has no cache, so that what is usual need not ask. */
+/** Always empty: what the pointer of a thread without a cache points to, so that the usual case tests no null. */
 constinit Cache noCache;
 
-// A word that every thread has from its start, so that finding it takes no call; `noCache` before the first use and
-// after the last.
+// In the initial-exec model, where access takes no function call. `noCache` before the thread's first use and after its
+// cache has been freed.
 [[gnu::tls_model("initial-exec")]] thread_local constinit Cache* cache = &noCache;
 [[gnu::tls_model("initial-exec")]] thread_local constinit bool hasEnded = false;
 
-/** Gives the thread's blocks back when the thread ends; what it frees after that goes to the pool at once. */
+/** Gives the thread's blocks to the pools when the thread ends; what it frees after that goes there at once. */
 struct CacheEnd {
   ~CacheEnd() {
     Cache* const mine = std::exchange(cache, &noCache);
@@ -174,13 +176,13 @@ struct CacheEnd {
   }
 };
 
-/** The thread's cache, made on first use; `noCache` where there is none any more, or no memory for one. */
+/** The thread's cache, made on first use; `noCache` when the thread has ended its own, or memory has run out. */
 Cache* madeCache() noexcept {
   void* const storage = cache == &noCache && !hasEnded ? std::malloc(sizeof(Cache)) : nullptr;
   if (storage != nullptr) {
     cache = ::new (storage) Cache;
     for (std::size_t i = 0; i < classCount; ++i) {
-      cache->lists[i].most = 2 * batchSize(i);
+      cache->lists[i].capacity = 2 * batchSize(i);
     }
     thread_local CacheEnd const end;
     static_cast<void>(end);
@@ -188,9 +190,9 @@ Cache* madeCache() noexcept {
   return cache;
 }
 
-/** For a thread that has no block of the class at hand. */
+/** For a thread whose cache has no block of the class. */
 [[gnu::noinline]] void* fetchBlock(std::uint32_t sizeClass) {
-  List batch = takeOrCarve(sizeClass);
+  List batch = takeOrAllocateBatch(sizeClass);
   Block* const block = batch.pop();
   if (Cache* const mine = madeCache(); mine != &noCache) {
     static_cast<List&>(mine->lists[sizeClass]) = batch;
@@ -213,30 +215,30 @@ void* takeBlock(std::uint32_t sizeClass) {
   return (::new (storage) Block{heapClass, 0, nullptr})->storage();
 }
 
-/** For a thread that has no room left, as it frees what others took, or has none yet, or none any more. */
-[[gnu::noinline]] void passOn(Block* block) noexcept {
-  Kept& list = madeCache()->lists[block->sizeClass];
+/** For a thread whose cache of the class is full, or that has no cache: half of a full one goes to the pool. */
+[[gnu::noinline]] void freeToPool(Block* block) noexcept {
+  CachedList& list = madeCache()->lists[block->sizeClass];
   List batch;
-  while (batch.count < list.most / 2 && list.count > list.most / 2) {
+  while (batch.count < list.capacity / 2 && list.count > list.capacity / 2) {
     batch.push(list.pop());
   }
-  (list.count < list.most ? list : batch).push(block);
+  (list.count < list.capacity ? list : batch).push(block);
   pools[block->sizeClass].give(batch);
 }
 
 void giveBlock(Block* block) noexcept {
-  Kept& list = cache->lists[block->sizeClass];
-  if (list.count < list.most) {
+  CachedList& list = cache->lists[block->sizeClass];
+  if (list.count < list.capacity) {
     list.push(block);
   } else {
-    passOn(block);
+    freeToPool(block);
   }
 }
 
 }  // namespace
 
 void* slabAllocOrStdMalloc(std::size_t size) {
-  // What is rare is done elsewhere, so that what is not needs no registers saved for it.
+  // The rare cases are in functions that are not inlined, so that this one saves no registers.
   return size <= largestSize ? takeBlock(sizeClassOf(size)) : takeFromHeap(size);
 }
 

@@ -15,7 +15,7 @@
 namespace Model {
 namespace {
 
-// Never destroyed: assertions may fail in the destructors of statics.
+// Never destroyed: assertions may fail in destructors of static objects.
 Sink<Assertion>& assertionSink() {
   static auto& sink = *new Sink<Assertion>;
   return sink;
@@ -34,7 +34,7 @@ void print(Assertion const& assertion) {
     text = fmt::vformat(format, args);
     assertion.text = text;
   } catch (...) {
-    // The place and the condition still tell what broke.
+    // Without its message the report still has the place and the condition.
   }
   try {
     if (!assertionSink().call(assertion)) {

@@ -4,7 +4,7 @@
 
 namespace Velko {
 
-// Out of line, so that the type's one identity, by which it is caught, lives here.
+// Defined here, so that this library has the type information by which all libraries catch them.
 Exception::~Exception() = default;
 Pb::PbReadException::~PbReadException() = default;
 

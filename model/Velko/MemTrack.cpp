@@ -22,26 +22,26 @@ namespace Velko::MemTrack {
 namespace {
 
 constexpr std::size_t shardCount = 32;
-/** For threads that found no shard of their own, and for those that are ending. */
+/** Of threads that found all shards taken, and of those that are ending. */
 constexpr std::size_t sharedShard = shardCount;
 
-// Each thread counts in a shard of its own (while there are not more threads than shards), so that threads which
-// allocate at once do not pass one cache line back and forth, and need no locked instruction.
+// Each thread counts in a shard of its own, as long as there are no more threads than shards. So threads that allocate
+// at the same time share no cache line, and need no locked instruction.
 struct alignas(64) Shard {
   std::atomic<std::uint64_t> allocations = 0;
-  // What this shard's threads took less what they gave back: negative where others took it.
+  // Allocated less freed by the shard's threads: negative where they freed what other threads had allocated.
   std::atomic<std::int64_t> elements = 0;
 };
 
 std::array<std::atomic<bool>, shardCount> shardIsTaken;
 
-/** Frees the thread's shard when it ends; another thread goes on counting there. */
+/** Makes the thread's shard free for another thread when it ends; that one adds to the counts. */
 struct ShardEnd {
   ~ShardEnd();
 };
 
 constexpr std::size_t noShard = shardCount + 1;
-// A word that every thread has from its start, so that finding it takes no call.
+// In the initial-exec model, where access takes no function call.
 [[gnu::tls_model("initial-exec")]] thread_local constinit std::size_t shardOfThread = noShard;
 
 [[gnu::noinline]] std::size_t takeShard() noexcept {
@@ -58,13 +58,13 @@ constexpr std::size_t noShard = shardCount + 1;
 }
 
 ShardEnd::~ShardEnd() {
-  // The release half hands on what was counted: the next owner reads before it writes.
+  // Release: the next owner of the shard reads these counts before it adds to them.
   shardIsTaken[std::exchange(shardOfThread, sharedShard)].store(false, std::memory_order_release);
 }
 
-/** In its own shard a thread is alone: no locked instruction. */
+/** For the only thread that writes to the counter: no locked instruction. */
 template <typename Number>
-void addAlone(std::atomic<Number>& counter, Number number) noexcept {
+void addUnshared(std::atomic<Number>& counter, Number number) noexcept {
   counter.store(counter.load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
 }
 
@@ -79,12 +79,13 @@ class Tracker {
       return;
     }
     if (allocations != 0) {
-      addAlone(shards_[index].allocations, allocations);
+      addUnshared(shards_[index].allocations, allocations);
     }
-    addAlone(shards_[index].elements, elements);
+    addUnshared(shards_[index].elements, elements);
   }
 
-  // A tag stands for one kind of container, whose elements have one size. It is not told when storage goes back.
+  // A tag stands for one kind of container, whose elements have one size. The size is kept, as `dealloc` does not tell
+  // it.
   void setElementSize(std::size_t size) noexcept {
     if (elementSize_.load(std::memory_order_relaxed) != size) {
       elementSize_.store(size, std::memory_order_relaxed);
@@ -102,7 +103,7 @@ class Tracker {
   }
 
  private:
-  /** For a thread without a shard of its own, so far or for good. */
+  /** For a thread that has no shard of its own yet, or finds none. */
   [[gnu::noinline]] void countAmongOthers(std::uint64_t allocations, std::int64_t elements) noexcept {
     Shard& shard = shards_[shardOfThread == noShard ? takeShard() : sharedShard];
     shard.allocations.fetch_add(allocations, std::memory_order_relaxed);
@@ -120,7 +121,7 @@ struct Registry {
   std::map<std::string, Tracker> trackers;
 };
 
-// Never destroyed: containers that are static give their memory back late.
+// Never destroyed: static containers free their memory after main has ended.
 Registry& registry() {
   static auto& all = *new Registry;
   return all;

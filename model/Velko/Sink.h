@@ -16,7 +16,7 @@ class Sink {
   void set(std::function<void(Report const&)> function) {
     auto next = function ? std::make_shared<Function const>(std::move(function)) : nullptr;
     std::lock_guard const lock(mutex_);
-    function_.swap(next);  // the former function goes after the lock: it may own anything
+    function_.swap(next);  // the former function is destroyed without the lock: its destructor may do anything
   }
 
   /** Calls the function without holding the lock, so that it may report, or replace the sink, itself. */

@@ -16,7 +16,7 @@
 namespace Model {
 namespace {
 
-// Neither is ever destroyed: code may trace from the destructors of its own statics.
+// Neither is ever destroyed: code may trace in destructors of static objects.
 
 Sink<Trace>& traceSink() {
   static auto& sink = *new Sink<Trace>;
@@ -68,7 +68,7 @@ void Impl::vfmtrace(Platform::DebugHandler const& handle, unsigned short level, 
       Model::writeToStderr(Model::toLine(trace));
     }
   } catch (...) {
-    // A trace that cannot be made is lost: it must not change what the program does.
+    // A trace for which memory runs out is lost: traces never change what the program does.
   }
 }
 

@@ -1,4 +1,5 @@
-// How types are built. Every function checks first and changes after, so that a refusal leaves everything as it was.
+// How types are built. Every function checks its arguments before it changes anything, so that a refusal leaves all as
+// it was.
 #include <absl/container/flat_hash_set.h>
 #include <fmt/core.h>
 
@@ -21,6 +22,7 @@
 #include "model/Schema.h"
 #include "model/Zyn/Tables.h"
 #include "text/Messages.h"
+#include "text/Nearest.h"
 
 namespace Model {
 namespace {
@@ -95,7 +97,7 @@ void checkNewType(Module const& module, std::string_view name) {
   }
 }
 
-// Builders come from modules only, and those are not const; the handle is, as it is for those who query.
+// A handle points to a const module, as most users only query it. Builders are made by modules that are not const.
 ModuleTables& mutableModule(Zyn::ZynType type) { return const_cast<ModuleTables&>(tablesOf(*type.module())); }
 TypeRow& mutableRow(Zyn::ZynType type) { return mutableModule(type).types[type.index()]; }
 
@@ -210,7 +212,7 @@ bool isOneSchema(Zyn::ZynType a, Zyn::ZynType b) {
 
 void addUser(TypeRow& inner, TypeRow& user, bool isOneSchema) {
   if (!isOneSchema) {
-    // Several schemas may be built upon one at the same time.
+    // Atomic, as several threads may build schemas that use the types of this one.
     std::atomic_ref(inner.isUsedElsewhere).store(true, std::memory_order_relaxed);
   } else if (inner.users.empty() || inner.users.back() != &user) {
     inner.users.push_back(&user);
@@ -233,8 +235,8 @@ AttrRow& addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
   return added;
 }
 
-/** From now on the attribute's own name is handed out, to be looked up on its owner's row. */
-void makeKnown(TypeRow& row, AttrRow const& attr) {
+/** The attribute's own name is handed out from now on: looked up again, it is found by its address. */
+void rememberName(TypeRow& row, AttrRow const& attr) {
   KnownName const name{attr.name.c_str(), row.attrs[attr.slot]};
   auto& known = row.knownNames;
   if (known.size() < known.capacity() && std::ranges::find(known, name.name, &KnownName::name) == known.end()) {
@@ -255,11 +257,12 @@ void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {
     attr.isArgument = true;
     row.argNames.push_back(attr.name.c_str());
     row.argTypes.push_back(attr.type);
-    makeKnown(row, attr);
+    rememberName(row, attr);
   }
 }
 
-// What is read from text or from a message is built from its constructor arguments: each must be there to be read.
+// A value that is read from text or from a message is built from its constructor arguments, so the text or message must
+// hold each of them.
 
 void checkArgInPattern(Zyn::ZynType type, std::uint32_t slot, Pattern const& pattern) {
   if (std::ranges::find(pattern.slots, slot) == pattern.slots.end()) {
@@ -309,6 +312,13 @@ Pattern parsePattern(Zyn::ZynType type, std::string_view text) {
   return pattern;
 }
 
+/** `what` says what is missing. Ends with the nearest of `names`, or with `otherwise` where none is near. */
+[[noreturn]] void refuseUnknown(std::string_view what, std::string_view name, std::span<std::string const> names,
+                                std::string_view otherwise) {
+  std::string const near = Text::didYouMean(name, names);
+  throw Error(Velko::String(what) + (near.empty() ? otherwise : near));
+}
+
 bool isFieldNumber(std::uint32_t number) {
   return number >= 1 && number <= 536870911 && (number < 19000 || number > 19999);
 }
@@ -320,8 +330,8 @@ TextRule::~TextRule() = default;
 std::string TextRule::hint(std::string_view /*text*/) const { return {}; }
 
 ModuleTables const& coreModule() {
-  // A static of the function, so that other statics may use it before main starts; never destroyed, for those that use
-  // it after main has ended.
+  // Static in a function, so that it is made when first used, also before main starts. Never destroyed, as static
+  // objects may use it after main has ended.
   static ModuleTables const& core = [] -> ModuleTables const& {
     auto& module = *new ModuleTables("Zyn", nullptr);
     for (unsigned kind = 0; isScalar(static_cast<Kind>(kind)); ++kind) {
@@ -334,6 +344,20 @@ ModuleTables const& coreModule() {
 
 Zyn::ZynType core(Kind kind) {
   return isScalar(kind) ? Zyn::ZynType(&coreModule(), static_cast<std::uint32_t>(kind)) : Zyn::ZynType();
+}
+
+Zyn::ZynAttr attr(Zyn::ZynType type, std::string_view name) {
+  Zyn::ZynAttr const found = type.attr(name);
+  if (found.empty()) {
+    std::vector<std::string> names;
+    for (Zyn::AttributeQIterator each(type); each; ++each) {
+      names.emplace_back((*each).name());
+    }
+    refuseUnknown(type.empty() ? "an empty type has no attributes"
+                               : fmt::format("{}: it has no attribute {}", type.name(), Text::inQuotes(name)),
+                  name, names, Text::listNames(names));
+  }
+  return found;
 }
 
 TypeBuilder& TypeBuilder::attr(std::string_view name, Zyn::ZynType type) {
@@ -372,10 +396,10 @@ TypeBuilder& TypeBuilder::keyed(std::string_view name, Zyn::ZynType entries, std
     refuse("the key type '{}' of '{}.{}' is an entity; a key is a value", keyType.name(), type_.name(), name);
   }
   AttrRow& added = addAttr(type_, name, {.type = entries, .shape = Shape::Keyed, .keyType = keyType});
-  // Another schema may be in use already: its rows stay as they are.
+  // Rows of another schema are not changed: other threads may use them already.
   if (!key.empty() && isOneSchema(entries, type_)) {
     added.keyName = rowOf(key).name.c_str();
-    makeKnown(mutableRow(entries), rowOf(key));
+    rememberName(mutableRow(entries), rowOf(key));
   } else if (by) {
     added.looseKeyName = *by;
     added.keyName = added.looseKeyName.c_str();
@@ -544,7 +568,7 @@ TypeBuilder Module::unionOf(std::string_view name, std::initializer_list<Attribu
   try {
     forEachItem(alternatives, [&](Attribute const& alternative) { builder.attr(alternative.name, alternative.type); });
   } catch (...) {
-    // Nobody has seen the type yet: it goes as a whole. Rows of its attributes may stay: nothing leads to them.
+    // The type is removed, as nobody has a handle of it yet. The rows of its attributes stay: nothing refers to them.
     TypeRow const& row = module.types.back();
     for (std::uint32_t const attr : row.attrs) {
       auto& users = mutableRow(module.attrs[attr].type).users;
@@ -601,6 +625,19 @@ Zyn::ZynType Module::find(std::string_view name) const noexcept {
   return found == types.end() ? Zyn::ZynType() : Zyn::ZynType(this, found->second);
 }
 
+Zyn::ZynType Module::type(std::string_view name) const {
+  Zyn::ZynType const found = find(name);
+  if (found.empty()) {
+    std::vector<std::string> names;
+    for (Zyn::ZynType const type : types()) {
+      names.emplace_back(shortName(type));
+    }
+    refuseUnknown(fmt::format("no type {} in module {}", Text::inQuotes(name), Text::inQuotes(this->name())), name,
+                  names, Text::listNames(names));
+  }
+  return found;
+}
+
 struct Schema::Impl {
   std::vector<std::unique_ptr<ModuleTables>> modules;
 
@@ -618,7 +655,7 @@ Schema::~Schema() = default;
 
 Module& Schema::module(std::string_view name) {
   checkName("a module", name);
-  // A type's name may hold them: the first one in a full name ends the module's.
+  // In 'Module.Type' the first of them ends the module's name; the type's name may hold more.
   if (name.find_first_of(".:") != std::string_view::npos) {
     refuse("the name '{}' of a module holds '.' or ':', which stand between module and type; leave them out", name);
   }
@@ -632,6 +669,16 @@ Module& Schema::module(std::string_view name) {
 }
 
 Module* Schema::findModule(std::string_view name) const noexcept { return impl_->find(name); }
+
+Module& Schema::existingModule(std::string_view name) const {
+  Module* const found = findModule(name);
+  if (found == nullptr) {
+    std::vector<std::string> names;
+    std::ranges::transform(impl_->modules, std::back_inserter(names), [](auto const& module) { return module->name; });
+    refuseUnknown(fmt::format("no module {}", Text::inQuotes(name)), name, names, Text::listNames(names));
+  }
+  return *found;
+}
 
 std::vector<Module const*> Schema::modules() const {
   std::vector<Module const*> all;
@@ -661,6 +708,22 @@ Zyn::ZynType Schema::find(std::string_view name) const {
     only = only.empty() ? found : only;
   }
   return only;
+}
+
+Zyn::ZynType Schema::type(std::string_view name) const {
+  Zyn::ZynType const found = find(name);
+  if (found.empty()) {
+    std::vector<std::string> const all = names();
+    std::vector<std::string> alike;
+    std::string const ending = fmt::format("::{}", name);
+    std::ranges::copy_if(all, std::back_inserter(alike), [&](auto const& full) { return full.ends_with(ending); });
+    if (alike.size() > 1) {
+      throw Error(Velko::String(fmt::format("type {} is in more than one module; write {}", Text::inQuotes(name),
+                                            Text::list(alike, Text::inQuotes, " or "))));
+    }
+    refuseUnknown(fmt::format("no type {}", Text::inQuotes(name)), name, all, "");
+  }
+  return found;
 }
 
 std::vector<std::string> Schema::names() const {

@@ -32,7 +32,7 @@ nlohmann::ordered_json scalarJson(Scalar const& value) {
       [[fallthrough]];
     case Kind::Float:
     case Kind::Double: {
-      // From the text, so that a Float shows no digits that only a double has.
+      // Read back from its text, so that a Float has no digits beyond those of a float.
       double number = 0;
       std::from_chars(text.data(), text.data() + text.size(), number);
       return number;
@@ -56,7 +56,7 @@ nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
   auto json = nlohmann::ordered_json::object();
   for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
     if (slots[slot]) {
-      // Names are unique: no need to look for each among those before it.
+      // The names differ, so no search for an equal one is needed before each.
       json.get_ref<nlohmann::ordered_json::object_t&>().push_back(
           {attrRow(object.type, slot).name, toJson(*slots[slot])});
     }

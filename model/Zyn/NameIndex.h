@@ -1,7 +1,8 @@
-// Numbers by name, found in a few dozen instructions: for the lookups that every step of a path takes.
+// A hash table from names to numbers that takes a few dozen instructions for a look-up, of which each step of a path
+// needs one.
 //
-// Names of up to 16 bytes are compared as two words, without a look at where they are kept; longer ones are hashed as a
-// whole first. Not for more than one thread while names are added.
+// Names of up to 16 bytes are kept in the table as two words, and compared there; longer ones are hashed as a whole,
+// and compared where they are. One thread may add names while no other uses the table.
 #pragma once
 
 #include <absl/hash/hash.h>
@@ -17,7 +18,7 @@ namespace Model {
 
 class NameIndex {
  public:
-  /** The name must be new, and stay where it is. */
+  /** The name must not be in the table yet, and its bytes must outlive the table. */
   void add(std::string_view name, std::uint32_t number) {
     if (2 * (size_ + 1) > entries_.size()) {
       std::vector<Entry> former(entries_.empty() ? 8 : 2 * entries_.size());
@@ -68,7 +69,7 @@ class NameIndex {
     return word;
   }
 
-  /** With the length, all that there is to a name of up to 16 bytes. */
+  /** For a name of up to 16 bytes: two such names are equal when their lengths and these words are. */
   static Words shortWords(std::string_view name) noexcept {
     char const* const begin = name.data();
     char const* const end = begin + name.size();
@@ -108,7 +109,7 @@ class NameIndex {
     }
   }
 
-  /** On its own, so that a search for a short name need not save registers for the calls that this one makes. */
+  /** Not inlined, so that a search for a short name saves no registers for the calls that this one makes. */
   [[gnu::noinline]] std::uint32_t findLong(std::string_view name) const noexcept {
     return search(name, longWords(name));
   }
@@ -121,7 +122,7 @@ class NameIndex {
     entries_[at] = entry;
   }
 
-  /** A power of two, at most half of them taken. */
+  /** Their number is a power of two; at most half of them are in use. */
   std::vector<Entry> entries_;
   std::size_t mask_ = 0;
   std::size_t size_ = 0;

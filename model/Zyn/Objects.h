@@ -1,7 +1,7 @@
-// Value objects from the inside: scalars, and values composed of others. Only model/ looks in here.
+// The classes of value objects: scalars, and values composed of others. Internal to model/.
 //
-// Each object is one block of the slab: what it holds stands right behind it, a scalar's bytes or a composed value's
-// slots. A scalar never changes; a composed value is changed by `Zyn::ZynAttr::genericIfSet` alone.
+// Each object is one block of the slab. What it holds follows the object in the same block: a scalar's bytes, or the
+// slots of a composed value. A scalar never changes; a composed value is changed by `Zyn::ZynAttr::genericIfSet` alone.
 #pragma once
 
 #include <array>
@@ -23,10 +23,18 @@ inline AttrRow const& attrRow(Zyn::ZynType type, std::uint32_t slot) {
   return tablesOf(*type.module()).attrs[rowOf(type).attrs[slot]];
 }
 
-/** What every value object is. */
+/** What wrappers hold: the type whose texts and whose fields of messages they take for theirs. */
+inline Zyn::ZynType unwrapped(Zyn::ZynType type) {
+  while (rowOf(type).kind == Kind::Wrapper) {
+    type = attrRow(type, 0).type;
+  }
+  return type;
+}
+
+/** The base class of all value objects. */
 class ValueObject : public Zyn::GenericIf {
  public:
-  // The subclasses make their objects in place, with what they hold right behind.
+  // The subclasses construct their objects in a block that has space for what they hold.
   static void operator delete(void* storage) noexcept;  // NOLINT(misc-new-delete-overloads)
 
   Kind const kind;
@@ -46,9 +54,9 @@ inline ValueObject const& valueObject(Zyn::GenericIf const& value) { return stat
  *   Seconds, Time    nanoseconds, signed
  *   Enum             the enumerator's position
  *   String, Bytes    the bytes, in `text`
- *   addresses        4, 16 or 6 bytes in `text`, most significant first; behind those of a prefix one for its length
+ *   addresses        4, 16 or 6 bytes in `text`, most significant first; a prefix has a further byte, its length
  *
- * `text` points into what was read, or into one of the buffers here: so it cannot be copied.
+ * `text` points into the text that was read, or into one of the buffers here, so it cannot be copied.
  */
 struct Content {
   Content() = default;
@@ -67,7 +75,7 @@ class Scalar final : public ValueObject {
  public:
   static NewValue make(Zyn::ZynType type, Content const& content);
 
-  /** What `Content::number` is; for kinds that hold bytes, their count. */
+  /** The same as `Content::number`; for kinds that hold bytes, their count. */
   std::uint64_t number() const noexcept { return number_; }
   /** Only for kinds that hold bytes. */
   std::string_view text() const noexcept {
@@ -126,21 +134,27 @@ struct ScalarRow {
   void (*print)(TypeRow const&, Scalar const&, std::string&);
   /** Of the default value. */
   std::string_view initial;
-  /** What `read` takes; empty where it is worked out. */
+  /** What `read` takes, to end a message with; empty where it depends on the type. */
   std::string_view expectation;
 };
 constexpr std::size_t scalarKinds = static_cast<std::size_t>(Kind::Enum) + 1;
 extern std::array<ScalarRow, scalarKinds> const scalarRows;
 inline ScalarRow const& scalarRow(Kind kind) { return scalarRows[static_cast<std::size_t>(kind)]; }
 
-/** False when the text is no scalar of the type. Inline, as each value that is made comes by. */
+/** Takes the quotes of a literal off. False when it has none. */
+inline bool unquote(char quote, std::string_view& text) {
+  if (text.size() < 2 || text.front() != quote || text.back() != quote) {
+    return false;
+  }
+  text = text.substr(1, text.size() - 2);
+  return true;
+}
+
+/** False when the text is no scalar of the type. Inline, as every value read from text takes this path. */
 inline bool readScalar(TypeRow const& row, std::string_view text, TextForm form, Content& content) {
   ScalarRow const& scalar = scalarRow(row.kind);
-  if (form == TextForm::Literal && scalar.quote != '\0') {
-    if (text.size() < 2 || text.front() != scalar.quote || text.back() != scalar.quote) {
-      return false;
-    }
-    text = text.substr(1, text.size() - 2);
+  if (form == TextForm::Literal && scalar.quote != '\0' && !unquote(scalar.quote, text)) {
+    return false;
   }
   if (row.rule && !row.rule->canonical(text, content.large)) {
     return false;
@@ -160,8 +174,6 @@ void defaultScalar(Kind kind, Content& content);
 
 /** Null when the text is no value of the type. */
 NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form);
-/** "'70000'", cut where it is long. */
-std::string quoted(std::string_view text);
 /** What `readText` takes, to end a message with: "a decimal number from 0 to 65535". */
 std::string textExpectation(Zyn::ZynType type, TextForm form);
 

@@ -1,7 +1,8 @@
 // Values from protobuf messages, and back to messages.
 //
-// Reading knows the schema, so the depth of recursion is that of the schema; unknown groups are skipped by libprotobuf,
-// which has a limit of its own. Where a field occurs again, the last occurrence is taken whole, also of a message.
+// Reading recurses as deep as the types nest, whatever the message; groups, which are unknown fields, are skipped by
+// libprotobuf, which limits their depth. Of a field that occurs more than once the last occurrence counts, also where
+// it is a message: nothing is merged.
 #include <absl/strings/escaping.h>
 #include <fmt/core.h>
 #include <google/protobuf/io/coded_stream.h>
@@ -26,10 +27,14 @@
 #include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
 #include "model/Zyn/Wire.h"
+#include "text/Messages.h"
 
 namespace Model {
 namespace {
 
+// Private to libprotobuf, whose public headers have no wire format without a descriptor: SkipField, and one-liners for
+// tags and zigzag numbers. When it goes, write those out: a varint tag is number * 8 + wire type, zigzag maps 0, -1, 1,
+// -2 to 0, 1, 2, 3, and a field is skipped by its wire type, groups up to their end tag and no deeper than a limit.
 using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedInputStream;
 using google::protobuf::io::CodedOutputStream;
@@ -84,19 +89,15 @@ std::string fieldExpectation(Zyn::ZynType type) {
     case Wire::Enum:
       break;
   }
-  constexpr std::size_t mostShown = 8;
-  auto const& enumerators = rowOf(type).enumerators;
-  std::string names = "an enumerator";
-  for (std::size_t i = 0; i < std::min(enumerators.size(), mostShown); ++i) {
-    names += fmt::format("{} {} ({})", i == 0 ? "" : ",", enumerators[i].number, enumerators[i].name);
-  }
-  return names + (enumerators.size() > mostShown ? ", ..." : "");
+  return "an enumerator " + Text::list(rowOf(type).enumerators, [](Enumerator const& each) {
+           return fmt::format("{} ({})", each.number, each.name);
+         });
 }
 
 /** A message that is being read. */
 class Reader {
  public:
-  /** At most as many bytes as an `int` counts. */
+  /** `bytes` are at most 2,147,483,647: libprotobuf counts in `int`. */
   Reader(Zyn::ZynType owner, std::string_view bytes)
       : owner_(owner),
         bytes_(bytes),
@@ -169,7 +170,7 @@ class Reader {
 
 NewValue readMessage(Zyn::ZynType type, std::string_view bytes);
 
-/** Reads a number that the kind has been found to be encoded as. False when it is out of range. */
+/** From the raw varint to what the kind holds. False when it is out of range. */
 bool readNumber(TypeRow const& row, Wire wire, std::uint64_t raw, Content& content) {
   auto const [min, max] = rangeOf(row.kind);
   if (wire == Wire::ZigZag) {
@@ -189,7 +190,7 @@ bool readNumber(TypeRow const& row, Wire wire, std::uint64_t raw, Content& conte
   return found != row.enumeratorsByNumber.end();
 }
 
-/** For a number that does not fit, as it is meant. */
+/** A number that does not fit, as its sender meant it. */
 std::string shownNumber(Wire wire, std::uint64_t raw) {
   return wire == Wire::Unsigned ? fmt::format("{}", raw)
          : wire == Wire::ZigZag ? fmt::format("{}", WireFormatLite::ZigZagDecode64(raw))
@@ -216,7 +217,7 @@ NewValue readField(Reader& reader, Place place, Zyn::ZynType type) {
     case Wire::Text: {
       std::string_view const text = reader.bytes();
       if (!readScalar(row, text, TextForm::Gnmi, content)) {
-        fault("{}: {} does not fit: {}", place.text(), quoted(text), fieldExpectation(type));
+        fault("{}: {} does not fit: {}", place.text(), Text::inQuotes(text), fieldExpectation(type));
       }
       break;
     }
@@ -236,7 +237,7 @@ NewValue readField(Reader& reader, Place place, Zyn::ZynType type) {
       }
   }
   NewValue value = Scalar::make(type, content);
-  // What came as a text has been through the rule already.
+  // The rule of a type has been asked already where the field is a text.
   if (row.rule && wire != Wire::Text) {
     auto const& scalar = static_cast<Scalar const&>(*value);
     if (NewValue normalized = normalize(scalar)) {
@@ -244,7 +245,7 @@ NewValue readField(Reader& reader, Place place, Zyn::ZynType type) {
     }
     std::string text;
     printScalar(scalar, TextForm::Gnmi, text);
-    fault("{}: {} does not fit: {}", place.text(), quoted(text), row.rule->expectation());
+    fault("{}: {} does not fit: {}", place.text(), Text::inQuotes(text), row.rule->expectation());
   }
   return value;
 }
@@ -258,7 +259,7 @@ NewValue readMessage(Zyn::ZynType type, std::string_view bytes) {
   std::uint32_t slot = 0;
   while (!reader.atEnd()) {
     std::uint32_t const number = reader.next();
-    // Fields mostly come in order: so look on from the one before.
+    // Fields mostly come in order, so the search starts at the field before.
     std::size_t tried = 0;
     while (tried < slots.size() && fieldNumber(type, slot) != number) {
       slot = slot + 1 < slots.size() ? slot + 1 : 0;
@@ -360,7 +361,7 @@ void writeField(std::uint32_t number, Zyn::GenericIf const& value, std::string& 
       writeVarint(WireFormatLite::ZigZagEncode64(static_cast<std::int64_t>(scalar.number())), out);
       break;
     case Wire::Enum: {
-      // A negative number takes all ten bytes, as everywhere in protobuf.
+      // A negative number is sign-extended to 64 bits, so it takes ten bytes, as protobuf wants it.
       auto const position = static_cast<std::size_t>(scalar.number());
       writeVarint(static_cast<std::uint64_t>(std::int64_t{rowOf(scalar.type).enumerators[position].number}), out);
       break;
@@ -382,7 +383,7 @@ void writeField(std::uint32_t number, Zyn::GenericIf const& value, std::string& 
   }
 }
 
-/** Refuses a value that would not be read again. */
+/** Refuses a value whose message could not be read back. */
 void checkWhole(Composed const& value) {
   for (std::uint32_t const slot : rowOf(value.type).argSlots) {
     if (!value.slots()[slot]) {

@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::string_view enumName = "Enum";
 
-/** The names of one scope: what is no identifier is made one, and no two are the same. */
+/** The names of one scope: makes identifiers of them, no two of which are the same. */
 class Names {
  public:
   Names(std::initializer_list<std::string_view> taken = {}) {
@@ -49,7 +49,7 @@ class Names {
   }
 
  private:
-  /** By name in use, the number that the next one like it is tried with. */
+  /** For each name in use, the number to try when it is wanted again. */
   absl::flat_hash_map<std::string, unsigned> next_;
 };
 
@@ -63,7 +63,7 @@ class ProtoFile {
         }
       }
     }
-    // Types inside these are found on the way, at the end of the list.
+    // The types of their fields are appended to the list while it is walked.
     for (std::size_t i = 0; i < needed_.size(); ++i) {
       needParts(needed_[i]);
     }
@@ -112,7 +112,7 @@ class ProtoFile {
   void nameModules(Schema const& schema) {
     auto modules = schema.modules();
     for (Zyn::ZynType const type : needed_) {
-      // Code may have taken a type from another schema.
+      // A field may be of a type of another schema.
       if (Module const* const module = &tablesOf(*type.module()); std::ranges::find(modules, module) == modules.end()) {
         modules.push_back(module);
       }
@@ -143,7 +143,7 @@ class ProtoFile {
     if (std::string_view const name = wireOf(kind).protoType; !name.empty()) {
       return std::string(name);
     }
-    // From the outermost scope, as a name inside a message may hide one outside.
+    // With a leading dot, from the outermost scope: a name inside the message could hide the one meant.
     std::string const& name = names_.at(idOf(inner));
     return kind == Kind::Enum ? fmt::format(".{}.{}", name, enumName) : "." + name;
   }
@@ -165,7 +165,7 @@ class ProtoFile {
 
   static void writeEnum(Zyn::ZynType type, std::string& out) {
     out += fmt::format("    enum {} {{\n", enumName);
-    // Enumerators stand in the scope around the enum; "option" and "reserved" would start statements.
+    // Protobuf puts enumerators into the scope around the enum, where "option" and "reserved" would start statements.
     Names names = {enumName, onlyFieldName, "option", "reserved"};
     for (Enumerator const& enumerator : rowOf(type).enumerators) {
       out += fmt::format("      {} = {};\n", names.add(enumerator.name), enumerator.number);

@@ -63,7 +63,7 @@ namespace {
 
 bool has(ZynType type, Mark mark) { return !type.empty() && Model::hasMark(type, mark); }
 
-/** On its own, so that a name that is known by its address needs no registers saved. */
+/** Not inlined, so that a look-up by address saves no registers for this call. */
 [[gnu::noinline]] ZynAttr attrByText(ZynTypeBase type, char const* name) { return type.attr(std::string_view(name)); }
 
 }  // namespace
@@ -78,7 +78,7 @@ bool ZynType::isUnionType() const noexcept { return has(*this, Mark::Union); }
 bool ZynType::isScalarKind() const noexcept { return has(*this, Mark::ScalarKind); }
 
 bool ZynType::isFundamentalString() const noexcept {
-  // A further scalar of the kind is a type of its own, with a module of its own.
+  // A type made by `Module::scalar` has the same kind, but is another type in another module.
   return !empty() && index() == static_cast<std::uint32_t>(Model::Kind::String) && module() == &Model::coreModule();
 }
 

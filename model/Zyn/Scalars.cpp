@@ -18,6 +18,7 @@
 #include <system_error>
 #include <utility>
 
+#include "model/Zyn/Ipv4.h"
 #include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
 #include "text/Messages.h"
@@ -69,7 +70,7 @@ bool readUnsigned(TypeRow const& row, std::string_view text, Content& content) {
 
 void printUnsigned(TypeRow const&, Scalar const& value, std::string& out) { appendNumber(value.number(), out); }
 
-/** Refused besides what is no number: the infinities, and numbers that only zero is near enough to. */
+/** Refused besides what is no number: infinities, and numbers so small that they would be rounded to zero. */
 template <typename Float>
 bool readFloat(TypeRow const&, std::string_view text, Content& content) {
   Float number = 0;
@@ -99,7 +100,7 @@ void printString(TypeRow const&, Scalar const& value, std::string& out) { out +=
 bool readBytes(TypeRow const&, std::string_view text, Content& content) {
   absl::string_view const encoded(text.data(), text.size());
   std::string bytes;
-  // Abseil also takes blanks and missing padding: then the text differs from the one that prints.
+  // Abseil also takes blanks and missing padding, which printing would not give back.
   if (!absl::Base64Unescape(encoded, &bytes) || absl::Base64Escape(bytes) != encoded) {
     return false;
   }
@@ -142,7 +143,7 @@ void printFraction(std::uint64_t nanoseconds, std::string& out) {
 
 /** False when the number of nanoseconds does not fit. */
 bool addUp(std::int64_t seconds, std::int64_t nanoseconds, Content& content) {
-  // Both of one sign, or the sum for the first moments of all would not fit half-way.
+  // Both get one sign, so that the product fits whenever the sum does, down to the smallest number.
   if (seconds < 0 && nanoseconds > 0) {
     ++seconds;
     nanoseconds -= nanosecondsPerSecond;
@@ -207,7 +208,7 @@ bool readOffset(std::string_view text, std::int64_t& seconds) {
 
 constexpr std::size_t dateAndTimeSize = 19;
 
-/** A leap second is refused: nanoseconds since 1970 have no place for it. */
+/** A leap second is refused: nanoseconds since 1970 have no number for it. */
 bool readTime(TypeRow const&, std::string_view text, Content& content) {
   std::string_view const dateAndTime = text.substr(0, dateAndTimeSize);
   if (!isLike(dateAndTime, "0000-00-00T00:00:00") && !isLike(dateAndTime, "0000-00-00t00:00:00")) {
@@ -218,7 +219,7 @@ bool readTime(TypeRow const&, std::string_view text, Content& content) {
   int const hour = digitsAt(text, 11, 2);
   int const minute = digitsAt(text, 14, 2);
   int const second = digitsAt(text, 17, 2);
-  // Numbers beyond the calendar are carried over, and then differ from what was written.
+  // Abseil turns a 31st of April into a 1st of May: what differs from the text was no date.
   absl::CivilSecond const local(digitsAt(text, 0, 4), month, day, hour, minute, second);
   text.remove_prefix(dateAndTimeSize);
   std::int64_t nanoseconds = 0;
@@ -241,35 +242,9 @@ void printTime(TypeRow const&, Scalar const& value, std::string& out) {
   out += 'Z';
 }
 
-/** Four numbers up to 255, no zero in front. By hand: most addresses are such, and `inet_pton` costs twice as much. */
-bool readIpv4(std::string_view text, Content& content) {
-  char const* at = text.data();
-  char const* const end = at + text.size();
-  for (std::size_t i = 0; i < 4; ++i) {
-    if (i != 0 && (at == end || *at++ != '.')) {
-      return false;
-    }
-    if (at == end || !isDigit(*at)) {
-      return false;
-    }
-    auto number = static_cast<unsigned>(*at++ - '0');
-    for (; at != end && isDigit(*at); ++at) {
-      if (number == 0 || number > 25) {
-        return false;
-      }
-      number = number * 10 + static_cast<unsigned>(*at - '0');
-    }
-    if (number > 255) {
-      return false;
-    }
-    content.small[i] = static_cast<char>(number);
-  }
-  return at == end;
-}
-
 /** Into the small buffer. The count of bytes; 0 when the text is no address. */
 std::size_t readAddress(std::string_view text, Content& content) {
-  if (readIpv4(text, content)) {
+  if (readIpv4(text, content.small.data())) {
     return 4;
   }
   std::array<char, INET6_ADDRSTRLEN> terminated{};
@@ -293,7 +268,7 @@ bool readIpAddress(TypeRow const&, std::string_view text, Content& content) {
 void printIpAddress(TypeRow const&, Scalar const& value, std::string& out) { printAddress(value.text(), out); }
 
 bool readIpPrefix(TypeRow const&, std::string_view text, Content& content) {
-  // A search from the end goes byte by byte: not through a long text, which is no prefix anyway.
+  // A longer text is no prefix, and searching it from its end would take a step for each byte.
   if (text.size() > INET6_ADDRSTRLEN + std::string_view("/128").size()) {
     return false;
   }
@@ -302,9 +277,8 @@ bool readIpPrefix(TypeRow const&, std::string_view text, Content& content) {
   if (size == 0 || slash == std::string_view::npos) {
     return false;
   }
-  std::string_view const digits = text.substr(slash + 1);
   std::size_t length = 0;
-  if ((digits.size() > 1 && digits.front() == '0') || !wholeNumber(digits, length) || length > size * 8) {
+  if (!readPrefixLength(text.substr(slash + 1), size * 8, length)) {
     return false;
   }
   for (std::size_t i = length / 8; i < size; ++i) {
@@ -407,7 +381,7 @@ static_assert(inOrderOfKinds());
 }  // namespace
 
 Range rangeOf(Kind kind) noexcept {
-  // Bool, S8 to S64, U8 to U64; the rest is as wide as the widest.
+  // Of Bool, S8 to S64, U8 to U64; all other kinds have 64 bits.
   static constexpr std::array spareBits = {0, 56, 48, 32, 0, 56, 48, 32, 0};
   auto const index = static_cast<std::size_t>(kind);
   int const spare = index < spareBits.size() ? spareBits[index] : 0;
@@ -443,8 +417,8 @@ std::string scalarExpectation(TypeRow const& row, TextForm form) {
   if (row.kind != Kind::Enum) {
     return std::string(scalarRow(row.kind).expectation);
   }
-  std::string const quote = form == TextForm::Literal ? "'" : "";
-  return Text::list(row.enumerators, [&](Enumerator const& enumerator) { return quote + enumerator.name + quote; });
+  return Text::list(row.enumerators, [](Enumerator const& each) { return Text::inQuotes(each.name); }) +
+         (form == TextForm::Literal ? ", in single quotes" : "");
 }
 
 void defaultScalar(Kind kind, Content& content) {

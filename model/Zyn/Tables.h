@@ -1,7 +1,6 @@
-// How types are held: one row for a type, one for an attribute, found by the index that the handle carries.
+// How types are stored: a row for each type and for each attribute, found by the index in the handle.
 //
-// Rows never move and are not changed once building has ended, so queries read them without a lock. Only model/ looks
-// in here.
+// Rows never move and are not changed once building has ended, so queries read them without a lock. Internal to model/.
 #pragma once
 
 #include <absl/container/flat_hash_map.h>
@@ -34,7 +33,7 @@ struct AttrRow {
   Shape shape = Shape::Plain;
   /** Of a keyed collection; null for none. The name of the entries' attribute itself, where it is of this schema. */
   char const* keyName = nullptr;
-  /** Holds the key's name where no attribute of this schema does. */
+  /** The storage of `keyName` where no attribute of this schema has that name. */
   std::string looseKeyName = {};
   Zyn::ZynType keyType = {};
   /** The attribute is a constructor argument of its owner. */
@@ -43,17 +42,17 @@ struct AttrRow {
   std::uint32_t s4Number = 0;
 };
 
-/** Indexes by name. The names are kept elsewhere. */
+/** Indexes by name. The map has views only: the names belong to the rows. */
 using ByName = Text::NameMap<std::uint32_t>;
 
-/** A gNMI pattern, taken apart: text[0] slot[0] text[1] slot[1] ... text[n]. */
+/** A gNMI pattern in its parts: texts[0] slots[0] texts[1] slots[1] ... texts[n]. */
 struct Pattern {
   std::string whole;
   std::vector<std::string> texts;
   std::vector<std::uint32_t> slots;
 };
 
-/** An attribute's name, by its address. */
+/** An attribute that is found by the address of its name. */
 struct KnownName {
   char const* name;
   std::uint32_t attr;
@@ -71,8 +70,8 @@ struct TypeRow {
   /** Indexes in the module. */
   NameIndex attrsByName;
   /**
-   * The names of attributes that are handed out to be looked up here again, the first eight: constructor arguments, and
-   * those that hold keys. An address is compared in no time.
+   * The first eight attributes whose names are handed out, as constructor arguments or as names of keys. Such a name is
+   * mostly looked up again by the same pointer, and comparing pointers is faster than hashing the name.
    */
   boost::container::static_vector<KnownName, 8> knownNames;
   /** An index in the module. */
@@ -97,18 +96,19 @@ struct TypeRow {
   std::vector<TypeRow*> users;
 };
 
-/** What a `Module` is inside. Every module of this provider is one. */
+/** The class of every module: what `Module` offers, with its rows. */
 class ModuleTables final : public Module {
  public:
   ModuleTables(std::string_view moduleName, void const* itsSchema) : name(moduleName), schema(itsSchema) {}
   ~ModuleTables() = default;
 
   std::string name;
-  // Rows stay where they are while there are more: names that were handed out stay valid. A row is two loads away.
+  // A stable_vector does not move its elements when it grows, so names and rows that were handed out stay valid;
+  // reading a row takes two loads.
   boost::container::stable_vector<TypeRow> types;
   boost::container::stable_vector<AttrRow> attrs;
   ByName typesByName;
-  /** Tells one schema's modules from another's; null for the core types. */
+  /** The identity of the schema that the module belongs to; null for the core types. */
   void const* schema;
 };
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iterator>
 #include <optional>
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,6 +16,7 @@
 #include "model/Value.h"
 #include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
+#include "text/Messages.h"
 #include "text/Nearest.h"
 
 namespace Model {
@@ -75,7 +77,7 @@ NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
   return nullptr;
 }
 
-/** On its own, as most values are scalars, and those need fewer registers. */
+/** Not inlined: most values are scalars, and reading those then saves fewer registers. */
 [[gnu::noinline]] NewValue readParts(Zyn::ZynType type, TypeRow const& row, std::string_view text, TextForm form) {
   switch (row.kind) {
     case Kind::Wrapper:
@@ -89,13 +91,6 @@ NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
   }
 }
 
-Zyn::ZynType unwrapped(Zyn::ZynType type) {
-  while (rowOf(type).kind == Kind::Wrapper) {
-    type = attrRow(type, 0).type;
-  }
-  return type;
-}
-
 /**
  * "; high takes a decimal number ..." for the first piece of a pattern that does not fit, what a rule has to say of the
  * text, or the enumerators that are near to it. Of a union, the first such thing that one of its alternatives says.
@@ -107,16 +102,18 @@ std::string hintOn(Zyn::ZynType wrapper, std::string_view text, TextForm form) {
     return row.rule->hint(text);
   }
   if (row.kind == Kind::Enum) {
-    bool const isQuoted = form == TextForm::Literal && text.size() >= 2;
+    if (row.enumeratorsByName.contains(text)) {
+      return {};  // only its quotes are missing
+    }
     std::vector<std::string> names;
     std::ranges::transform(row.enumerators, std::back_inserter(names), &Enumerator::name);
-    return Text::didYouMean(isQuoted ? text.substr(1, text.size() - 2) : text, names);
+    return Text::didYouMean(text, names);
   }
-  std::string bad;
+  std::string hint;
   if (row.kind == Kind::Union && form == TextForm::Gnmi) {
-    for (std::uint32_t slot = 0; slot < row.attrs.size() && bad.empty(); ++slot) {
+    for (std::uint32_t slot = 0; slot < row.attrs.size() && hint.empty(); ++slot) {
       Zyn::ZynType const alternative = attrRow(type, slot).type;
-      bad = rowOf(alternative).kind == Kind::Union ? "" : hintOn(alternative, text, form);
+      hint = rowOf(alternative).kind == Kind::Union ? "" : hintOn(alternative, text, form);
     }
   }
   if (row.kind == Kind::Value && row.pattern) {
@@ -124,25 +121,36 @@ std::string hintOn(Zyn::ZynType wrapper, std::string_view text, TextForm form) {
       AttrRow const& attr = attrRow(type, slot);
       bool const fits = readText(attr.type, piece, TextForm::Gnmi) != nullptr;
       if (!fits) {
-        bad = fmt::format("; {} takes {}", attr.name, textExpectation(attr.type, TextForm::Gnmi));
+        hint = fmt::format("; {} takes {}", attr.name, textExpectation(attr.type, TextForm::Gnmi));
       }
       return fits;
     });
   }
-  return bad;
+  return hint;
+}
+
+/** Takes the quotes of a literal off; false for a kind without quotes and for a text without them. */
+bool takeQuotes(Kind kind, std::string_view& text) {
+  return kind <= Kind::Enum && scalarRow(kind).quote != '\0' && unquote(scalarRow(kind).quote, text);
 }
 
 Velko::String sayUnfit(Zyn::ZynType type, std::string_view text, TextForm form) {
   if (type.empty()) {
     return Velko::String("An empty type has no values");
   }
-  return Velko::String(type.name()) + ": " + quoted(text) + " does not fit: " + textExpectation(type, form) +
-         hintOn(type, text, form);
+  Zyn::ZynType const inner = unwrapped(type);
+  // A literal that has its quotes is not told to have them, and they are not shown beside those of the message.
+  if (form == TextForm::Literal && takeQuotes(rowOf(inner).kind, text)) {
+    form = TextForm::Gnmi;
+  }
+  return Velko::String(type.name()) + ": " + Text::inQuotes(text) + " does not fit: " + textExpectation(inner, form) +
+         hintOn(inner, text, form);
 }
 
 /**
- * A text that is no value of the type. Says so when asked: most are thrown for a union, which tries the next one. A
- * long text is not kept, as a copy of it costs more than what there is to say.
+ * A text that is no value of the type. The message is made when it is asked for: most of these exceptions are thrown
+ * for a union, which tries its next alternative. For a long text it is made at once, as it is shorter than a copy of
+ * the text.
  */
 class Unfit final : public Error {
  public:
@@ -165,14 +173,14 @@ class Unfit final : public Error {
   TextForm form_;
 };
 
-/** On its own, so that reading what fits needs no registers saved for it. */
+/** Not inlined, so that reading a text that fits saves no registers for it. */
 [[gnu::noinline]] Unfit unfit(Zyn::ZynType type, Velko::String const& text, TextForm form) {
   return Unfit(type, text, form);
 }
 
 /**
- * Inline, and what it throws is made elsewhere: an exception's time goes by the frames in its way, by the registers
- * that they save and by what they clean up.
+ * Inline, and without a local object when it throws: unwinding takes time for each frame, for the registers that the
+ * frame saved, and for each destructor that it runs.
  */
 [[gnu::always_inline]] inline NewValue fromText(Zyn::ZynType type, Velko::String const& text, TextForm form) {
   if (!type.empty()) {
@@ -275,14 +283,6 @@ NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
   return readScalar(row, text, form, content) ? Scalar::make(type, content) : nullptr;
 }
 
-std::string quoted(std::string_view text) {
-  constexpr std::size_t mostShown = 64;
-  std::string shown = "'";
-  shown += text.substr(0, mostShown);
-  shown += text.size() > mostShown ? "'..." : "'";
-  return shown;
-}
-
 std::string textExpectation(Zyn::ZynType type, TextForm form) {
   TypeRow const& row = rowOf(type);
   switch (row.kind) {
@@ -294,13 +294,10 @@ std::string textExpectation(Zyn::ZynType type, TextForm form) {
         listAlternatives(type, alternatives);
         return alternatives;
       }
-      constexpr std::uint32_t mostShown = 8;
+      auto const nameOf = [&](std::uint32_t slot) { return attrRow(type, slot).type.name(); };
       auto const count = static_cast<std::uint32_t>(row.attrs.size());
-      std::string names = count == 0 ? "nothing, as it has no alternatives" : "a ";
-      for (std::uint32_t slot = 0; slot < std::min(count, mostShown); ++slot) {
-        names += fmt::format("{}{}", slot == 0 ? "" : " or ", attrRow(type, slot).type.name());
-      }
-      return names + (count > mostShown ? " or ..." : "");
+      return count == 0 ? "nothing, as it has no alternatives"
+                        : "a " + Text::list(std::views::iota(std::uint32_t{0}, count), nameOf, " or ");
     }
     case Kind::Value:
       return row.pattern ? row.pattern->whole : "it is built from its attributes, not from text";

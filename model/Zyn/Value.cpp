@@ -1,4 +1,4 @@
-// Value objects: made from nothing and from arguments, changed, read, compared.
+// Value objects: default values, values from arguments, setting attributes, reading, comparing.
 #include <absl/hash/hash.h>
 #include <fmt/core.h>
 
@@ -30,7 +30,7 @@ GenericIf::~GenericIf() = default;
 
 namespace Model {
 
-// What stands behind an object is as aligned as the object itself.
+// What follows an object in its block is aligned as it must be.
 static_assert(sizeof(Composed) % alignof(ValuePtr) == 0);
 
 void ValueObject::operator delete(void* storage) noexcept { KvSlab::slabFreeOrStdFree(storage, typeid(ValueObject)); }
@@ -69,7 +69,7 @@ template <typename... Args>
 
 std::string_view foundType(Zyn::GenericIf const* value) { return value == nullptr ? "null" : typeOf(*value).name(); }
 
-/** The value is none of the attribute in `slot`. */
+/** For a value that is not of the type of the attribute in `slot`. */
 [[noreturn]] void refuseValue(Zyn::ZynType owner, std::uint32_t slot, ValuePtr const& value) {
   AttrRow const& attr = attrRow(owner, slot);
   refuse("{}.{}: expected {}, found {}", owner.name(), attr.name, attr.type.name(), foundType(value.get()));
@@ -138,7 +138,7 @@ NewValue initial(Zyn::ZynType type) {
   return value;
 }
 
-double asDouble(Scalar const& value) { return std::bit_cast<double>(value.number()); }
+double doubleOf(Scalar const& value) { return std::bit_cast<double>(value.number()); }
 
 std::strong_ordering compareScalars(Scalar const& a, Scalar const& b) noexcept {
   switch (a.kind) {
@@ -150,7 +150,7 @@ std::strong_ordering compareScalars(Scalar const& a, Scalar const& b) noexcept {
       return a.number() <=> b.number();
     case Kind::Float:
     case Kind::Double:
-      return std::strong_order(asDouble(a), asDouble(b));
+      return std::strong_order(doubleOf(a), doubleOf(b));
     case Kind::IpAddress:
     case Kind::IpPrefix:
       if (a.text().size() != b.text().size()) {
@@ -171,7 +171,7 @@ std::strong_ordering compareScalars(Scalar const& a, Scalar const& b) noexcept {
   }
 }
 
-/** By name, so that the order is the same in every process, then by what makes types differ. */
+/** By name, so that the order is the same in every process; types of one name by module and index. */
 std::strong_ordering compareTypes(Zyn::ZynType a, Zyn::ZynType b) noexcept {
   if (a == b) {
     return std::strong_ordering::equal;
@@ -185,7 +185,7 @@ std::strong_ordering compareTypes(Zyn::ZynType a, Zyn::ZynType b) noexcept {
   return a.index() <=> b.index();
 }
 
-/** What wrappers hold in the end. */
+/** The scalar in a value, through any number of wrappers. */
 Scalar const& scalarIn(Zyn::GenericIf const& value, std::string_view wanted) {
   ValueObject const* object = &valueObject(value);
   while (object->kind == Kind::Wrapper) {
@@ -205,7 +205,7 @@ Scalar const& scalarIn(Zyn::GenericIf const& value, std::string_view wanted) {
   refuse("{}: {} is no {}", typeOf(value).name(), print(value), wanted);
 }
 
-/** Whether the scalar is a number at all; `isNegative` tells how to read `number`. */
+/** False when the scalar is no number. `isNegative` says whether `number` is to be read as signed. */
 bool readInteger(Scalar const& value, std::uint64_t& number, bool& isNegative) {
   number = value.number();
   if (value.kind == Kind::Enum) {
@@ -255,11 +255,7 @@ std::size_t hash(Zyn::GenericIf const& value) noexcept {
 }
 
 ValuePtr attribute(Zyn::GenericIf const& value, std::string_view name) {
-  Zyn::ZynAttr const attr = typeOf(value).attr(name);
-  if (attr.empty()) {
-    refuse("{}: it has no attribute {}", typeOf(value).name(), quoted(name));
-  }
-  return attribute(value, attr);
+  return attribute(value, attr(typeOf(value), name));
 }
 
 ValuePtr attribute(Zyn::GenericIf const& value, Zyn::ZynAttr attr) noexcept {
@@ -272,8 +268,11 @@ ValuePtr attribute(Zyn::GenericIf const& value, Zyn::ZynAttr attr) noexcept {
   return slot < slots.size() && rowOf(object.type).attrs[slot] == attr.index() ? slots[slot] : nullptr;
 }
 
-template <>
-bool as<bool>(Zyn::GenericIf const& value) {
+void Key::refuseNull() { refuse("A key is a value, and this pointer is null"); }
+
+namespace Detail {
+
+bool asBool(Zyn::GenericIf const& value) {
   constexpr std::string_view wanted = "boolean";
   Scalar const& scalar = scalarIn(value, wanted);
   if (scalar.kind != Kind::Bool) {
@@ -282,41 +281,38 @@ bool as<bool>(Zyn::GenericIf const& value) {
   return scalar.number() != 0;
 }
 
-template <>
-std::int64_t as<std::int64_t>(Zyn::GenericIf const& value) {
-  constexpr std::string_view wanted = "signed 64-bit number";
-  std::uint64_t number = 0;
+std::int64_t asSigned(Zyn::GenericIf const& value, std::int64_t min, std::int64_t max, int bits) {
+  std::string const wanted = fmt::format("signed {}-bit number", bits);
+  std::uint64_t raw = 0;
   bool isNegative = false;
-  if (!readInteger(scalarIn(value, wanted), number, isNegative) ||
-      (!isNegative && !std::in_range<std::int64_t>(number))) {
-    refuseAs(value, wanted);
-  }
-  return static_cast<std::int64_t>(number);
-}
-
-template <>
-std::uint64_t as<std::uint64_t>(Zyn::GenericIf const& value) {
-  constexpr std::string_view wanted = "unsigned 64-bit number";
-  std::uint64_t number = 0;
-  bool isNegative = false;
-  if (!readInteger(scalarIn(value, wanted), number, isNegative) || isNegative) {
+  bool const isInteger = readInteger(scalarIn(value, wanted), raw, isNegative);
+  auto const number = static_cast<std::int64_t>(raw);
+  if (!isInteger || (!isNegative && !std::in_range<std::int64_t>(raw)) || number < min || number > max) {
     refuseAs(value, wanted);
   }
   return number;
 }
 
-template <>
-double as<double>(Zyn::GenericIf const& value) {
+std::uint64_t asUnsigned(Zyn::GenericIf const& value, std::uint64_t max, int bits) {
+  std::string const wanted = fmt::format("unsigned {}-bit number", bits);
+  std::uint64_t number = 0;
+  bool isNegative = false;
+  if (!readInteger(scalarIn(value, wanted), number, isNegative) || isNegative || number > max) {
+    refuseAs(value, wanted);
+  }
+  return number;
+}
+
+double asDouble(Zyn::GenericIf const& value) {
   constexpr std::string_view wanted = "floating-point number";
   Scalar const& scalar = scalarIn(value, wanted);
   if (scalar.kind != Kind::Float && scalar.kind != Kind::Double) {
     refuseAs(value, wanted);
   }
-  return asDouble(scalar);
+  return doubleOf(scalar);
 }
 
-template <>
-std::string as<std::string>(Zyn::GenericIf const& value) {
+std::string asString(Zyn::GenericIf const& value) {
   Scalar const& scalar = scalarIn(value, "text");
   if (scalar.kind == Kind::Bytes) {
     return std::string(scalar.text());
@@ -325,6 +321,8 @@ std::string as<std::string>(Zyn::GenericIf const& value) {
   printScalar(scalar, TextForm::Gnmi, text);
   return text;
 }
+
+}  // namespace Detail
 
 }  // namespace Model
 

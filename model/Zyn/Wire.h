@@ -1,8 +1,9 @@
-// How values look in protobuf messages: shared by those who read, write and describe them. Only model/ looks in here.
+// How values are encoded as protobuf messages: for reading, writing and describing them. Internal to model/.
 //
-// A value type is a message with its attributes as fields: by their s4 numbers, or from 1 in declaration order where
-// the type has none. A union is a message with its alternatives as fields from 1, of which one is there. A wrapper is
-// what it wraps. What is no message by itself is the one field of a message of its own, where a message is asked for.
+// A value type is a message whose fields are its attributes, with their s4 numbers, or numbered from 1 in declaration
+// order where the type has no s4 numbers. A union is a message with its alternatives as fields from 1, of which one is
+// set. A wrapper is encoded as what it wraps. Where a message is asked for and the type is none by itself (a scalar, an
+// enumeration), it is the only field of a message around it.
 #pragma once
 
 #include <cstdint>
@@ -59,20 +60,12 @@ constexpr WireRow wireOf(Kind kind) {
   }
 }
 
-/** The type whose values stand in a field of the type. */
-inline Zyn::ZynType unwrapped(Zyn::ZynType type) {
-  while (rowOf(type).kind == Kind::Wrapper) {
-    type = attrRow(type, 0).type;
-  }
-  return type;
-}
-
 /** 0 where the attribute has no field. */
 inline std::uint32_t fieldNumber(Zyn::ZynType owner, std::uint32_t slot) {
   return rowOf(owner).hasS4Numbers ? attrRow(owner, slot).s4Number : slot + 1;
 }
 
-/** The one field of a message around what is no message by itself. */
+/** The only field of a message around a type that is no message by itself. */
 constexpr std::uint32_t onlyField = 1;
 constexpr std::string_view onlyFieldName = "value";
 

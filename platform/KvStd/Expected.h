@@ -4,6 +4,10 @@
 // holds, allocates nothing of its own, and may be used like any value: one thread at a time.
 #pragma once
 
+#if __cplusplus < 202100L
+#error "C++23 is needed: compile with -std=c++23"
+#endif
+
 #include <expected>
 
 namespace KvStd {

@@ -13,6 +13,10 @@
 //   std::cerr << result.error() << '\n';
 #pragma once
 
+#if __cplusplus < 202100L
+#error "C++23 is needed: compile with -std=c++23"
+#endif
+
 #include <compare>
 #include <cstddef>
 #include <iosfwd>

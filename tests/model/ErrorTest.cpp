@@ -65,7 +65,7 @@ TEST(Errors, AreCaughtAsTheHostsAndAsTheStandardLibrarys) {
            {"Network::VlanId: '70000' does not fit: a decimal number from 0 to 65535",
             [&] { literal(network.vlanId, "70000"); }},
            {"Network::VlanId: expected arguments (value Zyn::U16), found 0 of them", [&] { build(network.vlanId); }},
-           {"Network::VlanId: it has no attribute 'x'", [&] { Model::attribute(*key, "x"); }},
+           {"Network::VlanId: it has no attribute 'x'; there is 'value'", [&] { Model::attribute(*key, "x"); }},
            {"Network::VlanId: it has no s4 encoding", [&] { Model::s4Text(*key); }},
            {"Network::VlanId: Network::VlanId(7) is no boolean", [&] { Model::as<bool>(*key); }},
            {"Attribute 'value' of 'Network::VlanId' is not set",

@@ -392,6 +392,47 @@ TEST(EmptyHandles, AnswerAsForNone) {
   EXPECT_FALSE(Velko::_Velko_FundamentalTypes_Module().argNameQIterator(0xffffffffU)) << "no such type";
 }
 
+TEST(Lookups, ThrowAndNameTheNearest) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("Network");
+  schema.module("Other").value("Device");
+  Zyn::ZynType const device = m.value("Device").attr("name", core(Kind::U8)).attr("port", core(Kind::U8));
+  Zyn::ZynType const route = m.entity("Route");
+  EXPECT_EQ(schema.type("Network::Device"), device);
+  EXPECT_EQ(schema.type("Route"), route);
+  EXPECT_EQ(m.type("Route"), route);
+  EXPECT_EQ(&schema.existingModule("Network"), &m);
+  EXPECT_EQ(Model::attr(device, "port"), device.attr("port"));
+  struct Row {
+    std::function<void()> act;
+    std::string what;
+  };
+  for (auto const& [act, what] : std::vector<Row>{
+           {[&] { schema.type("Rout"); }, "no type 'Rout'; did you mean 'Network::Route'?"},
+           {[&] { schema.type("Device"); },
+            "type 'Device' is in more than one module; write 'Network::Device' or 'Other::Device'"},
+           {[&] { schema.type("Network::Devise"); },
+            "no type 'Network::Devise'; did you mean 'Network::Device', 'Other::Device'?"},
+           {[&] { schema.type("nothing like it"); }, "no type 'nothing like it'"},
+           {[&] { schema.type(""); }, "no type ''"},
+           {[&] { m.type("Devise"); }, "no type 'Devise' in module 'Network'; did you mean 'Device'?"},
+           {[&] { m.type("x"); }, "no type 'x' in module 'Network'; there are 'Device', 'Route'"},
+           {[&] { schema.existingModule("network"); }, "no module 'network'; did you mean 'Network'?"},
+           {[&] { schema.existingModule("x"); }, "no module 'x'; there are 'Network', 'Other'"},
+           {[&] { Model::attr(device, "naem"); }, "Network::Device: it has no attribute 'naem'; did you mean 'name'?"},
+           {[&] { Model::attr(device, "x"); }, "Network::Device: it has no attribute 'x'; there are 'name', 'port'"},
+           {[&] { Model::attr(core(Kind::U8), "x"); }, "Zyn::U8: it has no attribute 'x'"},
+           {[&] { Model::attr({}, "x"); }, "an empty type has no attributes"},
+       }) {
+    try {
+      act();
+      ADD_FAILURE() << "found: " << what;
+    } catch (Model::Error const& error) {
+      EXPECT_EQ(error.what(), what);
+    }
+  }
+}
+
 TEST(Schema, FindsTypesByEveryFormOfTheirName) {
   Model::Schema schema;
   Model::Module& a = schema.module("A");

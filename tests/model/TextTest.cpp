@@ -335,18 +335,22 @@ TEST(Enumeration, LiteralIsANameInSingleQuotes) {
     EXPECT_EQ(Model::print(*gnmi(network.protocol, name)), "'" + name + "'");
     EXPECT_EQ(Model::toJson(*gnmi(network.protocol, name)).dump(), "\"" + name + "\"");
   }
-  for (std::string const text : {"bgp", "'", "''", "", "9"}) {
+  std::string const names = " does not fit: 'connected', 'bgp', 'it's'";
+  for (std::string const text : {"bgp", "'", "", "9", "\"bgp\""}) {
     EXPECT_EQ(errorOf([&] { literal(network.protocol, text); }),
-              "Network::Protocol: '" + text + "' does not fit: 'connected', 'bgp', 'it's'");
+              "Network::Protocol: '" + text + "'" + names + ", in single quotes");
   }
-  for (std::string const text : {"'BGP'", "'bgp", "bgp'", "\"bgp\""}) {
+  for (std::string const text : {"'bgp", "bgp'"}) {
     EXPECT_EQ(errorOf([&] { literal(network.protocol, text); }),
-              "Network::Protocol: '" + text + "' does not fit: 'connected', 'bgp', 'it's'; did you mean 'bgp'?");
+              "Network::Protocol: '" + text + "'" + names + ", in single quotes; did you mean 'bgp'?");
   }
+  // Its own quotes are not at fault, and not shown.
+  EXPECT_EQ(errorOf([&] { literal(network.protocol, "'BGP'"); }),
+            "Network::Protocol: 'BGP'" + names + "; did you mean 'bgp'?");
+  EXPECT_EQ(errorOf([&] { literal(network.protocol, "''"); }), "Network::Protocol: ''" + names);
   EXPECT_EQ(errorOf([&] { gnmi(network.protocol, "BPG"); }),
-            "Network::Protocol: 'BPG' does not fit: connected, bgp, it's; did you mean 'bgp'?");
-  EXPECT_EQ(errorOf([&] { gnmi(network.protocol, "'bgp'"); }),
-            "Network::Protocol: ''bgp'' does not fit: connected, bgp, it's");
+            "Network::Protocol: 'BPG'" + names + "; did you mean 'bgp'?");
+  EXPECT_EQ(errorOf([&] { gnmi(network.protocol, "'bgp'"); }), "Network::Protocol: ''bgp''" + names);
 }
 
 TEST(Enumeration, MessageNamesTwelveOfMany) {
@@ -358,7 +362,7 @@ TEST(Enumeration, MessageNamesTwelveOfMany) {
   Zyn::ZynType const twelve = network.module.enumeration("Twelve", enumerators);
   enumerators.push_back({"m", 'm'});
   Zyn::ZynType const thirteen = network.module.enumeration("Thirteen", enumerators);
-  std::string const names = "a, b, c, d, e, f, g, h, i, j, k, l";
+  std::string const names = "'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j', 'k', 'l'";
   EXPECT_EQ(errorOf([&] { gnmi(twelve, "other"); }), "Network::Twelve: 'other' does not fit: " + names);
   EXPECT_EQ(errorOf([&] { gnmi(thirteen, "other"); }),
             "Network::Thirteen: 'other' does not fit: " + names + " and 1 more");
@@ -400,7 +404,7 @@ TEST(Union, SaysWhatEachAlternativeTakes) {
                    "bgb");
             }),
             "Network::Small: 'bgb' does not fit: byte: a decimal number from 0 to 255; port: {low}-{high}; protocol: "
-            "connected, bgp, it's; did you mean 'bgp'?");
+            "'connected', 'bgp', 'it's'; did you mean 'bgp'?");
 }
 
 TEST(Union, MessageEndsWhereAlternativesAreManyOrNested) {
@@ -480,7 +484,7 @@ TEST(Pattern, NamesThePieceThatDoesNotFit) {
       {network.endpoint, "<a>:1-2/bgp", "<{host}>:{ports}/{protocol}!"},
       {network.endpoint, "<a>:1-2/bgp!!", "<{host}>:{ports}/{protocol}!"},
       {network.endpoint, "<a>:>:1-2/bgp!", "<{host}>:{ports}/{protocol}!; ports takes {low}-{high}"},
-      {network.endpoint, "<a>:1-2/x!", "<{host}>:{ports}/{protocol}!; protocol takes connected, bgp, it's"},
+      {network.endpoint, "<a>:1-2/x!", "<{host}>:{ports}/{protocol}!; protocol takes 'connected', 'bgp', 'it's'"},
   };
   for (Row const& row : rows) {
     EXPECT_EQ(errorOf([&] { gnmi(row.type, row.text); }),
@@ -549,7 +553,6 @@ TEST(Text, ARuleIsAskedBeforeTheKind) {
       {Kind::U8, "==7", "a marked text"},
       {Kind::Bool, "true", "a marked text"},
       {Kind::Bool, "slow", "a marked text; that was slow"},
-      {Kind::String, "\"red\"", "a marked text, in double quotes"},
       {Kind::String, "=red", "a marked text, in double quotes"},
   };
   for (Refused const& row : refused) {
@@ -557,6 +560,11 @@ TEST(Text, ARuleIsAskedBeforeTheKind) {
     EXPECT_EQ(errorOf([&] { literal(type, row.literal); }),
               std::string(type.name()) + ": '" + row.literal + "' does not fit: " + row.fits);
   }
+  // A string that has its quotes is not told to have them, and the rule is asked about the text between them.
+  EXPECT_EQ(errorOf([&] { literal(typeOf(Kind::String), "\"red\""); }),
+            "Network::MarkedString: 'red' does not fit: a marked text");
+  EXPECT_EQ(errorOf([&] { literal(typeOf(Kind::String), "\"slow\""); }),
+            "Network::MarkedString: 'slow' does not fit: a marked text; that was slow");
   EXPECT_EQ(Model::print(*gnmi(typeOf(Kind::String), "=red")), "\"red\"");
   EXPECT_EQ(errorOf([&] { gnmi(typeOf(Kind::String), "red"); }),
             "Network::MarkedString: 'red' does not fit: a marked text");

@@ -7,9 +7,12 @@
 #include <algorithm>
 #include <compare>
 #include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "tests/model/Network.h"
@@ -201,7 +204,8 @@ TEST(Attribute, IsFoundByNameAndByHandle) {
   EXPECT_EQ(Model::attribute(*key, other.routeKey.attr("tag")), nullptr);
   EXPECT_EQ(Model::attribute(*key, Zyn::ZynAttr()), nullptr);
   EXPECT_EQ(Model::attribute(*tag, network.routeKey.attr("tag")), nullptr);
-  EXPECT_EQ(errorOf([&] { Model::attribute(*key, "tagg"); }), "Network::RouteKey: it has no attribute 'tagg'");
+  EXPECT_EQ(errorOf([&] { Model::attribute(*key, "tagg"); }),
+            "Network::RouteKey: it has no attribute 'tagg'; did you mean 'tag'?");
   EXPECT_EQ(errorOf([&] { Model::attribute(*tag, "value"); }), "Zyn::U32: it has no attribute 'value'");
 }
 
@@ -248,6 +252,23 @@ TEST(As, ReadsWhatScalarsHold) {
   EXPECT_EQ(read<Unsigned>(*gnmi(network.protocol, "bgp")), "9");
   EXPECT_EQ(read<Unsigned>(*gnmi(network.protocol, "it's")), "Network::Protocol: 'it's' is no unsigned 64-bit number");
 
+  EXPECT_EQ(read<std::int8_t>(*value(Kind::S64, "-128")), "-128");
+  EXPECT_EQ(read<std::int8_t>(*value(Kind::S64, "-129")), "Zyn::S64: -129 is no signed 8-bit number");
+  EXPECT_EQ(read<std::int8_t>(*value(Kind::U8, "128")), "Zyn::U8: 128 is no signed 8-bit number");
+  EXPECT_EQ(read<std::uint8_t>(*value(Kind::S16, "255")), "255");
+  EXPECT_EQ(read<std::uint8_t>(*value(Kind::S16, "256")), "Zyn::S16: 256 is no unsigned 8-bit number");
+  EXPECT_EQ(read<std::int16_t>(*value(Kind::U16, "32767")), "32767");
+  EXPECT_EQ(read<std::int16_t>(*value(Kind::U16, "32768")), "Zyn::U16: 32768 is no signed 16-bit number");
+  EXPECT_EQ(read<std::uint16_t>(*value(Kind::U32, "65535")), "65535");
+  EXPECT_EQ(read<std::uint16_t>(*value(Kind::U32, "65536")), "Zyn::U32: 65536 is no unsigned 16-bit number");
+  EXPECT_EQ(read<std::int32_t>(*value(Kind::S64, "-2147483648")), "-2147483648");
+  EXPECT_EQ(read<std::int32_t>(*value(Kind::S64, "2147483648")), "Zyn::S64: 2147483648 is no signed 32-bit number");
+  EXPECT_EQ(read<std::uint32_t>(*value(Kind::U64, "4294967295")), "4294967295");
+  EXPECT_EQ(read<std::uint32_t>(*value(Kind::U64, "4294967296")), "Zyn::U64: 4294967296 is no unsigned 32-bit number");
+  EXPECT_EQ(read<std::uint32_t>(*value(Kind::S8, "-1")), "Zyn::S8: -1 is no unsigned 32-bit number");
+  EXPECT_EQ(read<long long>(*value(Kind::S8, "-1")), "-1");
+  EXPECT_EQ(read<unsigned long long>(*value(Kind::U8, "1")), "1");
+
   EXPECT_EQ(Model::as<double>(*value(Kind::Double, "0.1")), 0.1);
   EXPECT_EQ(Model::as<double>(*value(Kind::Float, "0.1")), double{0.1F});
   EXPECT_EQ(read<double>(*value(Kind::U8, "1")), "Zyn::U8: 1 is no floating-point number");
@@ -272,9 +293,59 @@ TEST(Get, ReadsAnAttribute) {
   EXPECT_EQ(Model::get<std::uint64_t>(*range, "low"), 1U);
   EXPECT_EQ(Model::get<std::string>(*range, "high"), "2");
   EXPECT_EQ(errorOf([&] { Model::get<bool>(*range, "high"); }), "Zyn::U16: 2 is no boolean");
-  EXPECT_EQ(errorOf([&] { Model::get<bool>(*range, "mid"); }), "Network::PortRange: it has no attribute 'mid'");
+  EXPECT_EQ(errorOf([&] { Model::get<bool>(*range, "mid"); }),
+            "Network::PortRange: it has no attribute 'mid'; there are 'low', 'high'");
   EXPECT_EQ(errorOf([&] { Model::get<bool>(*initial(network.portRange), "low"); }),
             "Attribute 'low' of 'Network::PortRange' is not set");
+}
+
+/** Maps find a value by another object of the same content, whatever finds places in them. */
+template <typename Map>
+void findsByContent() {
+  Network const network;
+  Map map;
+  map[gnmi(network.portRange, "1-2")] = 12;
+  map[gnmi(network.vlanId, "7")] = 7;
+  map.emplace(gnmi(Model::core(Kind::U16), "7"), 16);
+  EXPECT_EQ(map.size(), 3U);
+  EXPECT_EQ(map.at(gnmi(network.portRange, "1-2")), 12);
+  EXPECT_EQ(map.find(gnmi(network.vlanId, "7"))->second, 7);
+  EXPECT_EQ(map.find(gnmi(network.vlanId, "8")), map.end());
+  Constant const same = gnmi(Model::core(Kind::U16), "7");
+  map[same] = 17;
+  EXPECT_EQ(map.size(), 3U);
+  EXPECT_EQ(map.at(same), 17);
+  for (auto const& [key, number] : map) {
+    EXPECT_EQ(map.at(key.pointer()), number) << Model::print(*key);
+  }
+}
+
+TEST(Key, FindsInEveryKindOfMap) {
+  findsByContent<std::map<Model::Key, int>>();
+  findsByContent<std::unordered_map<Model::Key, int>>();
+  findsByContent<absl::flat_hash_map<Model::Key, int>>();
+}
+
+TEST(Key, IsOrderedAsItsValueIs) {
+  Network const network;
+  Model::Key const two = gnmi(Model::core(Kind::U16), "2");
+  Model::Key const ten = gnmi(Model::core(Kind::U16), "10");
+  EXPECT_EQ(two, Model::Key(gnmi(Model::core(Kind::U16), "2")));
+  EXPECT_NE(two, ten);
+  EXPECT_TRUE(two < ten);
+  EXPECT_EQ((two <=> ten), Model::compare(*two, *ten));
+}
+
+TEST(Key, IsNeverNullAndSharesItsValue) {
+  Value const value = gnmi(Model::core(Kind::U16), "2");
+  Model::Key key = value;
+  EXPECT_EQ(key.pointer(), Constant(value));
+  EXPECT_EQ(value->useCount(), 2U);
+  Model::Key const moved = std::move(key);
+  EXPECT_EQ(value->useCount(), 2U);
+  EXPECT_EQ(&*moved, value.get());
+  EXPECT_EQ(errorOf([] { Model::Key{Value()}; }), "A key is a value, and this pointer is null");
+  EXPECT_EQ(errorOf([] { Model::Key{Constant()}; }), "A key is a value, and this pointer is null");
 }
 
 TEST(Compare, OrdersByTypeThenByContent) {

@@ -22,6 +22,7 @@ TEST(Nearest, FindsWhatIsNearNearestFirst) {
   std::vector<Row> const rows = {
       {"one byte is missing", "Strng", {"Bool", "String"}, {"String"}},
       {"one byte is too many", "Boool", {"Bool", "String"}, {"Bool"}},
+      {"two bytes are swapped", "naem", {"number", "name"}, {"name"}},
       {"another byte", "U9", {"String", "U8"}, {"U8"}},
       {"neighbours are swapped", "BPG", {"GP", "BGP"}, {"BGP"}},
       {"neighbours are swapped, and in another letter case", "CWO", {"cow"}, {"cow"}},

@@ -390,12 +390,13 @@ TEST(Text, ThatDoesNotFitIsToldWhatWould) {
       {"length", "Yang::/kinds:kinds/length/id: '/' does not fit: a text of 2 to 4, 6 characters"},
       {"label", "Yang::kinds:label: '/' does not fit: a text of 1 to 8 characters like '[a-z]+(-[a-z]+)*'"},
       {"ipv4-address", "Yang::ietf-inet-types:ipv4-address: '/' does not fit: an ipv4-address"},
-      {"enumeration", "Yang::/kinds:kinds/enumeration/id: '/' does not fit: down, up, half open"},
+      {"enumeration", "Yang::/kinds:kinds/enumeration/id: '/' does not fit: 'down', 'up', 'half open'"},
       {"identity",
        "Yang::animals:animal: '/' does not fit: an identity derived from animals:animal: animals:ant, "
        "animals:cow, kinds:ant, kinds:bee, animals:beetle"},
       {"union",
-       "Yang::/kinds:kinds/union/id: '/' does not fit: uint8: a decimal number from 0 to 255; enumeration: any, none; "
+       "Yang::/kinds:kinds/union/id: '/' does not fit: uint8: a decimal number from 0 to 255; enumeration: 'any', "
+       "'none'; "
        "ipv4-address: an ipv4-address; label: a text of 1 to 8 characters like '[a-z]+(-[a-z]+)*'; identityref: an "
        "identity derived from animals:animal: animals:ant, animals:cow, kinds:ant, kinds:bee, animals:beetle; string: "
        "a "
