@@ -251,6 +251,21 @@ bool refersTo(File const& file, std::string_view module) {
   return false;
 }
 
+bool adds(File const& file, std::string_view node) {
+  constexpr std::array<std::string_view, 6> nodes = {"container", "list", "leaf", "leaf-list", "anydata", "anyxml"};
+  std::string const text = contentOf(file).value_or("");
+  Statements statement(text);
+  bool isAugment = false;
+  while (statement.next()) {
+    if (statement.depth == 1) {
+      isAugment = statement.keyword == "augment";
+    } else if (isAugment && statement.argument == node && isOneOf(statement.keyword, nodes)) {
+      return true;
+    }
+  }
+  return false;
+}
+
 std::vector<std::string> importsOf(File const& file) {
   std::string const text = contentOf(file).value_or("");
   Statements statement(text);

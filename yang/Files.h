@@ -73,6 +73,9 @@ std::optional<std::string> contentOf(File const& file);
  */
 bool refersTo(File const& file, std::string_view module);
 
+/** Whether the file adds a data node of that name to the tree of another module. */
+bool adds(File const& file, std::string_view node);
+
 /** The modules and submodules that the file imports and includes. */
 std::vector<std::string> importsOf(File const& file);
 

@@ -250,6 +250,25 @@ std::vector<Deviation> deviationsIn(ly_ctx const* context) {
   return deviations;
 }
 
+/** What to load besides, where an error names a node that is missing. Nothing where no module is known to add it. */
+std::string advice(std::string_view message, std::span<Request const> requests, Library const& library) {
+  if (!message.starts_with("Not found node ") && !message.starts_with("Augment target node ")) {
+    return {};
+  }
+  std::string const path = quotedName(message);
+  std::string const node = path.substr(path.find_last_of("/:") + 1);
+  std::vector<std::string> modules;
+  for (std::string const& name : library.files.modules()) {
+    bool const isAskedFor = std::ranges::find(requests, name, &Request::name) != requests.end();
+    if (!isAskedFor && adds(*library.find(name, "", false), node)) {
+      modules.push_back(name);
+    }
+  }
+  return modules.empty() ? ""
+                         : fmt::format("; where a node is missing, load what adds it as well: a node {} is in {}",
+                                       Text::inQuotes(node), Text::list(modules, Text::inQuotes));
+}
+
 /** One context that was tried: what came of it. */
 struct Attempt {
   Context context = {};
@@ -351,7 +370,8 @@ Attempt attempt(std::span<Request const> requests, bool compiles, Library& libra
   }
   std::ranges::copy(modulesIn(first.path), std::back_inserter(result.suspects));
   result.context = nullptr;
-  result.problem = first.text + (first.path.empty() ? "" : fmt::format(" ({})", first.path));
+  result.problem =
+      first.text + (first.path.empty() ? "" : fmt::format(" ({})", first.path)) + advice(first.text, requests, library);
   return result;
 }
 
@@ -513,6 +533,8 @@ std::vector<lys_module const*> inTree(ly_ctx const* context, std::span<Request c
     }
   }
   std::erase_if(all, [&](lys_module const* module) { return !isWanted(module); });
+  // Names and numbers of types are then the same in whatever order the modules were loaded.
+  std::ranges::sort(all, {}, [](lys_module const* module) { return std::string_view(module->name); });
   return all;
 }
 

@@ -17,7 +17,7 @@ using Problems = std::vector<std::string>;
 
 struct Modules {
   Context context;
-  /** Those whose elements count: what was asked for, and what that augments or deviates. In the order loaded. */
+  /** Those whose elements count: what was asked for, and what that augments or deviates. Sorted by name. */
   std::vector<lys_module const*> inTree;
   /** What does not load goes into `warnings`, and is no error. */
   bool isLenient = false;

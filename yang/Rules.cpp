@@ -511,7 +511,11 @@ class IdentityRule final : public Model::TextRule {
   IdentityRule(Context context, lysc_type const& type, lysc_node const& node, bool allowUnprefixed)
       : context_(std::move(context)), base_(baseOf(type)), node_(node), allowUnprefixed_(allowUnprefixed) {
     NoLog const noLog;
-    for (lysc_ident const* const identity : derivedFrom(elements(as<lysc_type_identityref>(type).bases))) {
+    auto identities = derivedFrom(elements(as<lysc_type_identityref>(type).bases));
+    std::ranges::sort(identities, {}, [](lysc_ident const* identity) {
+      return std::pair(std::string_view(identity->module->name), std::string_view(identity->name));
+    });
+    for (lysc_ident const* const identity : identities) {
       std::string full = fullName(*identity);
       // Not of modules that are only imported, nor where a feature is off. Of several bases, libyang takes what is
       // derived from any.
@@ -531,7 +535,7 @@ class IdentityRule final : public Model::TextRule {
                        fmt::join(std::views::transform(bases, [](auto* base) { return fullName(*base); }), " or "));
   }
 
-  /** "module:identity", in the order of the modules. */
+  /** "module:identity", sorted by module and name. */
   std::span<std::string const> names() const { return names_; }
 
   bool canonical(std::string_view& text, std::string& /*buffer*/) const override {

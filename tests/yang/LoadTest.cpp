@@ -257,13 +257,19 @@ TEST(LoadOrder, MakesNoDifference) {
   folder.add("user", import("types") +
                          " list user { key id; leaf id { type identityref { base types:kind; } default types:red; } }");
   folder.add("more", import("types") + " identity blue { base types:kind; }");
-  std::vector<std::string> names = {"types", "user", "more"};
+  folder.add("same", import("types") +
+                         " leaf a { type uint8 { range 1..5; } } leaf b { type identityref { base types:kind; } }");
+  std::vector<std::string> names = {"more", "same", "types", "user"};
+  std::vector<std::string> types;
   do {
     auto const result = load(folder, names);
     ASSERT_TRUE(result) << testing::PrintToString(result.error());
     Zyn::ZynType const type = attrAt(result->root, {"user"}).keyType();
     EXPECT_TRUE(read(type, "types:red"));
     EXPECT_TRUE(read(type, "more:blue"));
+    types = types.empty() ? result->schema.names() : types;
+    EXPECT_EQ(result->schema.names(), types);
+    EXPECT_EQ(Model::enumerators(type).front().name, "more:blue");
   } while (std::ranges::next_permutation(names).found);
 }
 
@@ -324,6 +330,21 @@ TEST(LoadImport, GivesIdentitiesWhereItIsAskedFor) {
                   EndsWith("; 'BGP' is an identity of 'policy', which is only imported: load that module as well"));
     }
   }
+}
+
+TEST(LoadImport, IsNamedWhereANodeOfItsIsMissing) {
+  Folder const folder;
+  folder.add("base", " container top { leaf l { type string; } }");
+  folder.add("adder", import("base") + " augment /base:top { container more { leaf x { type string; } } }");
+  folder.add("other", import("base") + " augment /base:top { container another { leaf x { type string; } } }");
+  folder.add("more", " container more;");
+  folder.add("user", import("base") + " leaf l { type leafref { path /base:top/base:more; } }");
+  folder.add("grower", import("base") + " augment /base:top/base:more { leaf y { type string; } }");
+  std::string const advice = "; where a node is missing, load what adds it as well: a node 'more' is in 'adder'";
+  EXPECT_THAT(load(folder, {"user"}).error(),
+              ElementsAre(folder.file("user.yang") + ": Not found node \"more\" in path. (/user:l)" + advice));
+  EXPECT_THAT(load(folder, {"grower"}).error(), ElementsAre(EndsWith(advice)));
+  EXPECT_THAT(load(folder, {"adder", "user"}).error(), ElementsAre(EndsWith("(/user:l)"))) << "nothing more to load";
 }
 
 // ---- revisions
