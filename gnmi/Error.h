@@ -70,7 +70,10 @@ struct Error {
   std::size_t element = 0;
   /** The name of the key; empty where the error belongs to none. */
   std::string key = {};
-  /** Of a path that was read from text: the byte, or the text's length where something is missing at its end. */
+  /**
+   * Of a path that was read from text: the byte, or the text's length where something is missing at its end. Empty
+   * where the error belongs to none of its elements, and the text is a path.
+   */
   std::optional<std::size_t> offset = {};
   /** The name that does not exist, and those that do; both may be empty. */
   std::string unknown = {};

@@ -90,10 +90,13 @@ std::expected<Selection, KeyError> KeyPlan::select(std::span<Key const> keys, Mo
 
 std::expected<Selection, KeyError> KeyPlan::selectOne(std::span<Key const> keys, Mode mode) const {
   Key const& key = keys.front();
-  if (!keyName_.empty() && key.name != keyName_ && key.name != qualifiedKeyName_) {
+  if (!keyName_.empty() && !isKeyName(key.name)) {
     KeyError error = unknownKey(key.name);
     error.key = 0;
     return std::unexpected(std::move(error));
+  }
+  if (keys.size() > 1 && isKeyName(keys[1].name)) {
+    return std::unexpected(twice(1, keys[1].name, key.name));
   }
   if (keys.size() > 1) {
     return std::unexpected(
@@ -110,6 +113,10 @@ std::expected<Selection, KeyError> KeyPlan::selectOne(std::span<Key const> keys,
     return std::unexpected(refused(0, true, decoded.error()));
   }
   return *std::move(decoded);
+}
+
+bool KeyPlan::isKeyName(std::string_view name) const {
+  return !name.empty() && (name == keyName_ || name == qualifiedKeyName_);
 }
 
 std::expected<Selection, KeyError> KeyPlan::selectParts(std::span<Key const> keys, Mode mode,

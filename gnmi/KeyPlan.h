@@ -87,6 +87,8 @@ class KeyPlan {
   };
   using GivenKeys = boost::container::small_vector<Given, 8>;
 
+  /** Whether it is that of the attribute that holds the key, with its module or without. */
+  bool isKeyName(std::string_view name) const;
   std::expected<Selection, KeyError> selectOne(std::span<Key const> keys, Mode mode) const;
   std::expected<Selection, KeyError> selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree) const;
   std::expected<Selection, KeyError> build(std::span<Key const> keys, std::span<Given const> given,

@@ -358,6 +358,9 @@ TEST_F(Resolve, AModuleCountsWhereTheCallerKnowsIt) {
   EXPECT_EQ(at("/m:leaf", options), "");
   EXPECT_EQ(at("/old:pair/old:inner", options),
             "UnknownNode at 10: unknown element 'old:inner' of Test::pairEntry; there are 'key', 'leaf', 'inner'");
+  EXPECT_EQ(at("/string[old:name=a]", options), "string exact \"a\"");
+  EXPECT_EQ(at("/string[name=a][old:name=b]", options),
+            "KeyTwice at 16: key 'old:name' is given twice, first as 'name'");
   EXPECT_EQ(at("/:pair/inner", options).substr(0, 41), "UnknownNode at 1: unknown element ':pair'");
 }
 

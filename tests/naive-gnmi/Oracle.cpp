@@ -319,16 +319,23 @@ std::expected<Selected, Oracle::Wrong> Oracle::selectOne(Zyn::ZynAttr attr, std:
                                                          Mode mode) const {
   Key const& key = keys.front();
   std::vector<std::string> const names = keyNames(attr);
-  std::string name = key.name;
-  if (!names.empty()) {
-    name = names.front();
-    Zyn::ZynAttr const leaf = attr.attrType().attr(std::string_view(name));
-    bool const hasModule = !moduleOf(leaf).empty() && key.name == moduleOf(leaf) + ":" + name;
-    if (key.name != name && !hasModule) {
-      Wrong wrong = unknownKey(attr, key.name);
-      wrong.key = 0;
-      return std::unexpected(wrong);
+  auto const isName = [&](std::string const& name) {
+    if (names.empty()) {
+      return false;
     }
+    std::string const module = moduleOf(attr.attrType().attr(std::string_view(names.front())));
+    return name == names.front() || (!module.empty() && name == module + ":" + names.front());
+  };
+  if (!names.empty() && !isName(key.name)) {
+    Wrong wrong = unknownKey(attr, key.name);
+    wrong.key = 0;
+    return std::unexpected(wrong);
+  }
+  if (keys.size() > 1 && isName(keys[1].name)) {
+    return std::unexpected(
+        Wrong{.kind = ErrorClass::KeyTwice,
+              .text = "key " + Text::inQuotes(keys[1].name) + " is given twice, first as " + Text::inQuotes(key.name),
+              .key = 1});
   }
   if (keys.size() > 1) {
     return std::unexpected(
@@ -346,7 +353,7 @@ std::expected<Selected, Oracle::Wrong> Oracle::selectOne(Zyn::ZynAttr attr, std:
   }
   // By a decoder of no collection, which checks no names.
   auto const decoded =
-      ZynKeyDecoder(Zyn::ZynAttr(), options_.useS4Encoding).decodeScalarKey(attr.keyType(), name, key.value);
+      ZynKeyDecoder(Zyn::ZynAttr(), options_.useS4Encoding).decodeScalarKey(attr.keyType(), "", key.value);
   if (!decoded) {
     return std::unexpected(Wrong{
         .kind = ErrorClass::ValueRefused, .text = std::string(decoded.error().view()), .key = 0, .ofValue = true});
