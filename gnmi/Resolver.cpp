@@ -309,7 +309,7 @@ std::expected<void, Error> Resolver::resolve(Path const& path, Resolved& into, M
       into.selections.push_back({i, row.attr, *std::move(selection)});
     }
     into.node = {row.attr, row.attr.attrType(), row.kind};
-    *place = impl_->below(row);
+    *place = Impl::below(row);
   }
   return {};
 }
