@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 
 set_target_properties(DrovanPlatform PROPERTIES EXPORT_NAME Platform)
 set_target_properties(DrovanModel PROPERTIES EXPORT_NAME Model)
-set_target_properties(DrovanYaml PROPERTIES EXPORT_NAME Schema)
+set_target_properties(DrovanYaml PROPERTIES EXPORT_NAME Yaml)
 set_target_properties(DrovanGnmi PROPERTIES EXPORT_NAME Gnmi)
 set_target_properties(DrovanYang PROPERTIES EXPORT_NAME Yang)
 

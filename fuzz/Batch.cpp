@@ -3,11 +3,13 @@
 #include <nlohmann/json.hpp>
 
 #include "fuzz/Fuzz.h"
+#include "gnmi/ModelValues.h"
 #include "yaml/Yaml.h"
 #include "zynkey/ExampleSchema.h"
 #include "zynkey/Jobs.h"
 #include "zynkey/Output.h"
 #include "zynkey/Requests.h"
+#include "zynkey/Resolvers.h"
 
 namespace {
 
@@ -22,7 +24,10 @@ bool isControl(char byte) { return (0 <= byte && byte < ' ' && byte != '\n' && b
 
 void Fuzz::run(std::string_view bytes) {
   static Yaml::Loaded const loaded = Yaml::loadText(ZynKey::exampleSchema, "example.yaml");
-  ZynKey::Names names(*loaded);
+  // For each input: what resolvers hold would count as memory that is not given back.
+  auto const requireTree = [](auto const& root) { require(!ZynKey::drawTree(root).empty(), "a tree can be drawn"); };
+  ZynKey::Resolvers resolvers(Gnmi::modelFacts(), requireTree);
+  ZynKey::Names names(*loaded, &resolvers);
   Input lines(bytes);
   while (!lines.empty()) {
     Exact const line(lines.upTo('\n'));
@@ -32,8 +37,7 @@ void Fuzz::run(std::string_view bytes) {
       requireLine(ZynKey::errorLine(*flaw));
       continue;
     }
-    auto const outcome = ZynKey::run(
-        *request, [](auto const& root) { require(!ZynKey::drawTree(root).empty(), "a tree can be drawn"); });
+    auto const outcome = ZynKey::run(*request, requireTree);
     requireLine(ZynKey::toJsonLine(outcome));
     if (outcome) {
       std::string const text = ZynKey::toText(*outcome);

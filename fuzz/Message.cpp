@@ -138,8 +138,8 @@ void Fuzz::run(std::string_view bytes) {
       require(found.nodes.size() == joined->elements().size(), "an element is a node");
     }
     std::size_t nodes = 0;
-    auto const expanded =
-        resolver.expand(*joined, [&](Gnmi::Resolved const&) { return ++nodes != 0; }, mode, {.expansions = 100, .visited = 20'000});
+    auto const expanded = resolver.expand(*joined, [&](Gnmi::Resolved const&) { return ++nodes != 0; }, mode,
+                                          {.expansions = 100, .visited = 20'000});
     require(nodes <= 100 && (expanded ? nodes != 0 : true), "a path means some nodes");
     if (!expanded) {
       checkPlace(expanded.error(), *prefix, *path);
