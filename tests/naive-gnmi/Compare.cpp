@@ -34,7 +34,6 @@ std::string_view const wanted[] = {"Malformed",
                                    "filter",
                                    "every key",
                                    "several nodes",
-                                   "way of several",
                                    "key written",
                                    "key not written",
                                    "entry written",
@@ -540,7 +539,7 @@ class Comparison {
     auto const done = resolver_.resolve(path, found, request_.mode);
     compare("resolving", done ? shown(found) : shown(done.error()), shownEither(naive));
     if (naive) {
-      countSelections(*naive, naivePath);
+      countSelections(*naive);
       compareBack(found, *naive);
     } else {
       count(naive.error());
@@ -677,11 +676,10 @@ class Comparison {
     tally_["error in a prefix"] += error.inPrefix ? 1 : 0;
   }
 
-  void countSelections(Found const& found, Path const& path) {
+  void countSelections(Found const& found) {
     for (Selected const& selected : found.selections) {
       tally_[selected.key ? "exact key" : selected.filter.empty() ? "every key" : "filter"] += 1;
     }
-    tally_["way of several"] += path.elements.size() > 2 ? 1 : 0;
   }
 
   World const& world_;
