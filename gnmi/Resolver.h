@@ -204,9 +204,8 @@ class Resolver {
    * any one node and "..." any number of them, also none; they stand for attributes of entities and enter no value
    * types. No two of the nodes that one "..." stands for on a way have the same type. Keys at "*" mean the lists that
    * take them. Where several ways lead to one node, the keys are those of the way with the fewest elements for the
-   * first
-   * "...", then for the second, and so on. In the modes Write and Notify, and for a path without such elements, it is
-   * `resolve`.
+   * first "...", then for the second, and so on. In the modes Write and Notify, and for a path without such elements,
+   * it is `resolve`.
    *
    * UnknownNode when the path means no node at all, or what the first list refused that was passed over; BoundPassed
    * when it means more than `bounds` allow, after those that they do.
