@@ -146,7 +146,7 @@ class CommandLine {
       if (std::size_t const gap = help.find("\n\n\n"); gap != std::string::npos) {
         help.erase(gap, 1);
       }
-      return {.run = [help](Options const&) { return writeOut(help), done; }, .options = {}};
+      return {.run = [help](Options const&) { return writeOut(help), Done; }, .options = {}};
     }
     return {.run = chosen()->run, .options = takeOptions()};
   }

@@ -86,7 +86,7 @@ Status complete(std::vector<std::string> words) {
       writeOut(before + candidate + '\n');
     }
   }
-  return done;
+  return Done;
 }
 
 }  // namespace ZynKey

@@ -9,7 +9,7 @@
 namespace ZynKey {
 
 /** The exit status of the command. */
-enum Status : int { done = 0, notDecoded = 1, wrongUsage = 2 };
+enum Status : int { Done = 0, NotDecoded = 1, WrongUsage = 2 };
 
 /** In place of the name of a file. */
 inline constexpr std::string_view standardInput = "-";

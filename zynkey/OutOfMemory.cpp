@@ -53,7 +53,7 @@ void outOfMemory() noexcept {
   append("out of memory\n");
   [[maybe_unused]] ssize_t const written =
       ::write(STDERR_FILENO, text.data(), static_cast<std::size_t>(end - text.data()));
-  ::_exit(wrongUsage);
+  ::_exit(WrongUsage);
 }
 
 void exitWhenOutOfMemory() {

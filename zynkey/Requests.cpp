@@ -35,7 +35,7 @@ enum Field : std::uint8_t {
   PayloadField,
   MaxExpansionsField,
   MaxDepthField,
-  fieldCount
+  FieldCount
 };
 
 struct FieldRow {
@@ -46,7 +46,7 @@ struct FieldRow {
 constexpr std::string_view textShape = "a text";
 constexpr std::string_view numberShape = "a number from 1";
 constexpr std::string_view pairsShape = "a list of [path, value] pairs of texts";
-constexpr std::array<FieldRow, fieldCount> fields = {
+constexpr std::array<FieldRow, FieldCount> fields = {
     {{"op", textShape},
      {"collection", textShape},
      {"type", textShape},
@@ -114,7 +114,7 @@ std::string_view after(std::string_view text, std::string_view end) {
 class Reader final : public nlohmann::json_sax<Json> {
  public:
   /** What stands in the fields of shape text, of the request itself. */
-  std::array<std::string, fieldCount> texts;
+  std::array<std::string, FieldCount> texts;
   bool s4 = false;
   Keys keys;
   PathRequest path;
@@ -341,7 +341,7 @@ class Reader final : public nlohmann::json_sax<Json> {
 
 std::string unfitFields(OpRow const& op, unsigned seen) {
   std::string text;
-  for (unsigned field = 0; field < fieldCount; ++field) {
+  for (unsigned field = 0; field < FieldCount; ++field) {
     unsigned const mask = 1U << field;
     bool const missing = (op.required & mask & ~seen) != 0;
     bool const foreign = (seen & mask & ~op.allowed) != 0;

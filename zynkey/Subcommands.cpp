@@ -76,12 +76,12 @@ Status report(Outcome const& outcome, bool json) {
     writeOut(toText(*outcome));
   }
   if (outcome) {
-    return done;
+    return Done;
   }
   flushOut();
   writeError(outcome.error().text.view());
   writeError("\n");
-  return notDecoded;
+  return NotDecoded;
 }
 
 /** Traces go to stderr, where they are wanted. */
@@ -143,7 +143,7 @@ Status resolvePaths(Options const& options) {
     request.path.prefix.text = options.prefix;
   }
   showTraces(options);
-  Status status = done;
+  Status status = Done;
   for (std::string const& path : options.keys) {
     request.path.path.text = path;
     Outcome const outcome = run(request);
@@ -151,7 +151,7 @@ Status resolvePaths(Options const& options) {
       report(outcome, options.json);
       Gnmi::Error const& error = *outcome.error().path;
       writeError(error.inPrefix ? "" : caret(path, error.offset.value_or(0)));
-      status = notDecoded;
+      status = NotDecoded;
       continue;
     }
     auto const* const one = std::get_if<PathAnswer>(&*outcome);
@@ -179,7 +179,7 @@ Status showTypes(Options const& options) {
   } else {
     writeOut(describe(orThrow(Names(schema).type(options.type))));
   }
-  return done;
+  return Done;
 }
 
 Status showS4(Options const& options) {
@@ -200,7 +200,7 @@ Status showS4(Options const& options) {
   } catch (Velko::Exception const& exception) {
     return report(std::unexpected(exception.what()), false);
   }
-  return done;
+  return Done;
 }
 
 Status checkSchema(Options const& options) {
@@ -212,7 +212,7 @@ Status checkSchema(Options const& options) {
     schema = {.file = options.file, .importFolders = std::move(schema.importFolders)};
   }
   writeOut(summary(loadSchema(schema)));
-  return done;
+  return Done;
 }
 
 Status answerBatch(Options const& options) {
@@ -230,7 +230,7 @@ Status answerBatch(Options const& options) {
                               std::to_string(counts.requests - counts.errors) + " decoded, " +
                               std::to_string(counts.errors) + " errors\n";
   writeError(summary);
-  return done;
+  return Done;
 }
 
 }  // namespace ZynKey

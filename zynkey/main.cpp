@@ -42,7 +42,7 @@ int runReported(std::vector<std::string> arguments) {
   } catch (std::exception const& error) {
     writeError(std::string("zynkey: ") + error.what() + '\n');
   }
-  return wrongUsage;
+  return WrongUsage;
 }
 
 }  // namespace

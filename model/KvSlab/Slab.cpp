@@ -93,8 +93,10 @@ struct List {
     ++count;
   }
   Block* pop() noexcept {
+    Block* const block = first;
+    first = block->next;
     --count;
-    return std::exchange(first, first->next);
+    return block;
   }
 };
 

@@ -239,7 +239,7 @@ AttrRow& addAttr(Zyn::ZynType owner, std::string_view name, AttrRow attr) {
 void rememberName(TypeRow& row, AttrRow const& attr) {
   KnownName const name{attr.name.c_str(), row.attrs[attr.slot]};
   auto& known = row.knownNames;
-  if (known.size() < known.capacity() && std::ranges::find(known, name.name, &KnownName::name) == known.end()) {
+  if (known.size() < TypeRow::mostKnownNames && std::ranges::find(known, name.name, &KnownName::name) == known.end()) {
     known.push_back(name);
   }
 }

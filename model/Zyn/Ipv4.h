@@ -18,8 +18,11 @@ inline bool readIpv4(std::string_view text, char* bytes) {
   char const* at = text.data();
   char const* const end = at + text.size();
   for (std::size_t i = 0; i < 4; ++i) {
-    if (i != 0 && (at == end || *at++ != '.')) {
-      return false;
+    if (i != 0) {
+      if (at == end || *at != '.') {
+        return false;
+      }
+      ++at;
     }
     if (at == end || !isDigit(*at)) {
       return false;

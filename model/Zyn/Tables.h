@@ -59,6 +59,8 @@ struct KnownName {
 };
 
 struct TypeRow {
+  static constexpr std::size_t mostKnownNames = 8;
+
   /** "Module::Type". */
   std::string name;
   /** Where the part after "Module::" starts. */
@@ -73,7 +75,7 @@ struct TypeRow {
    * The first eight attributes whose names are handed out, as constructor arguments or as names of keys. Such a name is
    * mostly looked up again by the same pointer, and comparing pointers is faster than hashing the name.
    */
-  boost::container::static_vector<KnownName, 8> knownNames;
+  boost::container::static_vector<KnownName, mostKnownNames> knownNames;
   /** An index in the module. */
   std::optional<std::uint32_t> valAttr;
   /** How deep values nest: 1 for a wrapper, union or value type, and what the deepest attribute adds; else 0. */

@@ -161,8 +161,10 @@ class Unfit final : public Error {
         form_(form) {}
 
   Velko::String message() const override {
-    Velko::String said = Error::message();
-    return said.empty() ? sayUnfit(type_, text_.view(), form_) : said;
+    if (Velko::String said = Error::message(); !said.empty()) {
+      return said;
+    }
+    return sayUnfit(type_, text_.view(), form_);
   }
 
  private:

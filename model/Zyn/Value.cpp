@@ -33,6 +33,7 @@ namespace Model {
 // What follows an object in its block is aligned as it must be.
 static_assert(sizeof(Composed) % alignof(ValuePtr) == 0);
 
+// NOLINTNEXTLINE(misc-new-delete-overloads): see the class
 void ValueObject::operator delete(void* storage) noexcept { KvSlab::slabFreeOrStdFree(storage, typeid(ValueObject)); }
 
 NewValue Scalar::make(Zyn::ZynType type, Content const& content) {

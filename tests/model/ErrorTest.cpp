@@ -111,7 +111,7 @@ TEST(Errors, KeepTheirTextWhenCopied) {
 }
 
 TEST(Errors, AreReadByManyThreads) {
-  Network network;
+  Network const network;
   std::exception_ptr thrown;
   try {
     literal(network.vlanId, "70000");

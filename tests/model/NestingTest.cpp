@@ -143,7 +143,7 @@ void useAll(Model::Schema const& schema, Zyn::ZynType type) {
 
 TEST_P(Nesting, FitsOnTheStack) {
   Zyn::ZynType const deepest = chain(m, GetParam().add, mostLevels);
-  onStackOf(STACK_KIB * 1024, [&] { useAll(schema, deepest); });
+  onStackOf(std::size_t{STACK_KIB} * 1024, [&] { useAll(schema, deepest); });
 }
 
 TEST(NestingGrows, WhenATypeIsExtendedThatOthersUse) {

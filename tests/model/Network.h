@@ -59,8 +59,7 @@ inline Value initial(Zyn::ZynType type) { return type.genericIf(static_cast<void
 
 template <typename... Args>
 Value build(Zyn::ZynType type, Args const&... args) {
-  Zyn::GenericIfArgs list;
-  (list.push_back(args), ...);
+  Zyn::GenericIfArgs const list{args...};
   return type.genericIf(list, false);
 }
 

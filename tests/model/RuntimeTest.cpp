@@ -329,7 +329,7 @@ TEST_P(PtrTest, TheLastOneDestroys) {
     Velko::Ptr<Counted const> two = one;
     EXPECT_EQ(one->useCount(), 2U);
     Velko::Ptr<Counted const> three = std::move(one);
-    EXPECT_EQ(one, nullptr);
+    EXPECT_EQ(one, nullptr);  // NOLINT(bugprone-use-after-move): a pointer moved from is null
     EXPECT_EQ(three->useCount(), 2U);
     three = three.get() == two.get() ? two : nullptr;
     two = nullptr;
@@ -349,7 +349,7 @@ TEST(Ptr, ThreadsShareAnObject) {
     for (int i = 0; i < 4; ++i) {
       threads.emplace_back([mine = shared] {
         for (int round = 0; round < 500; ++round) {
-          Velko::Ptr<Counted const> const copy = mine;
+          Velko::Ptr<Counted const> const copy = mine;  // NOLINT(performance-unnecessary-copy-initialization)
         }
       });
     }

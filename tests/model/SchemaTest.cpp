@@ -165,8 +165,8 @@ TEST(Types, AScalarOfOnesOwnIsNotTheCoreType) {
   Model::Schema schema;
   Model::Module& m = schema.module("M");
   // Fill the module, so that the own type stands where the core module has its string.
-  for (char name = 'a'; name < 'a' + static_cast<int>(Kind::String); ++name) {
-    m.value(std::string(1, name));
+  for (int index = 0; index < static_cast<int>(Kind::String); ++index) {
+    m.value(std::to_string(index));
   }
   Zyn::ZynType const own = m.scalar("String", Kind::String);
   ASSERT_EQ(own.index(), core(Kind::String).index());
@@ -486,7 +486,7 @@ TEST(Schema, FindsTypesByEveryFormOfTheirName) {
   EXPECT_EQ(std::vector(names.begin() + 18, names.end()),
             (std::vector<std::string>{"A::One", "A::Two", "B::Two", "B::U8"}));
 
-  Model::Schema moved = std::move(schema);
+  Model::Schema const moved = std::move(schema);
   EXPECT_EQ(moved.find("One"), one) << "handles stay what they are when the schema moves";
   EXPECT_STREQ(one.name(), "A::One");
 }

@@ -1,4 +1,5 @@
 // Values from text and back: literals and the gNMI string form, kind by kind.
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -287,7 +288,7 @@ TEST(GnmiString, RefusesWhatIsNoValue) {
 }
 
 TEST(GnmiString, OfAStringIsAnyText) {
-  for (std::string const& text : {""s, "red"s, "\""s, "\"red\""s, "a\0\n\xFF{}"s, std::string(65536, '"')}) {
+  for (std::string const& text : {""s, "red"s, "\""s, R"("red")"s, "a\0\n\xFF{}"s, std::string(65536, '"')}) {
     Value const value = gnmi(Model::core(Kind::String), text);
     EXPECT_EQ(Model::as<std::string>(*value), text);
     EXPECT_EQ(Model::print(*value), "\"" + text + "\"");
@@ -336,13 +337,13 @@ TEST(Enumeration, LiteralIsANameInSingleQuotes) {
     EXPECT_EQ(Model::toJson(*gnmi(network.protocol, name)).dump(), "\"" + name + "\"");
   }
   std::string const names = " does not fit: 'connected', 'bgp', 'it's'";
-  for (std::string const text : {"bgp", "'", "", "9", "\"bgp\""}) {
+  for (std::string_view const text : {"bgp", "'", "", "9", R"("bgp")"}) {
     EXPECT_EQ(errorOf([&] { literal(network.protocol, text); }),
-              "Network::Protocol: '" + text + "'" + names + ", in single quotes");
+              fmt::format("Network::Protocol: '{}'{}, in single quotes", text, names));
   }
-  for (std::string const text : {"'bgp", "bgp'"}) {
+  for (std::string_view const text : {"'bgp", "bgp'"}) {
     EXPECT_EQ(errorOf([&] { literal(network.protocol, text); }),
-              "Network::Protocol: '" + text + "'" + names + ", in single quotes; did you mean 'bgp'?");
+              fmt::format("Network::Protocol: '{}'{}, in single quotes; did you mean 'bgp'?", text, names));
   }
   // Its own quotes are not at fault, and not shown.
   EXPECT_EQ(errorOf([&] { literal(network.protocol, "'BGP'"); }),

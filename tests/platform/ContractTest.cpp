@@ -36,7 +36,7 @@ class Contract : public testing::Test {
     return instantiate(root);
   }
 
-  Zyn::ZynType wrapperOf(std::string name, Zyn::ZynType inner, std::vector<std::string> args) {
+  Zyn::ZynType wrapperOf(std::string const& name, Zyn::ZynType inner, std::vector<std::string> args) {
     Zyn::ZynType const type = world.type({.name = name, .args = std::move(args), .valAttr = "held"});
     world.attr(type, {.name = "held", .type = inner});
     return type;

@@ -159,7 +159,7 @@ TEST_F(Platform, AnAllocatorCountsUnderItsTag) {
   EXPECT_EQ(mine().bytes, 3 * static_cast<std::int64_t>(sizeof(int)));
   {
     // Rebound to its own node type, a container counts under the same tag.
-    std::list<int, Velko::Allocator<int, false, SomeTag>> list(2, 0);
+    std::list<int, Velko::Allocator<int, false, SomeTag>> const list(2, 0);
     EXPECT_EQ(mine().elements, 5);
     EXPECT_EQ(mine().allocations, 3U);
   }
