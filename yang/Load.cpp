@@ -333,6 +333,15 @@ std::string readingProblem(std::vector<Message> const& errors, Request const& re
   return culprit == request.name ? text : fmt::format("{}: what it needs does not load: {}", file->path, text);
 }
 
+/**
+ * At a compile, libyang drops what it keeps in the thread of where an augment stands; some bytes would stay of each
+ * thread else. What is not compiled yet is dropped with a module that does not load: there is nothing left to compile.
+ */
+void forgetPlaces(ly_ctx* context) {
+  ly_ctx_load_module(context, "/", nullptr, nullptr);
+  ly_ctx_compile(context);
+}
+
 Attempt attempt(std::span<Request const> requests, bool compiles, Library& library) {
   ly_ctx* raw = nullptr;
   if (ly_ctx_new(nullptr, static_cast<std::uint16_t>(library.contextOptions()), &raw) != LY_SUCCESS) {
@@ -347,12 +356,19 @@ Attempt attempt(std::span<Request const> requests, bool compiles, Library& libra
     if (ly_ctx_load_module(raw, name.c_str(), revision.empty() ? nullptr : revision.c_str(), features.data()) ==
         nullptr) {
       // All that was loaded is gone from the context: libyang takes everything back since the last compile.
-      return {.failed = i, .problem = readingProblem(takeErrors(raw), requests[i], library)};
+      result.failed = i;
+      result.problem = readingProblem(takeErrors(raw), requests[i], library);
+      break;
     }
+  }
+  if (result.failed || !compiles) {
+    forgetPlaces(raw);
+    result.context = nullptr;
+    return result;
   }
   ly_err_clean(raw, nullptr);
   auto const deviations = deviationsIn(raw);
-  if (!compiles || ly_ctx_compile(raw) == LY_SUCCESS) {
+  if (ly_ctx_compile(raw) == LY_SUCCESS) {
     ly_err_clean(raw, nullptr);
     ly_ctx_set_module_imp_clb(raw, nullptr, nullptr);
     return result;

@@ -51,7 +51,7 @@
 //
 // Memory: what libyang holds of the modules goes with the last of `Loaded` and its schema. Texts leave nothing behind:
 // an instance-identifier or XPath expression is read in a thread of its own, as libyang keeps pointers into the modules
-// in a thread that has read one. Of a module that does not compile, libyang 2.1 leaks some names, of a few bytes each.
+// in a thread that has read one.
 //
 // Not checked: that data exists which a leafref or an instance-identifier names; `when` and `must`.
 #pragma once

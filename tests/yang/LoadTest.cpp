@@ -43,7 +43,12 @@ lys_module* ly_ctx_load_module(ly_ctx* context, char const* name, char const* re
 }
 
 LY_ERR ly_ctx_compile(ly_ctx* context) {
-  ++compiles;
+  std::uint32_t at = 0;
+  bool isThereAny = false;
+  while (lys_module const* const module = ly_ctx_get_module_iter(context, &at)) {
+    isThereAny = isThereAny || (at > ly_ctx_internal_modules_count(context) && module->to_compile != 0);
+  }
+  compiles += isThereAny ? 1 : 0;
   return next<decltype(ly_ctx_compile)>("ly_ctx_compile")(context);
 }
 
