@@ -334,10 +334,11 @@ std::string readingProblem(std::vector<Message> const& errors, Request const& re
 }
 
 /**
- * At a compile, libyang drops what it keeps in the thread of where an augment stands; some bytes would stay of each
- * thread else. What is not compiled yet is dropped with a module that does not load: there is nothing left to compile.
+ * An augment leaves a log location in the thread until the next compile; with a thread that ends before, its memory
+ * would be lost. A module that does not load makes libyang drop all that is not compiled yet, so that nothing is left
+ * to compile.
  */
-void forgetPlaces(ly_ctx* context) {
+void clearLogLocation(ly_ctx* context) {
   ly_ctx_load_module(context, "/", nullptr, nullptr);
   ly_ctx_compile(context);
 }
@@ -362,7 +363,7 @@ Attempt attempt(std::span<Request const> requests, bool compiles, Library& libra
     }
   }
   if (result.failed || !compiles) {
-    forgetPlaces(raw);
+    clearLogLocation(raw);
     result.context = nullptr;
     return result;
   }
@@ -392,8 +393,8 @@ Attempt attempt(std::span<Request const> requests, bool compiles, Library& libra
 }
 
 /**
- * In a thread of its own: libyang keeps for each thread the place that an error is in, and does not always take it
- * back. What is left of a context that is gone must not be read at the next error.
+ * In a thread of its own: libyang keeps a log location for each thread, and does not always take it back. One that
+ * points into a context that is gone must not be read at the next error.
  */
 Attempt attemptApart(std::span<Request const> requests, bool compiles, Library& library) {
   Attempt result;

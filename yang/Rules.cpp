@@ -354,8 +354,8 @@ bool isExpression(lysc_type const& type) {
 }
 
 /**
- * What libyang reads of an expression leaves pointers into the context behind in the thread: the location of the next
- * error, whoever's that is. They go with a thread of their own, and the context may go before the caller's thread.
+ * An expression leaves its log location in the thread: pointers into the context, which libyang reads at the thread's
+ * next error, whoever's that is. In a thread of its own they go with it, and the context may go before the caller's.
  */
 template <typename Function>
 std::invoke_result_t<Function> inThread(Function const& function) {

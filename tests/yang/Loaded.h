@@ -29,21 +29,6 @@ inline Yang::Loaded loaded(std::vector<std::string> const& folders, std::vector<
   return *std::move(result);
 }
 
-/** The names of the modules in a folder, without the submodules, of which no module can have the name. */
-inline std::vector<std::string> modulesIn(std::string const& folder, std::vector<std::string> const& submodules) {
-  std::vector<std::string> names;
-  for (auto const& entry : std::filesystem::directory_iterator(folder)) {
-    std::string const stem = entry.path().stem();
-    std::string const name = stem.substr(0, stem.find('@'));
-    if (entry.path().extension() == ".yang" && std::ranges::find(submodules, name) == submodules.end()) {
-      names.push_back(name);
-    }
-  }
-  std::ranges::sort(names);
-  names.erase(std::ranges::unique(names).begin(), names.end());
-  return names;
-}
-
 /** One text as a value of the type, by the decoder; null when it does not fit. */
 inline Velko::Ptr<Zyn::GenericIf> read(Zyn::ZynType type, std::string_view text, std::string* error = nullptr) {
   KeyElemNode node(type, false);
