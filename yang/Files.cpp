@@ -186,12 +186,13 @@ Files::Files(std::span<std::string const> folders) {
       file.name.resize(std::min(file.name.find('@'), file.name.size()));
       if (auto const text = contentOf(file)) {
         path.extension() == ".yin" ? readYin(*text, file) : readYang(*text, file);
+        file.order = files_.size();
         files_.push_back(std::move(file));
       }
     }
   }
-  std::ranges::stable_sort(files_, [](File const& a, File const& b) {
-    return std::tie(a.isSubmodule, a.name, b.revision) < std::tie(b.isSubmodule, b.name, a.revision);
+  std::ranges::sort(files_, [](File const& a, File const& b) {
+    return std::tie(a.isSubmodule, a.name, b.revision, a.order) < std::tie(b.isSubmodule, b.name, a.revision, b.order);
   });
 }
 

@@ -20,6 +20,8 @@ struct File {
   std::string revision;
   std::string path;
   bool isSubmodule = false;
+  /** Its position among all files, folder by folder. */
+  std::size_t order = 0;
 };
 
 /** One YANG statement after another, in the order of the text, without what they mean. */
