@@ -97,7 +97,8 @@ class IntegerRule final : public Model::TextRule {
       : isSigned_(type.basetype >= LY_TYPE_INT8), intervals_(intervalsOf(as<lysc_type_num>(type).range, isSigned_)) {
     if (intervals_.empty()) {
       // LY_TYPE_UINT8 to LY_TYPE_UINT64 and LY_TYPE_INT8 to LY_TYPE_INT64 double in width.
-      int const bits = 8 << (type.basetype - (isSigned_ ? LY_TYPE_INT8 : LY_TYPE_UINT8));
+      unsigned const doublings = type.basetype - (isSigned_ ? LY_TYPE_INT8 : LY_TYPE_UINT8);
+      unsigned const bits = 8U << doublings;
       std::uint64_t const span = std::numeric_limits<std::uint64_t>::max() >> (64 - bits);
       std::uint64_t const min = isSigned_ ? topBit - (span / 2 + 1) : 0;
       intervals_.push_back({min, min + span});
@@ -218,7 +219,7 @@ class StringRule final : public Model::TextRule {
     if (!lengths_.empty()) {
       text += " of " + shownLength(lengths_, "character");
     }
-    std::string_view also = "";
+    std::string_view also;
     for (lysc_pattern const* const pattern : patterns_) {
       text += fmt::format("{} {} '{}'", also, pattern->inverted ? "unlike" : "like", pattern->expr);
       also = ", and";
@@ -346,7 +347,7 @@ std::string libyangExpectation(lysc_type const& type) {
 }
 
 /** libyang reads an expression of operators in quadratic time; a hundred kilobytes take it seconds. */
-constexpr std::size_t maxExpression = 16 * 1024;
+constexpr std::size_t maxExpression = std::size_t{16} * 1024;
 
 bool isExpression(lysc_type const& type) {
   std::string_view const id = type.plugin->id;

@@ -250,7 +250,7 @@ Zyn::ZynType Types::makeUnion(lysc_type const& type, lysc_node const& node, std:
                                    : definition->second.substr(definition->second.find(':') + 1);
     std::string const attr = unique(wanted, [&](std::string const& taken) { return !built.attr(taken).empty(); });
     bool const isLastToo = isLast && reference == alternatives.back();
-    made.attr(attr, of(alternative, node, name + "/" + attr, isLastToo));
+    made.attr(attr, of(alternative, node, fmt::format("{}/{}", name, attr), isLastToo));
   }
   return built;
 }

@@ -30,7 +30,7 @@ class Types {
    * `path` is the name of a type that has neither a typedef nor a leaf of its own. `isLast`: no further alternative of
    * a union could take what this type refuses.
    */
-  Zyn::ZynType of(lysc_type const& type, lysc_node const& node, std::string const& path, bool isLast);
+  Zyn::ZynType of(lysc_type const& reference, lysc_node const& node, std::string const& path, bool isLast);
   Zyn::ZynType make(lysc_type const& type, lysc_node const& node, std::string const& name, bool isLast);
   Zyn::ZynType makeUnion(lysc_type const& type, lysc_node const& node, std::string const& name, bool isLast);
 

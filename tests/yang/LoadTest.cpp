@@ -27,29 +27,29 @@ Function* next(char const* name) {
 
 // In front of libyang's own, to count the calls.
 
-LY_ERR ly_ctx_new(char const* folder, std::uint16_t options, ly_ctx** context) {
+LY_ERR ly_ctx_new(char const* search_dir, std::uint16_t options, ly_ctx** new_ctx) {
   ++contextsMade;
-  return next<decltype(ly_ctx_new)>("ly_ctx_new")(folder, options, context);
+  return next<decltype(ly_ctx_new)>("ly_ctx_new")(search_dir, options, new_ctx);
 }
 
-void ly_ctx_destroy(ly_ctx* context) {
+void ly_ctx_destroy(ly_ctx* ctx) {
   ++contextsGone;
-  next<decltype(ly_ctx_destroy)>("ly_ctx_destroy")(context);
+  next<decltype(ly_ctx_destroy)>("ly_ctx_destroy")(ctx);
 }
 
-lys_module* ly_ctx_load_module(ly_ctx* context, char const* name, char const* revision, char const** features) {
+lys_module* ly_ctx_load_module(ly_ctx* ctx, char const* name, char const* revision, char const** features) {
   ++loads;
-  return next<decltype(ly_ctx_load_module)>("ly_ctx_load_module")(context, name, revision, features);
+  return next<decltype(ly_ctx_load_module)>("ly_ctx_load_module")(ctx, name, revision, features);
 }
 
-LY_ERR ly_ctx_compile(ly_ctx* context) {
+LY_ERR ly_ctx_compile(ly_ctx* ctx) {
   std::uint32_t at = 0;
   bool isThereAny = false;
-  while (lys_module const* const module = ly_ctx_get_module_iter(context, &at)) {
-    isThereAny = isThereAny || (at > ly_ctx_internal_modules_count(context) && module->to_compile != 0);
+  while (lys_module const* const module = ly_ctx_get_module_iter(ctx, &at)) {
+    isThereAny = isThereAny || (at > ly_ctx_internal_modules_count(ctx) && module->to_compile != 0);
   }
   compiles += isThereAny ? 1 : 0;
-  return next<decltype(ly_ctx_compile)>("ly_ctx_compile")(context);
+  return next<decltype(ly_ctx_compile)>("ly_ctx_compile")(ctx);
 }
 
 namespace YangTest {
@@ -57,7 +57,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -135,9 +134,9 @@ Broken const brokens[] = {
     {"augmented-leafref", import("good") + " augment /good:here { leaf l { type leafref { path \"/good:nix\"; } } }",
      ": Not found node \"nix\" in path. (/good:here/NAME:l)"},
     {"augment-target", import("good") + " augment /good:nix { leaf l { type uint8; } }",
-     ": Augment target node \"/good:nix\" from module \"NAME\" was not found. (/NAME:{augment='/good:nix'})"},
+     R"(: Augment target node "/good:nix" from module "NAME" was not found. (/NAME:{augment='/good:nix'}))"},
     {"deviation-target", import("good") + " deviation /good:nix { deviate not-supported; }",
-     ": Deviation(s) target node \"/good:nix\" from module \"NAME\" was not found. (/good:{deviation='/good:nix'})"},
+     R"(: Deviation(s) target node "/good:nix" from module "NAME" was not found. (/good:{deviation='/good:nix'}))"},
     {"deviation-must", import("good") + " deviation /good:here { deviate add { must \"foo((\"; } }",
      ": Unknown XPath function \"foo\". (/good:here)"},
 };
@@ -556,7 +555,7 @@ TEST(LoadLifetime, OfContextsEndsWithTheSchema) {
         Yang::load(std::vector<std::string>{YANG_MODULES "/modules", folder.path()}, std::vector<std::string>{});
     ASSERT_TRUE(kinds);
     int const before = contextsGone;
-    Model::Schema schema = std::move(kinds->schema);
+    Model::Schema const schema = std::move(kinds->schema);
     Zyn::ZynType const type = attrAt(kinds->root, {"kinds", "instance"}).keyType();
     kinds = std::unexpected(std::vector<std::string>());
     EXPECT_EQ(contextsGone, before) << "its rules need it";

@@ -43,7 +43,7 @@ class PatternWriter {
       }
       // The text of one piece is written as often as its quantifier may ask for, each time anew.
       std::string_view const piece = rest_;
-      std::string first = atom();
+      std::string const first = atom();
       std::string_view const afterAtom = rest_;
       auto const [least, most] = quantifier();
       std::string_view const afterPiece = rest_;
@@ -129,7 +129,7 @@ class PatternWriter {
       std::string const one = from == '\\' ? escape() : std::string(1, from);
       if (one.size() == 1 && rest_.starts_with('-') && rest_.size() > 1 && rest_[1] != ']' && rest_[1] != '[') {
         rest_.remove_prefix(1);
-        for (int c = one.front(); c <= rest_.front(); ++c) {
+        for (int c = static_cast<unsigned char>(one.front()); c <= static_cast<unsigned char>(rest_.front()); ++c) {
           members += static_cast<char>(c);
         }
         rest_.remove_prefix(1);
@@ -272,7 +272,7 @@ std::string number(lysc_range const* range, bool isSigned, Random& random) {
       }
     }
   }
-  std::string text = below(random, 3) == 0 ? std::to_string(random() >> below(random, 64)) : oneOf(near, random);
+  std::string const text = below(random, 3) == 0 ? std::to_string(random() >> below(random, 64)) : oneOf(near, random);
   static std::string const before[] = {"", "", "", " ", "+", "0", "00", "\t", "-", " +0", "0x", "\v\f"};
   static std::string const behind[] = {"", "", "", "", " ", "\n", "\r\f", ".0", "e1", " 1"};
   return oneOf(before, random) + text + oneOf(behind, random);

@@ -579,7 +579,7 @@ TEST(Key, IsDecodedByTheLeavesNamesAndByTheWholeKeys) {
 }
 
 TEST(Schema, OutlivesWhatItWasLoadedBy) {
-  Model::Schema schema = std::move(loaded({modules}, {"kinds", "animals"}).schema);
+  Model::Schema const schema = std::move(loaded({modules}, {"kinds", "animals"}).schema);
   Zyn::ZynType const label = schema.find("kinds:label");
   EXPECT_TRUE(read(label, "a-b"));
   EXPECT_FALSE(read(label, "a-"));
