@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
-#include "gnmi/NameHash.h"
 #include "gnmi/Resolver.h"
+#include "text/NameHash.h"
 
 namespace Gnmi {
 
@@ -122,7 +122,7 @@ class KeyPlan {
   std::size_t argumentCount_ = 0;
   std::vector<Part> parts_;
   /** Also with their modules in front; those names are kept beside. */
-  absl::flat_hash_map<std::string_view, std::size_t, NameHash> partsByName_;
+  Text::NameMap<std::size_t> partsByName_;
   std::deque<std::string> qualifiedNames_;
   std::vector<std::string> names_;
 };

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "gnmi/NameHash.h"
 #include "text/Messages.h"
+#include "text/NameHash.h"
 
 namespace Gnmi {
 namespace {
@@ -224,7 +224,7 @@ bool PathReader::readElement() {
   if (!readPart(path_.elements_.back().name, elementName)) {
     return false;
   }
-  std::optional<absl::flat_hash_set<std::string_view, NameHash>> names;
+  std::optional<absl::flat_hash_set<std::string_view, Text::NameHash>> names;
   while (next() == '[') {
     ++at_;
     Key key;

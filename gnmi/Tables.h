@@ -17,13 +17,20 @@
 #include <vector>
 
 #include "gnmi/KeyPlan.h"
-#include "gnmi/NameHash.h"
 #include "gnmi/Resolver.h"
+#include "text/NameHash.h"
 
 namespace Gnmi {
 
+/** Of a name within a type, by the type's index; seeded, as that of a name alone. */
+struct NameInTypeHash {
+  std::size_t operator()(std::pair<std::uint32_t, std::string_view> const& name) const noexcept {
+    return absl::HashOf(name.first, absl::string_view(name.second.data(), name.second.size()));
+  }
+};
+
 /** The modules that the plain names at the top may be of. */
-using OriginModules = absl::flat_hash_set<std::string_view, NameHash>;
+using OriginModules = absl::flat_hash_set<std::string_view, Text::NameHash>;
 
 struct Resolver::Impl {
   using Index = std::uint32_t;
@@ -107,8 +114,8 @@ struct Resolver::Impl {
   absl::flat_hash_map<Zyn::ZynAttr, Index> planOf;
   absl::flat_hash_map<std::pair<Zyn::ZynModule const*, std::uint32_t>, Index> typeIndex;
   /** The first row of a type that has the name: its name alone, or the attribute's own with a module in it. */
-  absl::flat_hash_map<std::pair<Index, std::string_view>, Index, NameHash> rowByName;
-  absl::flat_hash_map<std::string_view, OriginModules, NameHash> origins;
+  absl::flat_hash_map<std::pair<Index, std::string_view>, Index, NameInTypeHash> rowByName;
+  Text::NameMap<OriginModules> origins;
 
  private:
   void addRows(Index type);
