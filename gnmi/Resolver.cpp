@@ -206,8 +206,7 @@ Error Resolver::Impl::ambiguous(Place const& place, std::string_view name) const
     }
   }
   return {.kind = ErrorClass::Ambiguous,
-          .text = "several modules have an element " + Text::inQuotes(name) +
-                  " here: " + Text::list(several, Text::inQuotes),
+          .text = "several modules have an element " + Text::inQuotes(name) + " here",
           .names = std::move(several)};
 }
 

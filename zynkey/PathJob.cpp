@@ -56,6 +56,14 @@ PathAnswer answerOf(PathRequest const& request, Gnmi::Path const& path, Gnmi::Re
   return answer;
 }
 
+/** The error of a path, with what is probably the reason where a value is refused. */
+Gnmi::Error explained(Gnmi::Error error, Gnmi::Path const& path) {
+  if (std::string const quotes = quotesIn(path); error.kind == Gnmi::ErrorClass::ValueRefused && !quotes.empty()) {
+    error.text += "; " + quotes;
+  }
+  return error;
+}
+
 std::expected<void, Gnmi::Error> checkPayload(PathRequest const& request, Gnmi::Resolved const& found) {
   if (request.payload.empty()) {
     return {};
@@ -89,7 +97,7 @@ std::expected<std::variant<PathAnswer, Expansions>, Gnmi::Error> resolvePath(Pat
   if (takesWildcards && std::ranges::any_of(path->elements(), isWildcard)) {
     Expansions expansions;
     std::optional<Gnmi::Error> conflict;
-    auto const done = request.resolver->expand(
+    auto done = request.resolver->expand(
         *path,
         [&](Gnmi::Resolved const& found) {
           if (auto checked = checkPayload(request, found); !checked) {
@@ -101,17 +109,17 @@ std::expected<std::variant<PathAnswer, Expansions>, Gnmi::Error> resolvePath(Pat
         },
         request.mode, request.bounds);
     if (!done || conflict) {
-      return std::unexpected(done ? *std::move(conflict) : done.error());
+      return std::unexpected(done ? *std::move(conflict) : explained(std::move(done).error(), *path));
     }
     return expansions;
   }
   Gnmi::Resolved found;
   auto done = request.resolver->resolve(*path, found, request.mode);
-  if (done) {
-    done = checkPayload(request, found);
-  }
   if (!done) {
-    return std::unexpected(std::move(done).error());
+    return std::unexpected(explained(std::move(done).error(), *path));
+  }
+  if (auto checked = checkPayload(request, found); !checked) {
+    return std::unexpected(std::move(checked).error());
   }
   return answerOf(request, *path, found);
 }

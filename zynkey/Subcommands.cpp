@@ -155,9 +155,11 @@ Status resolvePaths(Options const& options) {
       continue;
     }
     auto const* const one = std::get_if<PathAnswer>(&*outcome);
-    if (one != nullptr && !one->warning.empty()) {
+    // The expansions of a path share its keys, and so the warning.
+    PathAnswer const& first = one != nullptr ? *one : std::get<Expansions>(*outcome).front();
+    if (!first.warning.empty()) {
       flushOut();
-      writeError("warning: " + one->warning + '\n');
+      writeError("warning: " + first.warning + '\n');
     }
     if (options.canonical) {
       writeOut(canonicalLines(*outcome));

@@ -241,8 +241,7 @@ Error Oracle::unknownElement(Place const& place, std::string const& name) const 
     for (Zyn::ZynAttr const attr : several) {
       error.names.push_back(moduleOf(attr) + ":" + name);
     }
-    error.text =
-        "several modules have an element " + Text::inQuotes(name) + " here: " + Text::list(error.names, Text::inQuotes);
+    error.text = "several modules have an element " + Text::inQuotes(name) + " here";
     return error;
   }
   error.kind = ErrorClass::UnknownNode;
