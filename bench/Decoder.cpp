@@ -3,11 +3,9 @@
 #include <absl/strings/escaping.h>
 #include <fmt/core.h>
 
-#include <expected>
 #include <memory>
 
-#include "gnmi/Path.h"
-#include "gnmi/Resolver.h"
+#include "bench/Gnmi.h"
 #include "model/Runtime.h"
 #include "model/Schema.h"
 
@@ -73,24 +71,9 @@ std::string s4Text(std::size_t size) {
   return absl::Base64Escape(message);
 }
 
-/** The text of a path to one entry of a collection, read and looked up; the schema is prepared, results are reused. */
-Work gnmiPath(std::string name, Zyn::ZynAttr collection, std::string const& keys) {
-  struct State {
-    Gnmi::Resolver resolver;
-    std::string text;
-    Gnmi::Path path = {};
-    Gnmi::Resolved found = {};
-  };
-  auto const state = std::make_shared<State>(Gnmi::Resolver(Zyn::ZynType(collection.module(), collection.owner())),
-                                             fmt::format("/{}{}", collection.name(), keys));
-  auto const resolve = [state]() -> std::expected<void, Gnmi::Error> {
-    auto read = Gnmi::parsePath(state->text, state->path);
-    return read ? state->resolver.resolve(state->path, state->found) : read;
-  };
-  if (auto const done = resolve(); !done) {
-    fail(name, done.error().text);
-  }
-  return {std::move(name), [resolve] { keep(resolve()); }};
+/** Of the schema that has the collection at its top. */
+SharedResolver resolverOf(Zyn::ZynAttr collection) {
+  return std::make_shared<Gnmi::Resolver const>(Zyn::ZynType(collection.module(), collection.owner()));
 }
 
 Fields const threeFields = {{"key__vrf", vrfText}, {"key__tag", tagText}, {"key__prefix", prefixText}};
@@ -147,9 +130,11 @@ void addJobs(Works& works) {
   works.push_back(wholeKey("error, unknown attribute", list3, {{"key__color", "red"}}, true));
   works.push_back(wholeKey("error, value that does not fit", list3, {{"key__tag", "red"}}, true));
   works.push_back(wholeKey("error, missing attribute", list3, {{"key__vrf", "red"}}, true));
-  works.push_back(gnmiPath("gnmi, path of 1 key", collectionOf(string), "[key=Ethernet1]"));
-  works.push_back(gnmiPath("gnmi, path of 3 keys", list3,
-                           fmt::format("[vrf={}][tag={}][prefix={}]", vrfText, tagText, prefixText)));
+  Zyn::ZynAttr const list1 = collectionOf(string);
+  works.push_back(textPath("gnmi, path of 1 key", resolverOf(list1), fmt::format("/{}[key=Ethernet1]", list1.name())));
+  std::string const path3 = fmt::format("/{}[vrf={}][tag={}][prefix={}]", list3.name(), vrfText, tagText, prefixText);
+  works.push_back(textPath("gnmi, path of 3 keys", resolverOf(list3), path3));
+  works.push_back(messagePath("gnmi, message of 3 keys", resolverOf(list3), path3));
 }
 
 void addGrowth(Works& works) {

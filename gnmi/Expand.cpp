@@ -191,12 +191,12 @@ class Expansion {
       if (element.name == wildcard ? !isEntity : named[i] != index) {
         continue;
       }
-      auto selection = tables_.select(row, path_.keys(element), mode_);
-      if (selection) {
-        add(here, {.next = way.next + 1, .beganAt = nodeDepth, .chain = link(way, row, *std::move(selection), depth)},
+      Selection selection;
+      if (auto selected = tables_.select(row, path_.keys(element), mode_, selection); selected) {
+        add(here, {.next = way.next + 1, .beganAt = nodeDepth, .chain = link(way, row, std::move(selection), depth)},
             nodeDepth);
-      } else if (!refusal_ && selection.error().kind != ErrorClass::KeyUnknown) {
-        refusal_ = placed(std::move(selection).error(), path_, way.next);
+      } else if (!refusal_ && selected.error().kind != ErrorClass::KeyUnknown) {
+        refusal_ = placed(std::move(selected).error(), path_, way.next);
       }
     }
     if (!here.empty() && nodeDepth > maxDepth_) {
@@ -224,7 +224,7 @@ class Expansion {
   }
 
   std::size_t link(Way const& way, Impl::Row const& row, Selection selection, std::size_t node) {
-    if (!row.attr.isKeyed()) {
+    if (!row.isKeyed) {
       return way.chain;
     }
     chains_.push_back(

@@ -60,35 +60,37 @@ KeyPlan::KeyPlan(Zyn::ZynAttr collection, Options const& options)
     }
     names_.emplace_back(name);
     partsByName_.insert_or_assign(name, parts_.size());
-    parts_.push_back({.attr = *attr,
+    parts_.push_back({.name = name,
+                      .attr = *attr,
                       .path = PathElements(1, name),
                       .isScalar = Drovan::isScalarKeyType((*attr).attrType(), options.useS4Encoding),
                       .isCut = ZynKeyDecoder::splitPath(name).size() > 1});
   }
   for (auto name = keyType_.module()->argNameQIterator(keyType_.argListIndex()); name; ++name) {
-    auto const part = partsByName_.find(std::string_view(*name));
-    if (part == partsByName_.end()) {
+    std::size_t const index = partOf(*name);
+    if (index == parts_.size()) {
       isFlat_ = false;
       continue;
     }
-    isFlat_ = isFlat_ && parts_[part->second].isScalar && !parts_[part->second].isArgument;
-    parts_[part->second].isArgument = true;
+    Part& part = parts_[index];
+    isFlat_ = isFlat_ && part.isScalar && !part.isArgument;
+    part.isArgument = true;
     ++argumentCount_;
   }
 }
 
-std::expected<Selection, KeyError> KeyPlan::select(std::span<Key const> keys, Mode mode,
-                                                   ShowTree const& showTree) const {
+KeyPlan::Done KeyPlan::select(std::span<Key const> keys, Mode mode, ShowTree const& showTree, Selection& into) const {
   if (keys.empty()) {
     if (mode == Mode::Write) {
       return std::unexpected(missingKeys({}));
     }
-    return ZynKeyDecoder::Multiple{};
+    into.emplace<ZynKeyDecoder::Multiple>();
+    return {};
   }
-  return isOneValue_ ? selectOne(keys, mode) : selectParts(keys, mode, showTree);
+  return isOneValue_ ? selectOne(keys, mode, into) : selectParts(keys, mode, showTree, into);
 }
 
-std::expected<Selection, KeyError> KeyPlan::selectOne(std::span<Key const> keys, Mode mode) const {
+KeyPlan::Done KeyPlan::selectOne(std::span<Key const> keys, Mode mode, Selection& into) const {
   Key const& key = keys.front();
   if (!keyName_.empty() && !isKeyName(key.name)) {
     KeyError error = unknownKey(key.name);
@@ -112,23 +114,22 @@ std::expected<Selection, KeyError> KeyPlan::selectOne(std::span<Key const> keys,
   if (!decoded) {
     return std::unexpected(refused(0, true, decoded.error()));
   }
-  return *std::move(decoded);
+  into = *std::move(decoded);
+  return {};
 }
 
 bool KeyPlan::isKeyName(std::string_view name) const {
   return !name.empty() && (name == keyName_ || name == qualifiedKeyName_);
 }
 
-std::expected<Selection, KeyError> KeyPlan::selectParts(std::span<Key const> keys, Mode mode,
-                                                        ShowTree const& showTree) const {
+KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree,
+                                   Selection& into) const {
   GivenKeys given;
   for (Key const& key : keys) {
-    auto found = find(key.name);
-    if (!found) {
-      found.error().key = given.size();
-      return std::unexpected(std::move(found).error());
+    if (auto found = find(key.name, given.emplace_back()); !found) {
+      found.error().key = given.size() - 1;
+      return found;
     }
-    given.push_back(*std::move(found));
   }
   auto const open = std::ranges::find_if(keys, isOpen);
   auto const whole = isWhole(keys, given, open == keys.end());
@@ -142,16 +143,16 @@ std::expected<Selection, KeyError> KeyPlan::selectParts(std::span<Key const> key
                                     .ofValue = true});
   }
   if (*whole) {
-    return build(keys, given, showTree);
+    return build(keys, given, showTree, into);
   }
   if (mode == Mode::Write) {
     return std::unexpected(missingKeys(given));
   }
-  return filter(keys, given);
+  return filter(keys, given, into);
 }
 
-std::expected<Selection, KeyError> KeyPlan::build(std::span<Key const> keys, std::span<Given const> given,
-                                                  ShowTree const& showTree) const {
+KeyPlan::Done KeyPlan::build(std::span<Key const> keys, std::span<Given const> given, ShowTree const& showTree,
+                             Selection& into) const {
   ZynKeyDecoder::KeyElemNode root(keyType_, decoder_.useS4Encoding);
   for (std::size_t i = 0; i != keys.size(); ++i) {
     PathElements const& path = given[i].nested.empty() ? parts_[given[i].part].path : given[i].nested;
@@ -165,11 +166,12 @@ std::expected<Selection, KeyError> KeyPlan::build(std::span<Key const> keys, std
   if (auto const done = root.instantiate(); !done) {
     return std::unexpected(refused(KeyError::all, false, done.error()));
   }
-  return ZynKeyDecoder::Single{std::move(root.value)};
+  into = ZynKeyDecoder::Single{std::move(root.value)};
+  return {};
 }
 
-std::expected<Selection, KeyError> KeyPlan::filter(std::span<Key const> keys, std::span<Given const> given) const {
-  ZynKeyDecoder::Multiple some;
+KeyPlan::Done KeyPlan::filter(std::span<Key const> keys, std::span<Given const> given, Selection& into) const {
+  auto& some = into.emplace<ZynKeyDecoder::Multiple>();
   for (std::size_t i = 0; i != keys.size(); ++i) {
     PathElements const& nested = given[i].nested;
     bool const isNested = nested.size() > 1;
@@ -183,7 +185,7 @@ std::expected<Selection, KeyError> KeyPlan::filter(std::span<Key const> keys, st
       return std::unexpected(std::move(error));
     }
   }
-  return some;
+  return {};
 }
 
 KvStd::Expected<void, Velko::String> KeyPlan::filterPart(Part const& part, std::string_view value,
@@ -201,22 +203,33 @@ KvStd::Expected<void, Velko::String> KeyPlan::filterPart(Part const& part, std::
   return {};
 }
 
-std::expected<KeyPlan::Given, KeyError> KeyPlan::find(std::string_view name) const {
-  auto const part = partsByName_.find(name);
-  if (part != partsByName_.end()) {
-    return Given{.part = part->second, .isScalar = parts_[part->second].isScalar};
+std::size_t KeyPlan::partOf(std::string_view name) const {
+  if (parts_.size() <= fewNames) {
+    auto const part = std::ranges::find(parts_, name, &Part::name);
+    if (part != parts_.end()) {
+      return static_cast<std::size_t>(part - parts_.begin());
+    }
   }
-  return findNested(name);
+  auto const part = partsByName_.find(name);
+  return part == partsByName_.end() ? parts_.size() : part->second;
 }
 
-std::expected<KeyPlan::Given, KeyError> KeyPlan::findNested(std::string_view name) const {
+KeyPlan::Done KeyPlan::find(std::string_view name, Given& into) const {
+  into.part = partOf(name);
+  if (into.part == parts_.size()) {
+    return findNested(name, into);
+  }
+  into.isScalar = parts_[into.part].isScalar;
+  return {};
+}
+
+KeyPlan::Done KeyPlan::findNested(std::string_view name, Given& into) const {
   PathElements elements = ZynKeyDecoder::splitPath(name);
   // A name that can be read in both ways is read as the decoder does: the attribute that holds the key comes first.
   if (takesKeyName_ && elements.size() > 1 && elements[0] == keyName_ &&
       (!keyType_.attr(elements[1]).empty() || keyType_.attr(keyName_).empty())) {
     elements.erase(elements.begin());
   }
-  Given given;
   Zyn::ZynType type = keyType_;
   for (std::size_t i = 0; i != elements.size(); ++i) {
     Zyn::ZynAttr const attr = type.attr(elements[i]);
@@ -234,14 +247,13 @@ std::expected<KeyPlan::Given, KeyError> KeyPlan::findNested(std::string_view nam
     }
     type = attr.attrType();
   }
-  given.isScalar = Drovan::isScalarKeyType(type, decoder_.useS4Encoding);
+  into.isScalar = Drovan::isScalarKeyType(type, decoder_.useS4Encoding);
   // A provider need not list inherited attributes.
-  auto const part = partsByName_.find(elements[0]);
-  given.part = part == partsByName_.end() ? parts_.size() : part->second;
-  if (elements.size() > 1 || part == partsByName_.end()) {
-    given.nested = std::move(elements);
+  into.part = partOf(elements[0]);
+  if (elements.size() > 1 || into.part == parts_.size()) {
+    into.nested = std::move(elements);
   }
-  return given;
+  return {};
 }
 
 std::expected<bool, KeyError> KeyPlan::isWhole(std::span<Key const> keys, std::span<Given const> given,
@@ -334,22 +346,25 @@ std::expected<void, KeyError> KeyPlan::compare(Zyn::GenericIf const& key, Payloa
   Velko::Ptr<Zyn::GenericIf const> held;
   Velko::Ptr<Zyn::GenericIf const> given;
   if (isOneValue_) {
-    auto const decoded = selectOne({&asKey, 1}, Mode::Read);
-    if (!decoded) {
-      return std::unexpected(decoded.error());
+    Selection selection;
+    if (auto selected = selectOne({&asKey, 1}, Mode::Read, selection); !selected) {
+      return selected;
     }
-    if (auto const* const single = std::get_if<ZynKeyDecoder::Single>(&*decoded)) {
+    if (auto const* const single = std::get_if<ZynKeyDecoder::Single>(&selection)) {
       given = single->value;
     }
   } else {
-    auto const part = find(name);
-    if (!part || !part->nested.empty()) {
-      return std::unexpected(part ? unknownKey(name) : part.error());
+    Given named;
+    if (auto found = find(name, named); !found) {
+      return found;
     }
-    Zyn::ZynAttr const attr = parts_[part->part].attr;
-    held = values.part(key, attr);
+    if (!named.nested.empty()) {
+      return std::unexpected(unknownKey(name));
+    }
+    Part const& part = parts_[named.part];
+    held = values.part(key, part.attr);
     ZynKeyDecoder::FilterMap filter;
-    if (auto const done = filterPart(parts_[part->part], text, filter); !done) {
+    if (auto const done = filterPart(part, text, filter); !done) {
       return std::unexpected(refused(0, true, done.error()));
     }
     if (!filter.empty()) {
@@ -396,15 +411,16 @@ std::expected<std::vector<KeyPlan::NamedText>, KeyError> KeyPlan::write(Selectio
     for (auto const& [name, text] : texts) {
       keys.push_back({.name = name, .value = text});
     }
-    auto const again = select(keys, Mode::Read, {});
-    auto const* const one = again ? std::get_if<ZynKeyDecoder::Single>(&*again) : nullptr;
+    Selection again;
+    bool const isRead = select(keys, Mode::Read, {}, again).has_value();
+    auto const* const one = isRead ? std::get_if<ZynKeyDecoder::Single>(&again) : nullptr;
     if (single != nullptr) {
       written = one != nullptr && values.equal(*one->value, *single->value);
     } else {
-      written = again && one == nullptr;
+      written = isRead && one == nullptr;
       if (written) {
         auto const& wanted = std::get<ZynKeyDecoder::Multiple>(selection).values;
-        auto const& read = std::get<ZynKeyDecoder::Multiple>(*again).values;
+        auto const& read = std::get<ZynKeyDecoder::Multiple>(again).values;
         written = wanted.size() == read.size() && std::ranges::all_of(wanted, [&](auto const& entry) {
                     auto const other = read.find(entry.first);
                     return other != read.end() && values.equal(*other->second, *entry.second);

@@ -24,6 +24,9 @@ namespace Gnmi {
 /** Every key there is. */
 inline constexpr std::string_view wildcard = "*";
 
+/** So many names are compared one by one, which is faster than by hash. */
+inline constexpr std::size_t fewNames = 8;
+
 /** What is wrong with the keys of one element. */
 struct KeyError {
   static constexpr std::size_t all = static_cast<std::size_t>(-1);
@@ -54,8 +57,9 @@ class KeyPlan {
   /** The names of keys, without parts of parts. */
   std::vector<std::string> const& names() const { return names_; }
 
-  /** What the keys of one element select. */
-  std::expected<Selection, KeyError> select(std::span<Key const> keys, Mode mode, ShowTree const& showTree) const;
+  /** What the keys of one element select: `into`, which is new, stays without a key after an error. */
+  std::expected<void, KeyError> select(std::span<Key const> keys, Mode mode, ShowTree const& showTree,
+                                       Selection& into) const;
 
   /** Decodes the leaf of a payload, and compares it with the key's part of that name. */
   std::expected<void, KeyError> compare(Zyn::GenericIf const& key, PayloadLeaf const& leaf, Values const& values) const;
@@ -67,8 +71,12 @@ class KeyPlan {
   using PathElements = Drovan::ZynKeyDecoder::PathElements;
   using Decoder = Drovan::ZynKeyDecoder;
 
+  using Done = std::expected<void, KeyError>;
+
   /** An attribute of the key type. */
   struct Part {
+    /** As the key type has it. */
+    std::string_view name;
     Zyn::ZynAttr attr;
     /** Its name alone, as the decoder takes it. */
     PathElements path;
@@ -89,16 +97,17 @@ class KeyPlan {
 
   /** Whether it is that of the attribute that holds the key, with its module or without. */
   bool isKeyName(std::string_view name) const;
-  std::expected<Selection, KeyError> selectOne(std::span<Key const> keys, Mode mode) const;
-  std::expected<Selection, KeyError> selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree) const;
-  std::expected<Selection, KeyError> build(std::span<Key const> keys, std::span<Given const> given,
-                                           ShowTree const& showTree) const;
-  std::expected<Selection, KeyError> filter(std::span<Key const> keys, std::span<Given const> given) const;
+  Done selectOne(std::span<Key const> keys, Mode mode, Selection& into) const;
+  Done selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree, Selection& into) const;
+  Done build(std::span<Key const> keys, std::span<Given const> given, ShowTree const& showTree, Selection& into) const;
+  Done filter(std::span<Key const> keys, std::span<Given const> given, Selection& into) const;
   /** Puts the value of a part into a filter. */
   KvStd::Expected<void, Velko::String> filterPart(Part const& part, std::string_view value,
                                                   Decoder::FilterMap& into) const;
-  std::expected<Given, KeyError> find(std::string_view name) const;
-  std::expected<Given, KeyError> findNested(std::string_view name) const;
+  /** The part of that name; the number of parts where none has it. */
+  std::size_t partOf(std::string_view name) const;
+  Done find(std::string_view name, Given& into) const;
+  Done findNested(std::string_view name, Given& into) const;
   /** Whether the keys make a whole key, of which `isExact` asks; an error where one is given twice in any case. */
   std::expected<bool, KeyError> isWhole(std::span<Key const> keys, std::span<Given const> given, bool isExact) const;
   std::expected<bool, KeyError> isWholeNested(std::span<Key const> keys, std::span<Given const> given,

@@ -45,11 +45,14 @@ std::expected<void, Error> readPath(Message const& message, Path& into) {
           Error{.kind = ErrorClass::Malformed, .text = "the element has no name", .element = into.elements().size()});
     }
     into.add(elem.name());
+    if (elem.key().empty()) {
+      continue;
+    }
     for (auto const& [name, value] : elem.key()) {
       into.addKey(name, value);
     }
     into.sortKeys();
-    if (!elem.key().empty() && into.keys(into.elements().back()).front().name.empty()) {
+    if (into.keys(into.elements().back()).front().name.empty()) {
       return std::unexpected(Error{.kind = ErrorClass::Malformed,
                                    .text = "a key of the element has no name",
                                    .element = into.elements().size() - 1});

@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -16,46 +15,42 @@
 namespace Gnmi {
 namespace {
 
+/** What a byte is within a name or a value: what ends it, what is refused in it, or the backslash. */
+enum class Byte : std::uint8_t { Plain, End, Refused, Backslash };
+
+constexpr std::array<Byte, 256> bytesOf(std::string_view ends, std::string_view refused) {
+  std::array<Byte, 256> bytes{};
+  auto const mark = [&bytes](std::string_view which, Byte as) {
+    for (char const byte : which) {
+      bytes[static_cast<std::uint8_t>(byte)] = as;
+    }
+  };
+  mark(ends, Byte::End);
+  mark(refused, Byte::Refused);
+  mark("\\", Byte::Backslash);
+  return bytes;
+}
+
 /** A name or a value of the grammar. */
 struct Part {
   /** What it is, where it may not be empty. */
   std::string_view what;
   /** What is expected in the place of a refused byte. */
   std::string_view instead;
-  /** Its bits in `byteKinds`: bytes that it stops at, and those of them that end it. */
-  std::uint8_t stop;
-  std::uint8_t end;
+  std::array<Byte, 256> bytes;
+
+  Byte operator[](char byte) const { return bytes[static_cast<std::uint8_t>(byte)]; }
 };
 
-constexpr Part elementName = {"the name of an element", "'[' before the name of a key", 0x01, 0x10};
-constexpr Part keyName = {"the name of a key", "'=' after the name of a key", 0x02, 0x20};
-constexpr Part keyValue = {"", "", 0x04, 0x40};
+constexpr Part elementName = {"the name of an element", "'[' before the name of a key", bytesOf("/[", "]")};
+constexpr Part keyName = {"the name of a key", "'=' after the name of a key", bytesOf("=", "[]")};
+constexpr Part keyValue = {"", "", bytesOf("]", "")};
 
-/** By byte. A part stops at what ends it, at what is refused in it, and at the backslash. */
-constexpr std::array<std::uint8_t, 256> byteKinds = [] {
-  std::array<std::uint8_t, 256> kinds{};
-  auto const mark = [&kinds](std::string_view bytes, std::uint8_t kind) {
-    for (char const byte : bytes) {
-      kinds[static_cast<std::uint8_t>(byte)] |= kind;
-    }
-  };
-  mark("/[", elementName.stop | elementName.end);
-  mark("]\\", elementName.stop);
-  mark("=", keyName.stop | keyName.end);
-  mark("[]\\", keyName.stop);
-  mark("]", keyValue.stop | keyValue.end);
-  mark("\\", keyValue.stop);
-  return kinds;
-}();
-
-bool isOf(char byte, std::uint8_t kind) { return (byteKinds[static_cast<std::uint8_t>(byte)] & kind) != 0; }
-
-/** The first byte from `at` on that the part stops at, or the end of the text. */
+/** The first byte from `at` on that is not plain, or the end of the text. */
 std::size_t stopOf(Part const& part, std::string_view text, std::size_t at) {
   char const* const end = text.data() + text.size();
   char const* byte = text.data() + at;
-  std::uint8_t const kind = part.stop;
-  while (byte != end && !isOf(*byte, kind)) {
+  while (byte != end && part[*byte] == Byte::Plain) {
     ++byte;
   }
   return static_cast<std::size_t>(byte - text.data());
@@ -109,7 +104,10 @@ char* writeUtf8(std::uint32_t character, char* to) {
   return to;
 }
 
-bool isBefore(Key const& a, Key const& b) { return std::tie(a.name, a.value) < std::tie(b.name, b.value); }
+bool isBefore(Key const& a, Key const& b) {
+  int const order = a.name.compare(b.name);
+  return order != 0 ? order < 0 : a.value < b.value;
+}
 
 boost::container::small_vector<Key, 8> sortedKeys(Path const& path, Element const& element) {
   auto const keys = path.keys(element);
@@ -148,10 +146,19 @@ class PathReader {
   std::expected<void, Error> readOrigin();
   // These answer whether to read on; if not, `error_` says why.
   bool readElement();
+  bool readKeys(Element& element);
   bool readPart(std::string_view& part, Part const& grammar);
+  /** A part with escapes, or a refused one. Inlined, it would make every part save more registers. */
+  [[gnu::noinline]] bool readUnusual(std::string_view& part, Part const& grammar);
   bool readEscaped(std::size_t begin, std::string_view& part, Part const& grammar);
   bool readEscape();
-  bool take(char byte, std::string_view what);
+  bool take(char byte, std::string_view what) {
+    if (next() != byte) {
+      return fail(what);
+    }
+    ++at_;
+    return true;
+  }
   bool fail(std::string_view what);
 
   /** NUL at the end; nobody asks for a NUL. */
@@ -220,10 +227,13 @@ std::expected<void, Error> PathReader::readOne() {
 }
 
 bool PathReader::readElement() {
-  path_.elements_.push_back({.name = {}, .at = at_, .firstKey = path_.keys_.size()});
-  if (!readPart(path_.elements_.back().name, elementName)) {
-    return false;
-  }
+  Element& element = path_.elements_.emplace_back();
+  element.at = at_;
+  element.firstKey = path_.keys_.size();
+  return readPart(element.name, elementName) && (next() != '[' || readKeys(element));
+}
+
+bool PathReader::readKeys(Element& element) {
   std::optional<absl::flat_hash_set<std::string_view, Text::NameHash>> names;
   while (next() == '[') {
     ++at_;
@@ -236,7 +246,7 @@ bool PathReader::readElement() {
     if (!readPart(key.value, keyValue) || !take(']', "']' after the value")) {
       return false;
     }
-    std::span<Key const> const others = path_.keys(path_.elements_.back());
+    std::span<Key const> const others = path_.keys(element);
     if (others.size() == manyKeys) {
       names.emplace();
       for (Key const& other : others) {
@@ -251,7 +261,7 @@ bool PathReader::readElement() {
       return false;
     }
     path_.keys_.push_back(key);
-    ++path_.elements_.back().keyCount;
+    ++element.keyCount;
   }
   return true;
 }
@@ -261,14 +271,17 @@ bool PathReader::readPart(std::string_view& part, Part const& grammar) {
   lastPart_ = &grammar;
   lastPartAt_ = begin;
   at_ = stopOf(grammar, text_, begin);
-  if (next() == '\\' && at_ != text_.size()) {
-    if (!readEscaped(begin, part, grammar)) {
-      return false;
-    }
-  } else {
-    part = text_.substr(begin, at_ - begin);
+  part = {text_.data() + begin, at_ - begin};
+  bool const isEnded = at_ == text_.size() || grammar[text_[at_]] == Byte::End;
+  bool const mayBeEmpty = grammar.what.empty();
+  return (isEnded && (!part.empty() || mayBeEmpty)) || readUnusual(part, grammar);
+}
+
+bool PathReader::readUnusual(std::string_view& part, Part const& grammar) {
+  if (next() == '\\' && !readEscaped(lastPartAt_, part, grammar)) {
+    return false;
   }
-  if (at_ != text_.size() && !isOf(text_[at_], grammar.end)) {
+  if (at_ != text_.size() && grammar[text_[at_]] != Byte::End) {
     return fail(part.empty() ? grammar.what : grammar.instead);
   }
   return !part.empty() || grammar.what.empty() || fail(grammar.what);
@@ -334,14 +347,6 @@ bool PathReader::readEscape() {
   return true;
 }
 
-bool PathReader::take(char byte, std::string_view what) {
-  if (at_ == text_.size() || text_[at_] != byte) {
-    return fail(what);
-  }
-  ++at_;
-  return true;
-}
-
 Error PathReader::errorHere(ErrorClass kind, std::string text) const {
   return {.kind = kind,
           .text = std::move(text),
@@ -371,6 +376,9 @@ void Path::clear() noexcept {
 
 void Path::sortKeys() noexcept {
   Element const& last = elements_.back();
+  if (last.keyCount < 2) {
+    return;
+  }
   std::sort(keys_.begin() + static_cast<std::ptrdiff_t>(last.firstKey), keys_.end(), isBefore);
 }
 

@@ -103,8 +103,9 @@ void Resolver::Impl::addRows(Index type) {
     row.module = options.facts.moduleOf ? options.facts.moduleOf(attr) : std::string_view();
     row.name = withoutModule(attr.name(), row.module);
     row.kind = kindOf(attr, options.facts);
+    row.isKeyed = attr.isKeyed();
     row.below = indexOf(attr.attrType());
-    if (attr.isKeyed() && !attr.keyType().empty()) {
+    if (row.isKeyed && !attr.keyType().empty()) {
       auto const [plan, isNew] = planOf.try_emplace(attr, static_cast<Index>(plans.size()));
       if (isNew) {
         plans.emplace_back(attr, options);
@@ -115,13 +116,28 @@ void Resolver::Impl::addRows(Index type) {
   }
   types[type].firstRow = first;
   types[type].rowCount = static_cast<Index>(rows.size()) - first;
+  bool const areFew = types[type].rowCount <= fewNames;
   // From the last, so that each row leads to the next one of its name.
   for (auto index = static_cast<Index>(rows.size()); index-- != first;) {
-    auto const [known, isNew] = rowByName.try_emplace(std::pair(type, rows[index].name), index);
-    if (!isNew) {
-      rows[index].nextOfName = std::exchange(known->second, index);
+    Row& row = rows[index];
+    if (areFew) {
+      auto const next = std::find_if(rows.begin() + index + 1, rows.end(),
+                                     [&row](Row const& other) { return other.name == row.name; });
+      row.nextOfName = next == rows.end() ? none : static_cast<Index>(next - rows.begin());
+    } else if (auto const [known, isNew] = rowByName.try_emplace(std::pair(type, row.name), index); !isNew) {
+      row.nextOfName = std::exchange(known->second, index);
     }
   }
+}
+
+Resolver::Impl::Index Resolver::Impl::firstOf(Index type, std::string_view name) const {
+  std::span<Row const> const here = rowsOf(type);
+  if (here.size() <= fewNames) {
+    auto const row = std::ranges::find(here, name, &Row::name);
+    return row == here.end() ? none : static_cast<Index>(row - here.begin()) + types[type].firstRow;
+  }
+  auto const row = rowByName.find(std::pair(type, name));
+  return row == rowByName.end() ? none : row->second;
 }
 
 std::expected<Resolver::Impl::Place, Error> Resolver::Impl::top(std::string_view origin) const {
@@ -153,17 +169,16 @@ std::expected<Resolver::Impl::Place, Error> Resolver::Impl::top(std::string_view
 }
 
 Resolver::Impl::Found Resolver::Impl::lookUp(Place const& place, std::string_view name) const {
-  if (auto const alone = rowByName.find(std::pair(place.type, name)); alone != rowByName.end()) {
-    bool const isOnlyOne = rows[alone->second].nextOfName == none && place.origin == nullptr;
-    return isOnlyOne ? Found{.row = alone->second} : choose(place, alone->second);
+  if (Index const alone = firstOf(place.type, name); alone != none) {
+    bool const isOnlyOne = rows[alone].nextOfName == none && place.origin == nullptr;
+    return isOnlyOne ? Found{.row = alone} : choose(place, alone);
   }
   std::size_t const colon = name.find(':');
   if (colon == std::string_view::npos) {
     return {};
   }
   std::string_view const module = name.substr(0, colon);
-  auto const alone = rowByName.find(std::pair(place.type, name.substr(colon + 1)));
-  for (Index row = alone == rowByName.end() ? none : alone->second; row != none; row = rows[row].nextOfName) {
+  for (Index row = firstOf(place.type, name.substr(colon + 1)); row != none; row = rows[row].nextOfName) {
     bool const hasModule = rows[row].module == module || (rows[row].module.empty() && !options.facts.moduleOf);
     if (hasModule && isReachable(place, rows[row])) {
       return {.row = row};
@@ -200,7 +215,7 @@ Error Resolver::Impl::unknown(Place const& place, std::string_view name) const {
 
 Error Resolver::Impl::ambiguous(Place const& place, std::string_view name) const {
   std::vector<std::string> several;
-  for (Index row = rowByName.find(std::pair(place.type, name))->second; row != none; row = rows[row].nextOfName) {
+  for (Index row = firstOf(place.type, name); row != none; row = rows[row].nextOfName) {
     if (counts(place, rows[row].module)) {
       several.push_back(std::string(rows[row].module) + ":" + std::string(name));
     }
@@ -222,8 +237,7 @@ std::vector<std::string> Resolver::Impl::namesAt(Place const& place) const {
     if (!isReachable(place, row)) {
       continue;
     }
-    auto const others = rowByName.find(std::pair(place.type, row.name));
-    bool const isAlone = rows[others->second].nextOfName == none && place.origin == nullptr;
+    bool const isAlone = rows[firstOf(place.type, row.name)].nextOfName == none && place.origin == nullptr;
     names.push_back(isAlone ? std::string(row.name) : nameOf(row, place));
   }
   return names;
@@ -249,16 +263,18 @@ std::vector<std::string> Resolver::Impl::keyedNamesAt(Place const& place) const 
   return names;
 }
 
-std::expected<Selection, KeyError> Resolver::Impl::select(Row const& row, std::span<Key const> keys, Mode mode) const {
+std::expected<void, KeyError> Resolver::Impl::select(Row const& row, std::span<Key const> keys, Mode mode,
+                                                     Selection& into) const {
   if (row.plan != none) {
-    auto selection = plans[row.plan].select(keys, mode, options.showTree);
-    if (!selection && selection.error().kind == ErrorClass::ValueRefused && selection.error().ofValue) {
-      selection.error().text += leafOf(row, keys[selection.error().key].name);
+    auto selected = plans[row.plan].select(keys, mode, options.showTree, into);
+    if (!selected && selected.error().kind == ErrorClass::ValueRefused && selected.error().ofValue) {
+      selected.error().text += leafOf(row, keys[selected.error().key].name);
     }
-    return selection;
+    return selected;
   }
   if (keys.empty()) {
-    return Drovan::ZynKeyDecoder::Multiple{};
+    into.emplace<Drovan::ZynKeyDecoder::Multiple>();
+    return {};
   }
   return std::unexpected(KeyError{
       .text = Text::inQuotes(row.attr.name()) + " takes no keys and is none of the keyed collections", .key = 0});
@@ -284,6 +300,7 @@ std::expected<void, Error> Resolver::resolve(Path const& path, Resolved& into, M
     place.error().element = path.elements().size() - path.prefixSize();
     return std::unexpected(std::move(place).error());
   }
+  Impl::Row const* last = nullptr;
   for (std::size_t i = 0; i != path.elements().size(); ++i) {
     Element const& element = path.elements()[i];
     Impl::Index const found = impl_->lookUp(*place, element.name).row;
@@ -296,19 +313,21 @@ std::expected<void, Error> Resolver::resolve(Path const& path, Resolved& into, M
                  path, i));
     }
     Impl::Row const& row = impl_->rows[found];
-    auto selection = impl_->select(row, path.keys(element), mode);
-    if (!selection) {
-      if (row.plan == Impl::none) {
-        selection.error().names = impl_->keyedNamesAt(*place);
+    if (row.isKeyed || element.keyCount != 0) {
+      Selected& selected = into.selections.emplace_back(Selected{.node = i, .collection = row.attr, .selection = {}});
+      if (auto done = impl_->select(row, path.keys(element), mode, selected.selection); !done) {
+        if (row.plan == Impl::none) {
+          done.error().names = impl_->keyedNamesAt(*place);
+        }
+        return std::unexpected(placed(std::move(done).error(), path, i));
       }
-      return std::unexpected(placed(std::move(selection).error(), path, i));
     }
     into.nodes.push_back(row.attr);
-    if (row.attr.isKeyed()) {
-      into.selections.push_back({i, row.attr, *std::move(selection)});
-    }
-    into.node = {row.attr, row.attr.attrType(), row.kind};
+    last = &row;
     *place = Impl::below(row);
+  }
+  if (last != nullptr) {
+    into.node = {last->attr, last->attr.attrType(), last->kind};
   }
   return {};
 }

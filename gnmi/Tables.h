@@ -43,6 +43,7 @@ struct Resolver::Impl {
     /** Without a module. */
     std::string_view name;
     NodeKind kind = NodeKind::Leaf;
+    bool isKeyed = false;
     /** The type of its entries, or its own; `none` where that has no attributes. */
     Index below = none;
     /** Of a keyed collection. */
@@ -103,7 +104,7 @@ struct Resolver::Impl {
   std::vector<std::string> keyedNamesAt(Place const& place) const;
   /** "; the leaf is /a:b/c" for a key of a collection, to end an error with; nothing where the schema does not tell. */
   std::string leafOf(Row const& row, std::string_view key) const;
-  std::expected<Selection, KeyError> select(Row const& row, std::span<Key const> keys, Mode mode) const;
+  std::expected<void, KeyError> select(Row const& row, std::span<Key const> keys, Mode mode, Selection& into) const;
   std::expected<Path, Error> canonical(Resolved const& resolved, Values const& values) const;
 
   Options options;
@@ -113,7 +114,9 @@ struct Resolver::Impl {
   std::vector<KeyPlan> plans;
   absl::flat_hash_map<Zyn::ZynAttr, Index> planOf;
   absl::flat_hash_map<std::pair<Zyn::ZynModule const*, std::uint32_t>, Index> typeIndex;
-  /** The first row of a type that has the name: its name alone, or the attribute's own with a module in it. */
+  /** The first row of a type with that name; `none` where it has none. */
+  Index firstOf(Index type, std::string_view name) const;
+  /** The same, of types that have more than a few rows. */
   absl::flat_hash_map<std::pair<Index, std::string_view>, Index, NameInTypeHash> rowByName;
   Text::NameMap<OriginModules> origins;
 

@@ -2,11 +2,14 @@
 #include <libyang/libyang.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "bench/Decoder.h"
+#include "bench/Gnmi.h"
+#include "gnmi/YangFacts.h"
 #include "yang/Yang.h"
 
 namespace Bench {
@@ -22,6 +25,7 @@ struct List {
 /** What a module holds; it stays until the process ends. */
 struct Module {
   lys_module const* module = nullptr;
+  std::shared_ptr<Yang::Loaded const> loaded;
   Zyn::ZynType root;
 
   Module(char const* folder, char const* name) {
@@ -29,12 +33,13 @@ struct Module {
     if (ly_ctx_new(folder, 0, &context) == LY_SUCCESS) {
       module = ly_ctx_load_module(context, name, nullptr, nullptr);
     }
-    static std::vector<Yang::Loaded> kept;
-    auto loaded = Yang::load(std::vector<std::string>{folder}, std::vector<std::string>{name});
-    if (module == nullptr || !loaded) {
+    auto read = Yang::load(std::vector<std::string>{folder}, std::vector<std::string>{name});
+    if (module == nullptr || !read) {
       fail(name, "the module does not load");
     }
-    root = kept.emplace_back(*std::move(loaded)).root;
+    static std::vector<std::shared_ptr<Yang::Loaded const>> kept;
+    loaded = kept.emplace_back(std::make_shared<Yang::Loaded const>(*std::move(read)));
+    root = loaded->root;
   }
 };
 
@@ -57,6 +62,30 @@ void addBoth(Works& works, std::string const& name, List const& list, Fields con
   works.push_back(keys.size() == 1
                       ? scalar("yang, " + name, list.collection, list.collection.keyType(), keys.front().second)
                       : wholeKey("yang, " + name, list.collection, keys));
+}
+
+/** A path of the shape that OpenConfig's have, from text to its keys, and to libyang's tree. */
+void addDeepPath(Works& works) {
+  static Module const network(BENCH_MODULES, "bench-network");
+  std::string_view const text =
+      "/network-instances/network-instance[name=default]/protocols/protocol[identifier=BGP][name=BGP]/bgp/neighbors/"
+      "neighbor[neighbor-address=192.0.2.1]";
+  std::string const quoted =
+      "/bench-network:network-instances/network-instance[name='default']/protocols/protocol[identifier='BGP']"
+      "[name='BGP']/bgp/neighbors/neighbor[neighbor-address='192.0.2.1']";
+  auto const makeTree = [quoted] {
+    lyd_node* tree = nullptr;
+    if (lyd_new_path(nullptr, network.module->ctx, quoted.c_str(), nullptr, 0, &tree) != LY_SUCCESS) {
+      fail("libyang", quoted);
+    }
+    lyd_free_all(tree);
+  };
+  makeTree();
+  works.push_back({"libyang, path of 7 elements", makeTree});
+  auto const resolver =
+      std::make_shared<Gnmi::Resolver const>(network.root, Gnmi::Options{.facts = Gnmi::yangFacts(network.loaded)});
+  works.push_back(textPath("gnmi, path of 7 elements", resolver, std::string(text)));
+  works.push_back(messagePath("gnmi, message of 7 elements", resolver, std::string(text)));
 }
 
 /** A real list with four keys, where its modules are at hand: `./dev setup` unpacks them. */
@@ -98,6 +127,7 @@ void addYang(Works& works) {
   add("union hit first", "speaker", {{"id", "4200"}});
   add("union hit last", "speaker", {{"id", "Ethernet1"}});
   add("restricted string", "port", {{"name", "Ethernet1/2"}});
+  addDeepPath(works);
   addNexthop(works);
 }
 
