@@ -5,7 +5,7 @@
 
 #include "gnmi/Message.h"
 #include "gnmi/Path.h"
-#include "tests/gnmi/path.pb.h"
+#include "examples/target/gnmi.pb.h"
 
 namespace Bench {
 namespace {

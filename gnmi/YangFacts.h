@@ -3,6 +3,11 @@
 //   auto const modules = std::make_shared<Yang::Loaded const>(*Yang::load(folders, {}));
 //   Gnmi::Resolver const resolver(modules->root, {.facts = Gnmi::yangFacts(modules)});
 //
+// Whether a node that was resolved is state, and whether the user orders the entries of a list, the modules tell:
+//
+//   modules->isState(found.node.attr)
+//   modules->isOrderedByUser(found.selections[0].collection)
+//
 // The one header that knows both gnmi/ and yang/: include it where both are linked. The facts keep the modules.
 #pragma once
 

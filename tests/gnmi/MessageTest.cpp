@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "tests/gnmi/path.pb.h"
+#include "examples/target/gnmi.pb.h"
 
 namespace Gnmi {
 namespace {

@@ -254,6 +254,29 @@ TEST_F(YangPaths, ExpandToNothingOfModulesThatAreOnlyImported) {
   }
 }
 
+TEST_F(YangPaths, LeadToWhatTheModulesTellOfANode) {
+  folder_.add("facts", R"(
+ list rule { key id; ordered-by user; leaf id { type uint8; }
+   container state { config false; leaf hits { type uint8; } } }
+ list vlan { key id; leaf id { type uint8; } leaf-list tag { type uint8; ordered-by user; } })");
+  load({"facts"});
+  auto const told = [this](std::string_view text) {
+    Resolved found;
+    EXPECT_TRUE(resolver().resolve(*parsePath(text), found)) << text;
+    std::string facts = modules_->isState(found.node.attr) ? "state" : "config";
+    for (Selected const& selected : found.selections) {
+      facts += modules_->isOrderedByUser(selected.collection) ? ", in a list of the user's order" : "";
+    }
+    return facts + (modules_->isOrderedByUser(found.node.attr) ? ", of the user's order" : "");
+  };
+  EXPECT_EQ(told("/rule[id=1]"), "config, in a list of the user's order, of the user's order");
+  EXPECT_EQ(told("/rule[id=1]/state"), "state, in a list of the user's order");
+  EXPECT_EQ(told("/rule[id=1]/state/hits"), "state, in a list of the user's order");
+  EXPECT_EQ(told("/vlan[id=1]/id"), "config");
+  EXPECT_EQ(told("/vlan[id=1]/tag"), "config, of the user's order");
+  EXPECT_EQ(told("/"), "config");
+}
+
 // ---- values that are refused
 
 TEST_F(YangPaths, NameTheLeafWhoseValueIsRefused) {
