@@ -36,6 +36,7 @@ class ModelValues final : public Values {
     }
   }
   bool equal(Zyn::GenericIf const& a, Zyn::GenericIf const& b) const override { return Model::equal(a, b); }
+  std::size_t hash(Zyn::GenericIf const& value) const override { return Model::hash(value); }
 
  private:
   bool useS4Encoding_;

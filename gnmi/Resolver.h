@@ -177,6 +177,8 @@ class Values {
   /** The text that the value's type reads as this value, as it stands in a path; nothing where there is none. */
   virtual std::optional<std::string> text(Zyn::GenericIf const& value) const = 0;
   virtual bool equal(Zyn::GenericIf const& a, Zyn::GenericIf const& b) const = 0;
+  /** The same for equal values. */
+  virtual std::size_t hash(Zyn::GenericIf const& value) const = 0;
 };
 
 /** A leaf of a payload: its name and the text of its value. */

@@ -1,4 +1,5 @@
-// One case: a schema, a path, perhaps a prefix, as text or message, and what the resolver and the oracle make of it.
+// One case: a schema, a path, perhaps a prefix, as text or message, and what the resolver and the oracle make of it. Or
+// a schema, subscriptions and changed nodes, and what the matcher makes of them.
 #pragma once
 
 #include <cstdint>
@@ -19,5 +20,10 @@ std::string difference(Choices& choices, Tally& tally);
 /** What a tally comes by when there are enough cases. */
 extern std::string_view const wanted[];
 extern std::size_t const wantedCount;
+
+/** The same for subscriptions and changed nodes: the matcher, and rules tried one subscription after the other. */
+std::string matcherDifference(Choices& choices, Tally& tally);
+extern std::string_view const wantedOfMatcher[];
+extern std::size_t const wantedOfMatcherCount;
 
 }  // namespace NaiveGnmi

@@ -1,9 +1,10 @@
 // The resolver beside the oracle, on random cases: the same paths read, selections, nodes, canonical paths, errors and
-// places, and the same error first; and from every exact key back to a path and again to the key.
+// places, and the same error first; and from every exact key back to a path and again to the key. The matcher beside
+// the rules of which subscriptions a change concerns.
 //
 //   NAIVE_SEED=n      the first case's number; a random one unless given, and printed
 //   NAIVE_CASES=n     how many; 5,000 unless given
-//   NAIVE_MINUTES=n   go on for so long instead
+//   NAIVE_MINUTES=n   go on for so long instead, each of the two tests
 //
 // A difference is made as small as it gets and printed with its schema.
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <span>
 
 #include "model/Runtime.h"
 #include "tests/naive-gnmi/Compare.h"
@@ -27,8 +29,10 @@ std::uint64_t number(char const* variable, std::uint64_t unlessGiven) {
 
 std::string kindOf(std::string const& difference) { return difference.substr(0, difference.find_first_of(",\n")); }
 
+using Difference = std::string(Choices&, Tally&);
+
 /** Fewer and smaller decisions that lead to a difference of the same kind. */
-Choices::Taken shrunk(Choices::Taken taken, std::string const& kind) {
+Choices::Taken shrunk(Difference& difference, Choices::Taken taken, std::string const& kind) {
   int left = 20'000;
   auto const isOne = [&](Choices::Taken const& smaller) {
     Choices choices(smaller);
@@ -61,7 +65,7 @@ Choices::Taken shrunk(Choices::Taken taken, std::string const& kind) {
   return taken;
 }
 
-TEST(Naive, TheResolverDoesWhatTheOracleDoes) {
+void compare(Difference& difference, std::span<std::string_view const> wanted) {
   using Clock = std::chrono::steady_clock;
   std::uint64_t const seed = number("NAIVE_SEED", std::random_device()() % 1'000'000'000U);
   std::uint64_t const minutes = number("NAIVE_MINUTES", 0);
@@ -77,7 +81,7 @@ TEST(Naive, TheResolverDoesWhatTheOracleDoes) {
     std::string const found = difference(choices, tally);
     if (!found.empty()) {
       ++differences;
-      Choices small(shrunk(choices.taken(), kindOf(found)));
+      Choices small(shrunk(difference, choices.taken(), kindOf(found)));
       Tally ignored;
       ADD_FAILURE() << "NAIVE_SEED=" << seed + tried << " NAIVE_CASES=1\n" << difference(small, ignored);
     }
@@ -87,12 +91,18 @@ TEST(Naive, TheResolverDoesWhatTheOracleDoes) {
   for (auto const& [what, times] : tally) {
     std::printf("%10llu  %.*s\n", static_cast<unsigned long long>(times), static_cast<int>(what.size()), what.data());
   }
-  for (std::size_t i = 0; i != wantedCount; ++i) {
-    EXPECT_TRUE(tally[wanted[i]] > 0 || tried < 5'000) << "no case came by: " << wanted[i];
+  for (std::string_view const what : wanted) {
+    EXPECT_TRUE(tally[what] > 0 || tried < 5'000) << "no case came by: " << what;
   }
   for (Model::Memory const& tag : Model::memory()) {
     EXPECT_EQ(tag.elements, 0) << tag.tag;
   }
+}
+
+TEST(Naive, TheResolverDoesWhatTheOracleDoes) { compare(difference, {wanted, wantedCount}); }
+
+TEST(Naive, TheMatcherFindsWhatTheRulesFindOneByOne) {
+  compare(matcherDifference, {wantedOfMatcher, wantedOfMatcherCount});
 }
 
 }  // namespace
