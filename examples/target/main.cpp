@@ -1,81 +1,157 @@
-// How a gNMI target answers: a path comes in as a message, the entries that it means are found by their typed keys in a
-// map of the target's own, and their paths go out.
-#include <gnmi/Message.h>
-#include <gnmi/ModelValues.h>
-#include <gnmi/Resolver.h>
+// target --yang DIR --listen HOST:PORT [--tls CERT KEY [--client-ca CA]] [limits]: a gNMI target, see README.md.
+#include <fmt/core.h>
+#include <grpcpp/ext/proto_server_reflection_plugin.h>
+#include <grpcpp/grpcpp.h>
 
+#include <charconv>
+#include <chrono>
+#include <csignal>
+#include <fstream>
 #include <iostream>
+#include <iterator>
+#include <memory>
+#include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <variant>
+#include <utility>
 
-#include "gnmi.pb.h"
+#include "Service.h"
 
-// What this target has: the next hop of each route.
-using Routes = std::unordered_map<Model::Key, std::string>;
+namespace Target {
+namespace {
 
-// Adds the routes that one path of a Get means to the answer.
-std::expected<void, Gnmi::Error> get(Gnmi::Resolver const& resolver, Routes const& routes, gnmi::Path const& asked,
-                                     gnmi::Notification& answer) {
-  Gnmi::Path path;
-  if (auto read = Gnmi::readPath(asked, path); !read) {
-    return read;
-  }
-  Gnmi::Resolved found;
-  if (auto resolved = resolver.resolve(path, found); !resolved || found.selections.empty()) {
-    return resolved;
-  }
-  auto const& [node, collection, selection] = found.selections.back();
-  auto const add = [&](Model::Key const& key, std::string const& nextHop) {
-    gnmi::Update& update = *answer.add_update();
-    Gnmi::Entry const entry = {collection, key.pointer()};
-    Gnmi::writePath(*resolver.pathOf({&entry, 1}, Gnmi::ModelValues()), *update.mutable_path());
-    update.mutable_val()->set_string_val(nextHop);
-  };
-  if (auto const* const exact = std::get_if<Drovan::ZynKeyDecoder::Single>(&selection)) {
-    if (auto const route = routes.find(exact->value); route != routes.end()) {
-      add(route->first, route->second);
-    }
-    return {};
-  }
-  for (auto const& [key, nextHop] : routes) {
-    if (Model::matches(std::get<Drovan::ZynKeyDecoder::Multiple>(selection).values, *key)) {
-      add(key, nextHop);
-    }
-  }
-  return {};
+/** How long calls may go on after SIGTERM. */
+constexpr std::chrono::seconds drainTime{2};
+
+struct Options {
+  std::string yang, listen, certificate, key, clientCa;
+  Limits limits;
+};
+
+std::vector<std::pair<std::string_view, std::size_t*>> limitOptions(Limits& limits) {
+  return {{"--max-message", &limits.messageBytes},
+          {"--max-elements", &limits.elements},
+          {"--max-keys", &limits.keys},
+          {"--max-expansions", &limits.expansions}};
 }
 
-int main() {
-  Model::Schema schema;
-  Model::Module& network = schema.module("Network");
-  Zyn::ZynType const key = network.value("RouteKey")
-                               .attr("vrf", Model::core(Model::Kind::String))
-                               .attr("prefix", Model::core(Model::Kind::IpPrefix))
-                               .args({"vrf", "prefix"});
-  Zyn::ZynType const route = network.entity("Route").attr("key", key);
-  Gnmi::Resolver const resolver(network.entity("Device").keyed("route", route, "key"));
+[[noreturn]] void usage(std::string const& problem) {
+  std::string text = problem + "\nusage: target --yang DIR --listen HOST:PORT [--tls CERT KEY [--client-ca CA]]";
+  Limits defaults;
+  for (auto const& [name, value] : limitOptions(defaults)) {
+    text += fmt::format(" [{} N ({})]", name, *value);
+  }
+  throw std::invalid_argument(text);
+}
 
-  Routes routes;
-  auto const learn = [&](std::string_view path, std::string_view nextHop) {
-    Gnmi::Resolved found;
-    if (resolver.resolve(*Gnmi::parsePath(path), found, Gnmi::Mode::Write)) {
-      routes.emplace(std::get<Drovan::ZynKeyDecoder::Single>(found.selections[0].selection).value, nextHop);
+Options readOptions(std::span<char* const> words) {
+  Options options;
+  auto const limits = limitOptions(options.limits);
+  for (auto word = words.begin(); word != words.end(); ++word) {
+    std::string_view const name = *word;
+    auto const next = [&]() -> std::string {
+      return ++word == words.end() ? usage(fmt::format("{}: what should follow is missing", name)), "" : *word;
+    };
+    if (name == "--yang") {
+      options.yang = next();
+    } else if (name == "--listen") {
+      options.listen = next();
+    } else if (name == "--tls") {
+      options.certificate = next();
+      options.key = next();
+    } else if (name == "--client-ca") {
+      options.clientCa = next();
+    } else if (auto const limit = std::ranges::find(limits, name, [](auto const& row) { return row.first; });
+               limit != limits.end()) {
+      std::string const number = next();
+      auto const read = std::from_chars(number.data(), number.data() + number.size(), *limit->second);
+      if (read.ec != std::errc() || read.ptr != number.data() + number.size()) {
+        usage(fmt::format("{} takes a number; found '{}'", name, number));
+      }
+    } else {
+      usage(fmt::format("unknown option '{}'", name));
     }
-  };
-  learn("/route[vrf=red][prefix=10.0.0.0/8]", "192.0.2.1");
-  learn("/route[vrf=blue][prefix=10.0.0.0/8]", "192.0.2.2");
+  }
+  if (options.yang.empty() || options.listen.empty()) {
+    usage("--yang and --listen are needed");
+  }
+  if (!options.clientCa.empty() && options.certificate.empty()) {
+    usage("--client-ca is for --tls");
+  }
+  return options;
+}
 
-  for (std::string_view const text : {"/route[prefix=10.1.2.3/8][vrf=red]", "/route[vrf=blue]", "/route[color=red]"}) {
-    gnmi::Path asked;
-    Gnmi::writePath(*Gnmi::parsePath(text), asked);
-    gnmi::Notification answer;
-    if (auto const got = get(resolver, routes, asked, answer); !got) {
-      std::cout << nameOf(codeOf(got.error().kind, Gnmi::Call::Get)) << ": " << got.error().text << '\n';
+std::string contents(std::string const& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(stream), {}};
+  if (!stream.good() && text.empty()) {
+    throw std::runtime_error(fmt::format("{}: cannot be read", file));
+  }
+  return text;
+}
+
+std::shared_ptr<grpc::ServerCredentials> credentials(Options const& options) {
+  if (options.certificate.empty()) {
+    // Whoever can connect can write, so only this machine may.
+    if (!options.listen.starts_with("127.") && !options.listen.starts_with("[::1]:")) {
+      throw std::invalid_argument(
+          fmt::format("--listen {}: without --tls only 127.0.0.1:PORT and [::1]:PORT are taken", options.listen));
     }
-    for (gnmi::Update const& update : answer.update()) {
-      std::cout << formatPath(*Gnmi::readPath(update.path())) << ": " << update.val().string_val() << '\n';
-    }
+    return grpc::InsecureServerCredentials();
+  }
+  grpc::SslServerCredentialsOptions tls(options.clientCa.empty()
+                                            ? GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE
+                                            : GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
+  tls.pem_key_cert_pairs.push_back({contents(options.key), contents(options.certificate)});
+  if (!options.clientCa.empty()) {
+    tls.pem_root_certs = contents(options.clientCa);
+  }
+  return grpc::SslServerCredentials(tls);
+}
+
+int serve(Options const& options) {
+  // Blocked in every thread from here on, and waited for below.
+  sigset_t endings;
+  sigemptyset(&endings);
+  sigaddset(&endings, SIGTERM);
+  sigaddset(&endings, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &endings, nullptr);
+
+  Schema const schema(options.yang);
+  for (std::string const& warning : schema.warnings()) {
+    std::cerr << warning << '\n';
+  }
+  Service service(schema, options.limits);
+  grpc::reflection::InitProtoReflectionServerBuilderPlugin();
+  grpc::ServerBuilder builder;
+  int port = 0;
+  builder.AddListeningPort(options.listen, credentials(options), &port);
+  builder.SetMaxReceiveMessageSize(static_cast<int>(options.limits.messageBytes));
+  builder.RegisterService(&service);
+  std::unique_ptr<grpc::Server> const server = builder.BuildAndStart();
+  if (server == nullptr || port == 0) {
+    throw std::runtime_error(fmt::format("cannot listen on {}", options.listen));
+  }
+  std::cout << "listening on port " << port << std::endl;
+
+  int signal = 0;
+  sigwait(&endings, &signal);
+  server->Shutdown(std::chrono::system_clock::now() + drainTime);
+  return 0;
+}
+
+}  // namespace
+}  // namespace Target
+
+int main(int count, char** words) {
+  try {
+    return Target::serve(Target::readOptions(std::span(words, static_cast<std::size_t>(count)).subspan(1)));
+  } catch (std::invalid_argument const& error) {
+    std::cerr << "target: " << error.what() << '\n';
+    return 2;
+  } catch (std::exception const& error) {
+    std::cerr << "target: " << error.what() << '\n';
+    return 1;
   }
 }

@@ -1,0 +1,37 @@
+// What a request is refused with: a status code of gRPC and a text.
+#pragma once
+
+#include <gnmi/Error.h>
+#include <grpcpp/support/status.h>
+
+#include <exception>
+#include <expected>
+#include <string>
+#include <utility>
+
+namespace Target {
+
+struct Refused final : std::exception {
+  Refused(grpc::StatusCode code, std::string text) : code(code), text(std::move(text)) {}
+  /** The library's text with its place in the path. */
+  Refused(Gnmi::Error const& error, Gnmi::Call call);
+
+  char const* what() const noexcept override { return text.c_str(); }
+  grpc::Status status() const { return {code, text}; }
+
+  grpc::StatusCode code;
+  std::string text;
+};
+
+/** What the library answers; an error is thrown, with the code of the call. */
+template <typename T>
+T orRefuse(std::expected<T, Gnmi::Error> answer, Gnmi::Call call) {
+  if (!answer) {
+    throw Refused(answer.error(), call);
+  }
+  if constexpr (!std::is_void_v<T>) {
+    return *std::move(answer);
+  }
+}
+
+}  // namespace Target

@@ -1,0 +1,39 @@
+// Between messages and the tree: typed values and JSON, each leaf by its YANG type.
+//
+// JSON is that of RFC 7951, for both encodings: 64-bit numbers and decimal64 are strings, an empty leaf is [null]. In
+// JSON_IETF names carry their module where it differs from the parent's, and what is read must be of exactly these
+// types; JSON has names alone, and numbers are read where strings stand as well. PROTO has one typed value a leaf.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <set>
+#include <string>
+
+#include "Tree.h"
+#include "gnmi.pb.h"
+
+namespace Target {
+
+/** What an answer holds. */
+struct Filter {
+  gnmi::GetRequest::DataType type = gnmi::GetRequest::ALL;
+  /** All, where it is empty. */
+  std::set<std::string> modules = {};
+
+  bool takes(DataNode const& leaf) const {
+    return (type == gnmi::GetRequest::ALL || (type == gnmi::GetRequest::CONFIG) != leaf.isState) &&
+           (modules.empty() || modules.contains(leaf.module));
+  }
+};
+
+/** What a value in a request means for a node. Throws `Refused`: INVALID_ARGUMENT, or UNIMPLEMENTED for its kind. */
+Held readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWholeList);
+
+/** A leaf or leaf-list. */
+void writeLeaf(DataNode const& node, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into);
+/** A container or an entry; false where it holds nothing that the filter takes. JSON or JSON_IETF. */
+bool writeTree(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
+               gnmi::TypedValue& into);
+
+}  // namespace Target
