@@ -190,7 +190,8 @@ WHAT_IS_LEFT = """## What is left
 
 Of the decoder's instructions for a key of three fields:
 
-- the map of a node's children: a quarter. Each child is put in, found and taken out once.
+- the map of a node's children: a quarter. A new child is looked for twice, as its trace and its type come before its
+  place in the map; then it is found and taken out once.
 - the elements of each path: a seventh. They are a block of memory, taken, told to the memory tracker and given back;
   callers of `splitPath` receive that vector, so it is made for `processKeyPath` as well.
 - some fifty calls to the type system, which is asked anew for each path, as nothing is cached between operations.

@@ -52,19 +52,22 @@ KeyPlan::KeyPlan(Zyn::ZynAttr collection, Options const& options)
   }
   for (Zyn::AttributeQIterator attr(keyType_); attr; ++attr) {
     std::string_view const name = (*attr).name();
-    // A key's leaf is an attribute of the entries as well, and that one has a module.
-    for (Zyn::ZynAttr const leaf : {*attr, collection.attrType().attr(name)}) {
-      if (std::string qualified = withModule(options.facts, leaf); !qualified.empty()) {
-        partsByName_.emplace(qualifiedNames_.emplace_back(std::move(qualified)), parts_.size());
-      }
-    }
     names_.emplace_back(name);
-    partsByName_.insert_or_assign(name, parts_.size());
     parts_.push_back({.name = name,
                       .attr = *attr,
                       .path = PathElements(1, name),
                       .isScalar = Drovan::isScalarKeyType((*attr).attrType(), options.useS4Encoding),
                       .isCut = ZynKeyDecoder::splitPath(name).size() > 1});
+  }
+  std::ranges::sort(parts_, {}, &Part::name);
+  for (std::size_t i = 0; i != parts_.size(); ++i) {
+    // A key's leaf is an attribute of the entries as well, and that one has a module.
+    for (Zyn::ZynAttr const leaf : {parts_[i].attr, collection.attrType().attr(parts_[i].name)}) {
+      if (std::string qualified = withModule(options.facts, leaf); !qualified.empty()) {
+        partsByName_.emplace(qualifiedNames_.emplace_back(std::move(qualified)), i);
+      }
+    }
+    partsByName_.insert_or_assign(parts_[i].name, i);
   }
   for (auto name = keyType_.module()->argNameQIterator(keyType_.argListIndex()); name; ++name) {
     std::size_t const index = partOf(*name);
@@ -125,9 +128,9 @@ bool KeyPlan::isKeyName(std::string_view name) const {
 KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree,
                                    Selection& into) const {
   GivenKeys given;
-  for (Key const& key : keys) {
-    if (auto found = find(key.name, given.emplace_back()); !found) {
-      found.error().key = given.size() - 1;
+  for (std::size_t i = 0; i != keys.size(); ++i) {
+    if (auto found = find(keys[i].name, given.emplace_back(), i); !found) {
+      found.error().key = i;
       return found;
     }
   }
@@ -203,7 +206,10 @@ KvStd::Expected<void, Velko::String> KeyPlan::filterPart(Part const& part, std::
   return {};
 }
 
-std::size_t KeyPlan::partOf(std::string_view name) const {
+std::size_t KeyPlan::partOf(std::string_view name, std::size_t likely) const {
+  if (likely < parts_.size() && parts_[likely].name == name) {
+    return likely;
+  }
   if (parts_.size() <= fewNames) {
     auto const part = std::ranges::find(parts_, name, &Part::name);
     if (part != parts_.end()) {
@@ -214,8 +220,8 @@ std::size_t KeyPlan::partOf(std::string_view name) const {
   return part == partsByName_.end() ? parts_.size() : part->second;
 }
 
-KeyPlan::Done KeyPlan::find(std::string_view name, Given& into) const {
-  into.part = partOf(name);
+KeyPlan::Done KeyPlan::find(std::string_view name, Given& into, std::size_t likely) const {
+  into.part = partOf(name, likely);
   if (into.part == parts_.size()) {
     return findNested(name, into);
   }
@@ -325,13 +331,12 @@ KeyError KeyPlan::unknownKey(std::string_view name) const {
 
 KeyError KeyPlan::missingKeys(std::span<Given const> given) const {
   std::vector<std::string> missing;
-  for (std::size_t i = 0; i != parts_.size(); ++i) {
-    if (parts_[i].isArgument && std::ranges::find(given, i, &Given::part) == given.end()) {
-      missing.emplace_back(parts_[i].attr.name());
+  for (std::string const& name : names_) {
+    std::size_t const part = partOf(name);
+    bool const isNeeded = isOneValue_ || parts_[part].isArgument;
+    if (isNeeded && std::ranges::find(given, part, &Given::part) == given.end()) {
+      missing.push_back(name);
     }
-  }
-  if (isOneValue_) {
-    missing = names_;
   }
   return {.kind = ErrorClass::KeyMissing,
           .text = Text::inQuotes(decoder_.collectionAttr.name()) + " needs " +

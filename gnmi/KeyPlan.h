@@ -104,9 +104,12 @@ class KeyPlan {
   /** Puts the value of a part into a filter. */
   KvStd::Expected<void, Velko::String> filterPart(Part const& part, std::string_view value,
                                                   Decoder::FilterMap& into) const;
-  /** The part of that name; the number of parts where none has it. */
-  std::size_t partOf(std::string_view name) const;
-  Done find(std::string_view name, Given& into) const;
+  /**
+   * The part of that name; the number of parts where none has it. Keys mostly come by name, as parts are kept, so the
+   * `likely` one is the first that is looked at.
+   */
+  std::size_t partOf(std::string_view name, std::size_t likely = 0) const;
+  Done find(std::string_view name, Given& into, std::size_t likely = 0) const;
   Done findNested(std::string_view name, Given& into) const;
   /** Whether the keys make a whole key, of which `isExact` asks; an error where one is given twice in any case. */
   std::expected<bool, KeyError> isWhole(std::span<Key const> keys, std::span<Given const> given, bool isExact) const;
@@ -129,6 +132,7 @@ class KeyPlan {
   /** Whether all constructor arguments are scalar parts, so that the key is whole when all are given. */
   bool isFlat_ = true;
   std::size_t argumentCount_ = 0;
+  /** By name. */
   std::vector<Part> parts_;
   /** Also with their modules in front; those names are kept beside. */
   Text::NameMap<std::size_t> partsByName_;

@@ -314,7 +314,9 @@ std::expected<void, Error> Resolver::resolve(Path const& path, Resolved& into, M
     }
     Impl::Row const& row = impl_->rows[found];
     if (row.isKeyed || element.keyCount != 0) {
-      Selected& selected = into.selections.emplace_back(Selected{.node = i, .collection = row.attr, .selection = {}});
+      Selected& selected = into.selections.emplace_back();
+      selected.node = i;
+      selected.collection = row.attr;
       if (auto done = impl_->select(row, path.keys(element), mode, selected.selection); !done) {
         if (row.plan == Impl::none) {
           done.error().names = impl_->keyedNamesAt(*place);
