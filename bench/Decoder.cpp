@@ -181,6 +181,7 @@ Works works() {
   addYang(all);
   addProtobufPeer(all);
   addGrowth(all);
+  addPathGrowth(all);
   return all;
 }
 

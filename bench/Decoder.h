@@ -13,6 +13,8 @@ void addJobs(Works& works);
 void addFloor(Works& works);
 /** One work for each size, to see that time and memory grow in proportion. */
 void addGrowth(Works& works);
+/** The same of paths, with their length, their keys, and the schema. */
+void addPathGrowth(Works& works);
 /** The types made of YANG modules, each beside libyang on the same list. */
 void addYang(Works& works);
 /** Another library on equal keys. */

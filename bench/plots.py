@@ -29,7 +29,7 @@ def bars(title, rows):
 def line(points, box, color):
     """Both axes start at 0, so that what is in proportion is a straight line through the corner."""
     x0, y0, width, height = box
-    most_x, most_y = max(x for x, _ in points), max(y for _, y in points)
+    most_x, most_y = max(x for x, _ in points), max(y for _, y in points) or 1
     places = [(x0 + width * x / most_x, y0 + height * (1 - y / most_y)) for x, y in points]
     path = " ".join(f"{x:.1f},{y:.1f}" for x, y in places)
     return [f'<polyline points="{path}" fill="none" stroke="{color}" stroke-width="1.5"/>',

@@ -111,6 +111,35 @@ TEST_F(Selections, WorkGrowsAsThePathDoes) {
   EXPECT_EQ(calls(1000) - calls(100), 9 * (calls(200) - calls(100)));
 }
 
+TEST_F(Selections, MakingAResolverGrowsAsTheSchemaDoesAndResolvingDoesNot) {
+  struct Calls {
+    std::size_t making, resolving;
+  };
+  auto const calls = [this](std::size_t lists) {
+    Zyn::ZynType const large = world.type({.name = "Large" + std::to_string(lists)});
+    for (std::size_t i = 0; i != lists; ++i) {
+      std::string const number = std::to_string(i);
+      Zyn::ZynType const below = world.type({.name = "Below" + number});
+      world.attr(below, {.name = "leaf", .type = text});
+      world.attr(large, {.name = "list" + number, .type = below, .keyed = true, .keyName = "key", .keyType = key});
+    }
+    world.forget();
+    Gnmi::Resolver const resolver(large);
+    std::size_t const making = world.log.size();
+    world.forget();
+    Gnmi::Resolved found;
+    EXPECT_TRUE(resolver.resolve(*Gnmi::parsePath("/list7[a=1][b=2]/leaf"), found));
+    return Calls{making, world.log.size()};
+  };
+  // The types of keys and leaves are the same ones in all of them.
+  auto const [few, resolvingInFew] = calls(100);
+  auto const [twice, resolvingInTwice] = calls(200);
+  auto const [many, resolvingInMany] = calls(1100);
+  EXPECT_EQ(many - few, 10 * (twice - few));
+  EXPECT_EQ(resolvingInTwice, resolvingInFew);
+  EXPECT_EQ(resolvingInMany, resolvingInFew);
+}
+
 TEST_F(Selections, PartsThatTheTypeInheritsNeedNotBeWalked) {
   Zyn::ZynType const derived = world.type({.name = "Derived", .isValue = true, .args = {"own", "base"}});
   world.attr(derived, {.name = "own", .type = text});
