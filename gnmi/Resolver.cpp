@@ -372,7 +372,9 @@ std::vector<std::pair<std::string, Node>> Resolver::nodesBelow(Resolved const& r
     *place = Impl::below(*row);
   }
   for (Impl::Row const& row : impl_->rowsOf(place->type)) {
-    nodes.emplace_back(impl_->nameOf(row, *place), Node{row.attr, row.attr.attrType(), row.kind});
+    if (Impl::isReachable(*place, row)) {
+      nodes.emplace_back(impl_->nameOf(row, *place), Node{row.attr, row.attr.attrType(), row.kind});
+    }
   }
   return nodes;
 }

@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "gnmi/ModelValues.h"
 #include "gnmi/Resolver.h"
@@ -165,6 +166,21 @@ TEST_F(Names, ForCompletionAreThoseThatAPathWithoutOriginTakes) {
   };
   EXPECT_EQ(names(factsWithOrigins()), "interfaces, ietf-if:interfaces, ietf-system:system");
   EXPECT_EQ(names(facts()), "openconfig-a:interfaces, ietf-if:interfaces, system");
+}
+
+TEST_F(Names, ForCompletionAreThoseOfTheOriginThatThePathGives) {
+  Resolver const resolver(root, {.facts = factsWithOrigins()});
+  for (std::string const origin : {"openconfig:/", "ietf-if:/"}) {
+    Resolved found;
+    ASSERT_TRUE(resolver.resolve(*parsePath(origin), found));
+    std::vector<std::string> names;
+    for (auto const& [name, node] : resolver.nodesBelow(found)) {
+      names.push_back(name);
+      std::string const text = origin + name;
+      EXPECT_TRUE(resolver.resolve(*parsePath(text), found)) << text;
+    }
+    EXPECT_EQ(names, std::vector<std::string>{"interfaces"}) << origin;
+  }
 }
 
 TEST_F(Names, OfKeysMayHaveTheirModule) {
