@@ -221,10 +221,6 @@ Value createScalarKey(Zyn::ZynType const& type, ScalarText const& text) noexcept
   return createUnion(type, text);
 }
 
-Value createScalarKey(Zyn::ZynType const& type, Velko::String const& value, bool useS4Encoding) noexcept {
-  return createScalarKey(type, ScalarText{value, useS4Encoding});
-}
-
 // ---- what a collection says of its keys
 
 /** As `text == name`, without a call to measure `name` and one to compare: see `findSeparator`. */
@@ -241,7 +237,10 @@ Zyn::ZynAttr attrOf(Zyn::ZynType const& type, std::string_view name) {
   return type.empty() ? Zyn::ZynAttr() : type.attr(name);
 }
 
-/** The attribute of the collection's entries that holds the key; empty where the collection declares none. */
+/**
+ * The attribute of the collection's entries that holds the key; empty where the collection declares none. Only
+ * `decodeScalarKey` takes an empty name for none; for key paths it is looked up, because hosts rely on the calls made.
+ */
 Zyn::ZynAttr keyAttr(Zyn::ZynAttr const& collection, bool emptyNameIsNone) {
   char const* const name = collection.isKeyed() ? collection.internalKeyName() : nullptr;
   bool const isNone = name == nullptr || (emptyNameIsNone && *name == '\0');
@@ -250,7 +249,7 @@ Zyn::ZynAttr keyAttr(Zyn::ZynAttr const& collection, bool emptyNameIsNone) {
 
 // ---- building a key from a node's children
 
-/** A type under construction on a node, and how many children the node had when that began. Innermost first. */
+/** A type under construction on a node, and how many children the node had when that began. A list, innermost first. */
 struct Construction {
   Zyn::ZynType type;
   std::size_t childrenAtStart;
@@ -328,13 +327,13 @@ Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, 
       node->children.reserve(usualChildren);
       child = node->children.try_emplace(attr, attr.attrType(), node->useS4Encoding).first;
       if (std::next(begin) == end && !isScalarKeyType(child->second.type, node->useS4Encoding)) {
-        // Names the type that holds the attribute, not the attribute's own.
+        // Hosts rely on the text: it names the type that holds the attribute, not the attribute's own.
         return error("Expecting a scalar at leaf element '{}'; found composite of type '{}'", *begin, node->type);
       }
     }
     node = &child->second;
   }
-  Value decoded = createScalarKey(node->type, value, node->useS4Encoding);
+  Value decoded = createScalarKey(node->type, {value, node->useS4Encoding});
   if (!decoded) {
     return KvStd::Unexpected(std::move(decoded).error());
   }
@@ -396,7 +395,7 @@ ZynKeyDecoder::decodeScalarKey(Zyn::ZynType type, std::string_view keyName, std:
     TRACE(nullptr, "decodeScalarKey", "Found a wildcard");
     return Multiple{};
   }
-  Value decoded = createScalarKey(type, Velko::String(value), useS4Encoding);
+  Value decoded = createScalarKey(type, {Velko::String(value), useS4Encoding});
   if (!decoded) {
     return KvStd::Unexpected(std::move(decoded).error());
   }
@@ -439,7 +438,7 @@ Done ZynKeyDecoder::updateFilter(FilterMap& filter, std::string_view keyPath, st
   if (attr.empty()) {
     return error("Attribute '{}' not found on Type '{}'", elements.front(), keyType);
   }
-  Value decoded = createScalarKey(attr.attrType(), Velko::String(value), useS4Encoding);
+  Value decoded = createScalarKey(attr.attrType(), {Velko::String(value), useS4Encoding});
   if (!decoded) {
     return KvStd::Unexpected(std::move(decoded).error());
   }

@@ -39,7 +39,7 @@
 //
 //   Class, function                 Trace                                         When: filled with
 //   createScalarKey                 Creating scalar key of type '{}'              every type tried for a value: that type
-//   decodeScalarKey                 Found a wildcard                              the value is "*"
+//   decodeScalarKey                 Found a wildcard                              the name fits, the value is "*"
 //   processKeyPath                  Processing key path '{}', and value '{}'      on entry: key path, value
 //   updateFilter                    Found a filter on '{}' with value '{}'        unless the value is "*": key path, value
 //   KeyElemNode, insertPathSuffix   KeyElem type: '{}'                            every node on the path: its type
@@ -68,8 +68,8 @@
 //   other scalars                 the type's literal                            42             4 2
 //   union                         the first alternative that decodes            eth0           what fits none
 //
-// Not checked: quotes inside strings and enumerator names (they go to the type system as they stand, which has the last
-// word), that a tree's root was made for the decoder's key type, and that a tree has more than constructor arguments.
+// Not checked: quotes inside strings and enumerator names (the type system takes or refuses them), that a tree's root
+// was made for the decoder's key type, and that a tree has more than constructor arguments.
 #pragma once
 
 #include <absl/container/flat_hash_map.h>
@@ -135,7 +135,7 @@ class ZynKeyDecoder {
 
   /**
    * Decodes `value` into a value of `type`. "*" is every key: an empty `Multiple`. Where the collection declares the
-   * attribute that holds its key, `keyName` must be that attribute's name; elsewhere it is ignored.
+   * attribute that holds its key, `keyName` must be that attribute's name; otherwise it is ignored.
    */
   KvStd::Expected<std::variant<Single, Multiple>, Velko::String> decodeScalarKey(Zyn::ZynType type,
                                                                                  std::string_view keyName,
@@ -186,8 +186,8 @@ class ZynKeyDecoder::KeyElemNode final {
   ~KeyElemNode() = default;
 
   /**
-   * Walks down from this node by attribute names, makes the nodes that are missing, decodes `value` at the end and
-   * stores it there, in place of an earlier one. After an error the nodes made on the way stay.
+   * Goes down from this node by attribute names, inserts the nodes that are missing, decodes `value` at the end and
+   * stores it there, in place of an earlier one. After an error the nodes that it inserted stay.
    */
   KvStd::Expected<void, Velko::String> insertPathSuffix(PathIter begin, PathIter end,
                                                         Velko::String const& value) noexcept;

@@ -91,7 +91,7 @@ std::expected<Path, Error> Resolver::pathOf(std::span<Entry const> entries, Valu
       resolved.nodes.push_back(steps[step].attr);
     }
     std::reverse(resolved.nodes.begin() + static_cast<std::ptrdiff_t>(first), resolved.nodes.end());
-    // A reference to the value is all that is needed of it; nobody changes it.
+    // A selection has pointers to values that may be changed; nobody changes this one.
     Velko::Ptr<Zyn::GenericIf> const key(const_cast<Zyn::GenericIf*>(entry.key.get()));
     Selected& selected = resolved.selections.emplace_back();
     selected.node = resolved.nodes.size();

@@ -12,13 +12,13 @@ struct Row {
 };
 
 constexpr StatusCode invalid = StatusCode::InvalidArgument;
-constexpr StatusCode missing = StatusCode::Unimplemented;
+constexpr StatusCode unimplemented = StatusCode::Unimplemented;
 constexpr StatusCode exhausted = StatusCode::ResourceExhausted;
 
 /** By `ErrorClass`. */
 constexpr std::array<Row, 12> rows = {{
     {"Malformed", {invalid, invalid, invalid}},
-    {"UnknownNode", {missing, StatusCode::NotFound, missing}},
+    {"UnknownNode", {unimplemented, StatusCode::NotFound, unimplemented}},
     {"UnknownOrigin", {invalid, invalid, invalid}},
     {"Ambiguous", {invalid, invalid, invalid}},
     {"KeyMissing", {invalid, invalid, invalid}},
@@ -27,7 +27,7 @@ constexpr std::array<Row, 12> rows = {{
     {"ValueRefused", {invalid, invalid, invalid}},
     {"WildcardRefused", {invalid, invalid, invalid}},
     {"Conflict", {invalid, invalid, invalid}},
-    {"Unsupported", {missing, missing, missing}},
+    {"Unsupported", {unimplemented, unimplemented, unimplemented}},
     {"BoundPassed", {exhausted, exhausted, exhausted}},
 }};
 static_assert(rows.size() == static_cast<std::size_t>(ErrorClass::BoundPassed) + 1);

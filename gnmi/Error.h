@@ -11,8 +11,8 @@
 //   ValueRefused     a key's value that its type refuses                             INVALID        INVALID        INVALID
 //   WildcardRefused  a wildcard where an exact node is asked for                     INVALID        INVALID        INVALID
 //   Conflict         prefix and path, or payload and path, that contradict           INVALID        INVALID        INVALID
-//   Unsupported      a filter on a part of a part                                    UNIMPLEMENTED  UNIMPLEMENTED  UNIMPLEMENTED
-//   BoundPassed      wildcards that mean more nodes than the options allow           EXHAUSTED      EXHAUSTED      EXHAUSTED
+//   Unsupported      a filter on a part of a part of a key                           UNIMPLEMENTED  UNIMPLEMENTED  UNIMPLEMENTED
+//   BoundPassed      wildcards that mean too many nodes, or a key of too many parts  EXHAUSTED      EXHAUSTED      EXHAUSTED
 //
 // INVALID stands for INVALID_ARGUMENT, EXHAUSTED for RESOURCE_EXHAUSTED. The codes are those that the main document of
 // gNMI gives ("gRPC Network Management Interface (gNMI)", sections 3.3.4, 3.4 and 3.5.2.4); where it gives none, a

@@ -1,7 +1,7 @@
 // Paths with wildcards for elements: every node that they mean.
 //
-// The schema is walked depth first, once, with all the ways in which the path so far can mean the node that is visited:
-// a way is how many elements of the path are used up. So a node is visited once, however many ways lead to it.
+// The schema is traversed depth first, once, with all the ways in which the path so far can mean the node that is
+// visited: a way is how many elements of the path are used up. So a node is visited once, however many ways lead to it.
 
 #include <algorithm>
 #include <optional>
@@ -14,7 +14,7 @@ namespace Gnmi {
 namespace {
 
 constexpr std::string_view anyDepth = "...";
-/** The walk recurses, so no option makes it deeper. */
+/** The traversal recurses, so no option makes it deeper. */
 constexpr std::size_t deepest = 1000;
 
 /** The collections of one way, last one first. */
@@ -35,7 +35,7 @@ struct Way {
 
 }  // namespace
 
-/** One walk: a path, and what it has found. */
+/** One traversal of the schema: a path, and what it has found. */
 class Expansion {
  public:
   using Impl = Resolver::Impl;
@@ -83,7 +83,7 @@ class Expansion {
       emit(0);
     }
     if (!error_ && !stopped_) {
-      walk(*top, ways, 0);
+      traverse(*top, ways, 0);
     }
     if (error_) {
       return std::unexpected(*std::move(error_));
@@ -118,7 +118,7 @@ class Expansion {
   }
 
   /** The nodes below one that is reached by `ways`. `place` is where they are looked up, `depth` how deep it is. */
-  void walk(Impl::Place const& place, std::vector<Way> const& ways, std::size_t depth) {
+  void traverse(Impl::Place const& place, std::vector<Way> const& ways, std::size_t depth) {
     bool const isEntity = place.type != Impl::none && !tables_.types[place.type].type.isValue();
     // What each way's element is by name, here; and whether any way may mean every node.
     std::vector<Impl::Index> named(ways.size(), Impl::none);
@@ -217,7 +217,7 @@ class Expansion {
     bool const goesOn = std::ranges::any_of(here, [this](Way const& way) { return !isDone(way); });
     if (goesOn && row.below != Impl::none && !error_ && !stopped_) {
       std::size_t const before = std::exchange(enteredAt_[row.below], nodeDepth);
-      walk(Impl::below(row), here, nodeDepth);
+      traverse(Impl::below(row), here, nodeDepth);
       enteredAt_[row.below] = before;
     }
     found_.nodes.pop_back();

@@ -15,7 +15,7 @@ struct Cost {
   std::size_t arguments = 0;
 
   void include(Cost const& inner) {
-    // So far below the largest number that two of them can be added.
+    // Half of the largest number, so that the sum of two never wraps around.
     constexpr std::size_t most = std::numeric_limits<std::size_t>::max() / 2;
     levels = std::max(levels, inner.levels + 1);
     arguments = std::min(arguments + inner.arguments, most);
@@ -49,8 +49,9 @@ struct KeyParts::Construction {
   std::size_t usedBefore;
   /** Whether the type is the part's own. */
   bool isOwn;
-  /** The arguments that are still to be built, then the children to be set: from this one on, those not used. */
+  /** The arguments that are still to be built. */
   Zyn::ArgNameQIterator args = {};
+  /** The next child to look at when all arguments are built: a child that is no argument is set on the value then. */
   Index rest = none;
   Cost cost = {};
 };

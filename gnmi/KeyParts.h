@@ -71,9 +71,9 @@ class KeyParts {
    *   from them already, and none was used since, that would go in circles: a part is missing.
    * - Children that are no arguments are built too, since they are set on the key afterwards.
    *
-   * A type that was once built from no child at all is built so each time, and therefore not followed again. This keeps
-   * the steps few where types are each other's arguments twice over. With more than `mostArguments`, the result may be
-   * called complete when it has come that far, with more than so many arguments and no levels.
+   * A type whose construction once used no child uses none the next time either, so its cost is added without building
+   * it again. This keeps the steps few where each type has two arguments of the next type, and so on. Counting ends
+   * soon after `mostArguments`: the result then says `complete`, more than `mostArguments`, and no levels.
    *
    * Call it once, when all parts are added.
    */

@@ -20,6 +20,7 @@ std::string withModule(SchemaFacts const& facts, Zyn::ZynAttr attr) {
   return module.empty() ? std::string() : std::string(module) + ":" + attr.name();
 }
 
+/** Whether the value is left open: any value matches. */
 bool isOpen(Key const& key) { return key.value == wildcard; }
 
 KeyError refused(std::size_t key, bool ofValue, Velko::String const& text) {
@@ -57,7 +58,7 @@ KeyPlan::KeyPlan(Zyn::ZynAttr collection, Options const& options)
                       .attr = *attr,
                       .path = PathElements(1, name),
                       .isScalar = Drovan::isScalarKeyType((*attr).attrType(), options.useS4Encoding),
-                      .isCut = ZynKeyDecoder::splitPath(name).size() > 1});
+                      .isSplit = ZynKeyDecoder::splitPath(name).size() > 1});
   }
   std::ranges::sort(parts_, {}, &Part::name);
   for (std::size_t i = 0; i != parts_.size(); ++i) {
@@ -135,7 +136,7 @@ KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTre
     }
   }
   auto const open = std::ranges::find_if(keys, isOpen);
-  auto const whole = isWhole(keys, given, open == keys.end());
+  auto const whole = isWhole(keys, given, open != keys.end());
   if (!whole) {
     return std::unexpected(whole.error());
   }
@@ -193,7 +194,7 @@ KeyPlan::Done KeyPlan::filter(std::span<Key const> keys, std::span<Given const> 
 
 KvStd::Expected<void, Velko::String> KeyPlan::filterPart(Part const& part, std::string_view value,
                                                          Decoder::FilterMap& into) const {
-  if (!part.isCut) {
+  if (!part.isSplit) {
     return decoder_.updateFilter(into, part.path.front(), value);
   }
   auto decoded = decoder_.decodeScalarKey(part.attr.attrType(), keyName_, value);
@@ -263,9 +264,9 @@ KeyPlan::Done KeyPlan::findNested(std::string_view name, Given& into) const {
 }
 
 std::expected<bool, KeyError> KeyPlan::isWhole(std::span<Key const> keys, std::span<Given const> given,
-                                               bool isExact) const {
+                                               bool hasWildcard) const {
   if (!isFlat_ || std::ranges::any_of(given, [](Given const& one) { return !one.nested.empty(); })) {
-    return isWholeNested(keys, given, isExact);
+    return isWholeNested(keys, given, hasWildcard);
   }
   constexpr std::size_t none = static_cast<std::size_t>(-1);
   boost::container::small_vector<std::size_t, 16> keyOf(parts_.size(), none);
@@ -278,11 +279,11 @@ std::expected<bool, KeyError> KeyPlan::isWhole(std::span<Key const> keys, std::s
     first = i;
     arguments += parts_[given[i].part].isArgument ? 1 : 0;
   }
-  return isExact && arguments == argumentCount_;
+  return !hasWildcard && arguments == argumentCount_;
 }
 
 std::expected<bool, KeyError> KeyPlan::isWholeNested(std::span<Key const> keys, std::span<Given const> given,
-                                                     bool isExact) const {
+                                                     bool hasWildcard) const {
   KeyParts parts(keyType_, decoder_.useS4Encoding);
   std::vector<KeyParts::Index> indexes;
   for (std::size_t i = 0; i != given.size(); ++i) {
@@ -308,7 +309,7 @@ std::expected<bool, KeyError> KeyPlan::isWholeNested(std::span<Key const> keys, 
       }
     }
   }
-  if (!isExact) {
+  if (hasWildcard) {
     return false;
   }
   KeyParts::Result const built = parts.build(mostArguments);
@@ -348,7 +349,7 @@ std::expected<void, KeyError> KeyPlan::compare(Zyn::GenericIf const& key, Payloa
                                                Values const& values) const {
   auto const& [name, text] = leaf;
   Key const asKey{.name = name, .value = text};
-  Velko::Ptr<Zyn::GenericIf const> held;
+  Velko::Ptr<Zyn::GenericIf const> ofKey;
   Velko::Ptr<Zyn::GenericIf const> given;
   if (isOneValue_) {
     Selection selection;
@@ -367,7 +368,7 @@ std::expected<void, KeyError> KeyPlan::compare(Zyn::GenericIf const& key, Payloa
       return std::unexpected(unknownKey(name));
     }
     Part const& part = parts_[named.part];
-    held = values.part(key, part.attr);
+    ofKey = values.part(key, part.attr);
     ZynKeyDecoder::FilterMap filter;
     if (auto const done = filterPart(part, text, filter); !done) {
       return std::unexpected(refused(0, true, done.error()));
@@ -376,7 +377,7 @@ std::expected<void, KeyError> KeyPlan::compare(Zyn::GenericIf const& key, Payloa
       given = filter.begin()->second;
     }
   }
-  Zyn::GenericIf const* const value = isOneValue_ ? &key : held.get();
+  Zyn::GenericIf const* const value = isOneValue_ ? &key : ofKey.get();
   std::optional<std::string> const shown = value == nullptr ? std::nullopt : values.text(*value);
   // The decoder reads "*" as a wildcard; in a payload it is a text like any other.
   bool const agrees = given ? value != nullptr && values.equal(*value, *given) : shown == text;

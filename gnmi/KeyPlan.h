@@ -82,8 +82,8 @@ class KeyPlan {
     PathElements path;
     bool isScalar = false;
     bool isArgument = false;
-    /** Whether the decoder takes the name alone for that of a part of a part. */
-    bool isCut = false;
+    /** Whether the name holds "__", at which the decoder splits it: it would look for a part of a part. */
+    bool isSplit = false;
   };
   /** A part, or a part of a part, that a path gives. */
   struct Given {
@@ -111,10 +111,11 @@ class KeyPlan {
   std::size_t partOf(std::string_view name, std::size_t likely = 0) const;
   Done find(std::string_view name, Given& into, std::size_t likely = 0) const;
   Done findNested(std::string_view name, Given& into) const;
-  /** Whether the keys make a whole key, of which `isExact` asks; an error where one is given twice in any case. */
-  std::expected<bool, KeyError> isWhole(std::span<Key const> keys, std::span<Given const> given, bool isExact) const;
+  /** Whether the keys make an exact key: never with a wildcard among them. An error where one is given twice. */
+  std::expected<bool, KeyError> isWhole(std::span<Key const> keys, std::span<Given const> given,
+                                        bool hasWildcard) const;
   std::expected<bool, KeyError> isWholeNested(std::span<Key const> keys, std::span<Given const> given,
-                                              bool isExact) const;
+                                              bool hasWildcard) const;
   KeyError unknownKey(std::string_view name) const;
   KeyError missingKeys(std::span<Given const> given) const;
   bool writeParts(Zyn::GenericIf const& value, Zyn::ZynType type, std::string const& prefix, Values const& values,

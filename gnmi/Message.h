@@ -4,6 +4,10 @@
 //   gnmi::GetRequest request = ...;
 //   Gnmi::Path prefix;
 //   if (auto const read = Gnmi::readPath(request.prefix(), prefix); !read) { ... read.error().text ... }
+//   for (auto const& message : request.path()) {
+//     auto const path = Gnmi::readPath(message);             // an error, or a path
+//     auto const whole = Gnmi::join(prefix, *path);          // for a resolver (gnmi/Resolver.h)
+//   }
 //
 // `Message` is any class with the members that protoc generates for
 //

@@ -18,7 +18,7 @@ namespace Gnmi {
 
 class ModelValues final : public Values {
  public:
-  /** With `useS4Encoding`, the text of a type that has an s4 encoding is that. */
+  /** With `useS4Encoding`, as in the resolver's options, types that have an s4 encoding print as s4 texts. */
   explicit ModelValues(bool useS4Encoding = false) : useS4Encoding_(useS4Encoding) {}
 
   Velko::Ptr<Zyn::GenericIf const> part(Zyn::GenericIf const& value, Zyn::ZynAttr attr) const override {
@@ -42,7 +42,10 @@ class ModelValues final : public Values {
   bool useS4Encoding_;
 };
 
-/** What the embedded type system knows of a schema. Modules and origins are the loader's to add. */
+/**
+ * What the embedded type system knows of a schema: which attributes are lists without keys. Give it to every resolver
+ * of types that were built in code or read from YAML. Modules and origins are known to a loader only; see `yangFacts`.
+ */
 inline SchemaFacts modelFacts() {
   return {.isList = [](Zyn::ZynAttr attr) { return Model::isList(attr); }};
 }

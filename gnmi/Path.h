@@ -87,17 +87,18 @@ class Path {
   /** Whether places are bytes of a text. */
   bool isFromText() const noexcept { return isFromText_; }
 
-  /** The texts outlive the path. A key belongs to the last element. */
+  /** Adds an element. The text must outlive the path. */
   Path& add(std::string_view element) {
     elements_.push_back({.name = element, .firstKey = keys_.size()});
     return *this;
   }
+  /** Adds a key to the last element, which there must be. The texts must outlive the path. */
   Path& addKey(std::string_view name, std::string_view value) {
     keys_.push_back({.name = name, .value = value});
     ++elements_.back().keyCount;
     return *this;
   }
-  /** Of the last element: by name. */
+  /** Sorts the keys of the last element, which there must be, by name. */
   void sortKeys() noexcept;
   /** The root, without origin and target. Keeps its memory for the next path. */
   void clear() noexcept;
@@ -113,7 +114,7 @@ class Path {
 
   boost::container::small_vector<Element, 8> elements_;
   boost::container::small_vector<Key, 8> keys_;
-  /** What views point into, beside the texts of others. */
+  /** Texts of the path's own that views point into; the others belong to the caller. */
   boost::container::small_vector<std::shared_ptr<void const>, 1> texts_;
   std::size_t prefixSize_ = 0;
   bool isFromText_ = false;

@@ -8,7 +8,8 @@
 //   // found.selections[0]: Device.vrf, the key "red"; [1]: Vrf.route, a filter with protocol 'bgp'
 //   // found.node: the attribute Vrf.route, a list
 //
-// The keys of one element select
+// The parts of a key are the attributes that its type is built from; where a part is built from attributes as well,
+// those are parts of the part. The keys of one element select
 //
 //   the exact key    when every part that the key is built from is given, and no "*"
 //   every key        when none is given, or each is "*"
@@ -26,8 +27,9 @@
 // Nothing is given twice: neither in two ways to write its name, nor as a whole and by its parts. A module may stand in
 // front of a key's name where it is the module of that leaf.
 //
-// A part serves once, as the decoder builds keys, so an exact key never fails for a missing part. Of a key type
-// Link(from: Site, to: Site) that has the parts `row` and `seat` of a Site as attributes of its own as well,
+// The decoder uses each part for one argument only, and so does the question whether every part is given: building an
+// exact key never fails for a missing part. Of a key type Link(from: Site, to: Site) that has the parts `row` and
+// `seat` of a Site as attributes of its own as well,
 //
 //   [from__row=1][from__seat=2][row=3][seat=4]   is exact: `to` is built from the parts beside it
 //   [row=1][seat=2]                              is a filter: `row` is 1 and `seat` is 2
@@ -51,7 +53,7 @@
 //
 //   Read, Delete   wildcards and fewer keys: all entries that match. Subscribe is Read
 //   Write          update and replace: no wildcards, every key of every list (KeyMissing names those left out)
-//   Notify         no wildcards
+//   Notify         no wildcards; keys may be left out
 //
 // Wildcards as elements, "*" for any one and "..." for any number of them, are `expand`'s.
 //
@@ -59,9 +61,9 @@
 // Lifetime: it keeps handles of the types, which live as long as the provider's; it owns all else. Results hold
 // references to their values. Errors come in the order of the elements; within one element first the element's name,
 // then its keys' names in the order of the path, those that do not exist before those that are given twice, then what
-// the mode refuses, then values. What the decoder says of a
-// value that does not fit is the error's text as it is. Only `std::bad_alloc` is thrown. Time: linear in the path, with
-// one look-up by hash for an element and for a key; making a resolver is linear in the schema.
+// the mode refuses, then values. What the decoder says of a value that does not fit is the error's text as it is. Only
+// `std::bad_alloc` is thrown. Time: linear in the path, with one look-up by hash for an element and for a key; making a
+// resolver is linear in the schema.
 //
 // Not checked: that data exists.
 #pragma once
@@ -88,7 +90,7 @@
 
 namespace Gnmi {
 
-/** Is shown the tree of a key that is built from attributes, before it is built. */
+/** Called with the tree of a key before the key is built from it; the tree lives for the call. */
 using ShowTree = std::function<void(Drovan::ZynKeyDecoder::KeyElemNode const&)>;
 
 /**
@@ -103,7 +105,7 @@ struct SchemaFacts {
    * not stand in front of theirs either.
    */
   std::function<bool(Zyn::ZynAttr)> isHidden = {};
-  /** Whether the attribute is a list without keys, or a leaf-list. */
+  /** Whether the attribute is a list without keys, or a leaf-list. Where this is empty, none is. */
   std::function<bool(Zyn::ZynAttr)> isList = {};
   /** The path of the data node that an attribute stands for, to tell it where a key's value is refused. */
   std::function<std::string(Zyn::ZynAttr)> pathOf = {};
@@ -112,8 +114,9 @@ struct SchemaFacts {
 };
 
 struct Options {
-  /** Values are s4 texts for types that have that encoding; a key type that has is one value. */
+  /** Values of keys are s4 texts for types that have that encoding; a key type that has it is one value. */
   bool useS4Encoding = false;
+  /** For the embedded type system: `modelFacts` or `yangFacts`. */
   SchemaFacts facts = {};
   ShowTree showTree = {};
 };
@@ -192,7 +195,10 @@ struct Entry {
 
 class Resolver {
  public:
-  /** Paths start from `root`, which is an entity. */
+  /**
+   * Paths start from `root`, which is an entity: `isValue()` is false for it. Below it, attributes of value types are
+   * leaves, and those of entities containers or lists.
+   */
   explicit Resolver(Zyn::ZynType root, Options options = {});
   Resolver(Resolver&&) noexcept;
   Resolver& operator=(Resolver&&) noexcept;
@@ -239,7 +245,7 @@ class Resolver {
 
   // For completion.
 
-  /** The nodes that an element may name next, in declaration order, and their names there. */
+  /** The nodes that the next element may name, in declaration order, each with the shortest name that means it. */
   std::vector<std::pair<std::string, Node>> nodesBelow(Resolved const& resolved) const;
   /** The names of the keys of a collection, in declaration order, without parts of parts; none of any other attribute.
    */

@@ -10,7 +10,7 @@
 namespace Model {
 namespace {
 
-/** For readers who stop at a NUL byte. */
+/** For readers of NUL-terminated texts, which end at the first NUL byte. */
 std::string withoutNul(std::string_view message) {
   std::string text;
   for (char const byte : message) {

@@ -11,6 +11,9 @@
 //   Zyn::ZynType const route = network.entity("Route").attr("key", routeKey);
 //   network.entity("Vrf").keyed("route", route, "key");
 //
+// Value types are those that have values; keys are of value types. Entities have no values: they are the types whose
+// attributes are collections, containers and leaves of a tree of data.
+//
 // Refused: a name that is empty, taken or holds a NUL byte, the name of a module that holds '.' or ':', a value type
 // that would contain itself, a wrapper or union that leads back to itself, a constructor argument that is no
 // attribute, and what the functions below refuse. Each throws `SchemaError` and leaves the type as it was.
@@ -41,7 +44,7 @@
 
 namespace Model {
 
-/** How values of a type are held, read and printed. */
+/** How values of a type are stored, read and printed. */
 enum class Kind : std::uint8_t {
   Bool,
   S8,
@@ -69,7 +72,7 @@ enum class Kind : std::uint8_t {
 };
 
 /**
- * What a type answers when asked, apart from how its values are held. Each kind starts with its own marks:
+ * What the queries of a type answer, `isValue()` and others: each mark stands for one. The marks of a new type:
  *
  *   every kind but Entity   Value (it has a default value; that a key type is assembled from parts is no mark)
  *   Enum                    Enum

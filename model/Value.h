@@ -38,11 +38,11 @@ Zyn::ZynType typeOf(Zyn::GenericIf const& value) noexcept;
 //                       fewest digits that read back the same; `-0` stays `-0`
 //   String              any bytes in double quotes, without escapes: `"a"b"` holds `a"b`
 //   Bytes               base64 with padding, and no other text for the same bytes
-//   Seconds             `-1.5`, at most 9 digits after the point, in 64 bits of nanoseconds. Prints without zeros behind
+//   Seconds             `-1.5`, at most 9 digits after the point, in 64 bits of nanoseconds. Prints no trailing zeros
 //   Time                `2024-02-29T12:34:56.5+01:00`, at most 9 digits after the point, in 64 bits of nanoseconds since
 //                       1970; a leap second is refused, having no number. Prints in UTC: `2024-02-29T11:34:56.5Z`
 //   IpAddress           as inet_pton reads it and inet_ntop prints it
-//   IpPrefix            an address, `/` and a length; prints with the bits behind the length cleared
+//   IpPrefix            an address, `/` and a length; prints with the bits after the prefix length cleared
 //   MacAddress          `02:00:5E:10:00:FF`; prints in lower case
 //   enumerations        an enumerator's name in single quotes
 //
@@ -65,7 +65,8 @@ std::optional<std::string> gnmiText(Zyn::GenericIf const& value);
  * Booleans and numbers as such, but 64-bit integers as strings, as JSON readers lose their digits; a value type as an
  * object in declaration order, without what is not set; a union as `{"number": 7}`; a wrapper as what it wraps, or
  * null; all else as a string without quotes of its own. Seconds are a number, exact to as many digits as a double has.
- * Bytes that are not UTF-8 stay as they are: dump with an error handler that replaces them.
+ * Bytes that are not UTF-8 stay as they are: dump with an error handler that replaces them. Include
+ * `<nlohmann/json.hpp>` to use the result.
  */
 nlohmann::ordered_json toJson(Zyn::GenericIf const& value);
 
@@ -118,7 +119,10 @@ class Key {
   ValuePtr value_;
 };
 
-/** An attribute's value; null when it was never set. Throws `Model::Error` when the type has no such attribute. */
+/**
+ * An attribute's value; null when it was never set. Throws `Model::Error` when the type has no such attribute. A
+ * wrapper holds its inner value as the attribute `value`. A union holds one alternative, and all others are null.
+ */
 ValuePtr attribute(Zyn::GenericIf const& value, std::string_view name);
 /** The same by handle. Null when the attribute is not one of the value's type. */
 ValuePtr attribute(Zyn::GenericIf const& value, Zyn::ZynAttr attr) noexcept;
@@ -138,8 +142,8 @@ concept oneOf = (std::same_as<T, Others> || ...);
 }  // namespace Detail
 
 /**
- * What a scalar holds. Wrappers are looked through. Throws `Model::Error` when the value holds something else or does
- * not fit in the result.
+ * What a scalar holds, or a wrapper of one. Throws `Model::Error` when the value holds something else or does not fit
+ * in the result. Of a union, ask for the alternative that is set: `get<int>(port, "number")`.
  *
  *   bool             from Bool
  *   integers         of every width, from integers, and from Seconds, Time (nanoseconds) and enumerators (numbers)
@@ -167,14 +171,14 @@ T as(Zyn::GenericIf const& value) {
   }
 }
 
-/** `get<std::uint32_t>(key, "tag")`: what the attribute holds. Throws `Model::Error` as above, or when unset. */
+/** `get<std::uint32_t>(key, "tag")`: what the attribute holds. Throws `Model::Error` as above, or when never set. */
 template <typename T>
 T get(Zyn::GenericIf const& value, std::string_view name) {
-  ValuePtr const held = attribute(value, name);
-  if (!held) {
+  ValuePtr const part = attribute(value, name);
+  if (!part) {
     throw Error(Velko::String("Attribute '") + name + "' of '" + typeOf(value).name() + "' is not set");
   }
-  return as<T>(*held);
+  return as<T>(*part);
 }
 
 /**
@@ -184,8 +188,8 @@ T get(Zyn::GenericIf const& value, std::string_view name) {
 template <typename Filter>
 bool matches(Filter const& filter, Zyn::GenericIf const& key) {
   for (auto const& [attr, wanted] : filter) {
-    ValuePtr const held = attribute(key, attr);
-    if (!held || !equal(*held, *wanted)) {
+    ValuePtr const part = attribute(key, attr);
+    if (!part || !equal(*part, *wanted)) {
       return false;
     }
   }

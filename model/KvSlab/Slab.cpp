@@ -62,7 +62,7 @@ struct alignas(stepSize) Block {
   void* storage() noexcept { return this + 1; }
   static Block* of(void* storage) noexcept { return static_cast<Block*>(storage) - 1; }
 
-  /** In the first block of a batch in the pool: the next batch. CachedList in the storage, which is unused then. */
+  /** In the first block of a batch in the pool: the next batch. Kept in the storage, which is unused then. */
   Block*& nextBatch() noexcept { return *static_cast<Block**>(storage()); }
 };
 static_assert(sizeof(Block) == stepSize && alignof(std::max_align_t) <= stepSize);

@@ -256,8 +256,8 @@ bool appendGnmiText(Zyn::GenericIf const& value, std::string& out) {
   auto const slots = static_cast<Composed const&>(object).slots();
   if (object.kind != Kind::Value) {
     // A wrapper's one value, or the alternative that a union holds.
-    auto const held = std::ranges::find_if(slots, [](ValuePtr const& slot) { return slot != nullptr; });
-    return held != slots.end() && appendGnmiText(**held, out);
+    auto const part = std::ranges::find_if(slots, [](ValuePtr const& slot) { return slot != nullptr; });
+    return part != slots.end() && appendGnmiText(**part, out);
   }
   std::optional<Pattern> const& pattern = rowOf(object.type).pattern;
   if (!pattern) {

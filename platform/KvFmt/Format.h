@@ -1,6 +1,6 @@
 // How messages are made: a {fmt} format text with "{}" placeholders, and its packed arguments.
 //
-// Format texts are constants of the program. Text that comes from elsewhere (a path, a value, an exception's message)
+// Format texts are constants of the program. Text from outside of the program (a path, a value, an exception's message)
 // is only ever an argument, so braces in it mean nothing.
 #pragma once
 

@@ -34,8 +34,9 @@ namespace Impl {
 
 /**
  * The one tracker of a tag. `tagPointer` is `typeid(Tag*)`, so that incomplete tags have one too; for those its name is
- * the only thing that is the same in every library, so compare names, without a leading `*`. Any thread; may be called
- * more than once for a tag. Throws `std::bad_alloc` when memory runs out.
+ * the only thing that is the same in every library. So compare names, without the `*` that standard libraries other
+ * than libstdc++ may put in front. Any thread; may be called more than once for a tag. Throws `std::bad_alloc` when
+ * memory runs out.
  */
 Tracker& tracker(std::type_info const& tagPointer);
 

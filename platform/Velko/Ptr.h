@@ -22,8 +22,8 @@ struct ThreadControl {
 };
 
 /**
- * An object that counts its users. The provider allocates it as it likes and starts with no users; the object goes, by
- * `decUseImpl`, when its last `Ptr` goes.
+ * An object that counts its users. The provider allocates it as it likes; a new object has no users until a `Ptr` to it
+ * is made. `decUseImpl` destroys it when its last `Ptr` is destroyed.
  */
 class Node {
  public:
@@ -66,8 +66,9 @@ class Node {
   }
 
   /**
-   * The last user has gone: destroys the object and frees its memory. Defined by the provider, for every class that it
-   * derives from `Node`; throws nothing. Called on the thread of the last user.
+   * The last user has gone: destroys the object and frees its memory. Defined by the provider, once for all classes
+   * that it derives from `Node`: `delete this` where it allocates them by `new`. Throws nothing. Called on the thread
+   * of the last user.
    */
   void decUseImpl() const noexcept;
 

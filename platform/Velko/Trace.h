@@ -45,8 +45,9 @@ DebugHandler* _getRawDebugHandler(String const& name, bool mode);  // NOLINT(bug
 namespace Impl {
 
 /**
- * The sink. All texts are NUL-terminated and live for the call only; `className` is null outside a class. `level` runs
- * from 0 (always wanted) to 9 (details), the decoder's are 7. The arguments are formatted here, if at all.
+ * The sink. All texts are NUL-terminated and live for the call only; `className` is null where the caller names no
+ * class. `level` runs from 0 (always wanted) to 9 (details), the decoder's are 7. The arguments are formatted here, if
+ * at all.
  */
 void vfmtrace(Platform::DebugHandler const& handle, unsigned short level, char const* file, char const* function,
               int line, char const* className, fmt::string_view format, fmt::format_args args) noexcept;

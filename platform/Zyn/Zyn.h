@@ -6,9 +6,15 @@
 // they say that the provider decides, either choice is right.
 //
 // Types and attributes are handles: small values, copied freely, compared cheaply, valid for as long as the provider
-// keeps their module. The decoder has handles in decoders, trees and filters, and nowhere else. An empty handle stands
+// keeps their module. The decoder keeps handles in decoders, trees and filters only. An empty handle stands
 // for "none". Nothing is undefined on it: each query below says what an empty handle answers, so a lookup that fails
 // can be carried along and tested where it matters.
+//
+// A provider derives its own classes from `ZynModule` and `GenericIf`, makes every module and value of the process, and
+// so may cast a reference to either down to its own class.
+//
+// The s4 text of a value is its protobuf message in base64. The caller of the decoder chooses whether types that have
+// such a message are read from s4 texts; the decoder undoes the base64.
 //
 // What the decoder calls to make a value of a type from one text, by the first row that holds:
 //
@@ -27,8 +33,8 @@
 // A value whose parts have texts of their own is built from them: genericIf(constructor arguments), then genericIfSet
 // for each attribute that was given and is no argument, in no particular order. The part that has a text is of a type
 // that answers `isScalarKind()`, `isEnumType()` or a `valAttr()`, or, where s4 texts are asked for, both
-// `hasS4Encoding()` and `isValue()`. Callers may try either way with any type, whatever its marks: one that is not made
-// so throws.
+// `hasS4Encoding()` and `isValue()`. Callers may try either way with any type, whatever its queries answer: one that is
+// not made so throws.
 //
 // Depth: a wrapper, or a union, whose value or alternatives lead back to the type itself makes the decoder recurse
 // until the stack is gone, so a provider has none. A type that is built from attributes may lead back to itself. The
@@ -90,8 +96,8 @@ using GenericIfArgs = boost::container::small_vector<
     Velko::Allocator<Velko::Ptr<GenericIf const>, false, Velko::SmallVectorOf<Velko::Ptr<GenericIf const>>>>;
 
 /**
- * Walks names in order: `for (; names; ++names) use(*names);`. It points into the provider's array. Array and names
- * stay where they are, and as they are, for as long as the module of the type: values are made while the walk goes on.
+ * Iterates over names in order: `for (; names; ++names) use(*names);`. It points into the provider's array. Array and
+ * names stay where they are, and as they are, for as long as the module of the type: values are made in between.
  */
 class ArgNameQIterator {
  public:
@@ -111,7 +117,7 @@ class ArgNameQIterator {
   char const* const* end_ = nullptr;
 };
 
-/** A named set of types. Only the provider makes modules; each lives as long as anybody uses a handle of it. */
+/** A set of types, each at an index of its own. Each module lives as long as anybody uses a handle of it. */
 class ZynModule {
  public:
   ZynModule(ZynModule const&) = delete;
@@ -145,9 +151,9 @@ class ZynTypeBase {
   std::uint32_t index() const noexcept { return index_; }
 
   /**
-   * The attribute of exactly this name (byte for byte). An empty handle when the type has none, and on an empty type.
-   * Asked again, it answers an equal handle. The first form takes a NUL-terminated name, which is not null. No path
-   * reaches an attribute whose name holds "__".
+   * The attribute of exactly this name (byte for byte); no two attributes of a type have one name. An empty handle when
+   * the type has none, and on an empty type. Asked again, it answers an equal handle. The first form takes a
+   * NUL-terminated name, which is not null. No path reaches an attribute whose name holds "__".
    *
    * Attributes inherited from a base type count as the type's own: paths and constructor arguments may name them. A
    * type system without inheritance has nothing to do for this.
@@ -175,7 +181,11 @@ class ZynType : public ZynTypeBase {
    */
   char const* name() const noexcept;
 
-  /** A value type: `genericIf` of null data makes a default object. Every union is one. */
+  /**
+   * A value type: `genericIf` of null data makes a default object. Scalars, enumerations, wrappers, unions and the
+   * types that keys are built from are value types; an entity, which is a type that may have collections, is none. The
+   * decoder asks it of unions and of types with s4 encoding only; other users tell leaves from containers by it.
+   */
   bool isValue() const noexcept;
   /** An enumeration: the literal of an enumerator is its name in single quotes. */
   bool isEnumType() const noexcept;
@@ -191,7 +201,9 @@ class ZynType : public ZynTypeBase {
   bool isUnionType() const noexcept;
   /**
    * Always supplied whole by one text: the built-in scalars (the provider decides which types these are), every type
-   * with gNMI string form, and every union.
+   * with gNMI string form, and every union. The core string type and numbers are to answer true where keys have such
+   * fields: a key path is refused whose last element is of a type that answers false, unless it is an enumeration, a
+   * wrapper, or read from an s4 text.
    */
   bool isScalarKind() const noexcept;
   /** The core string type of `Velko::_Velko_FundamentalTypes_Module`: its literal is a text in double quotes. */
@@ -218,7 +230,8 @@ class ZynType : public ZynTypeBase {
 
   /**
    * From the type's literal: strings in double quotes, enumerators in single quotes, other scalars bare. Text that is
-   * no value of the type, whatever bytes it holds, throws `Velko::Exception`.
+   * no value of the type, whatever bytes it holds, throws `Velko::Exception`. Which bare texts a scalar takes ("+7",
+   * "007"), the provider decides.
    *
    * Between the outer quotes stands what a remote caller wrote, byte for byte, with nothing escaped: it may hold
    * quotes, backslashes and NUL. A provider takes those bytes as they are (the literal `"a"b"` is the string `a"b`) or
@@ -278,7 +291,8 @@ class ZynAttr {
   bool isKeyed() const noexcept;
   /**
    * The name of the attribute of the entries' type that holds an entry's key, NUL-terminated, alive as long as the
-   * module. Null when the attribute is not keyed or records no such name. That the attribute exists is not promised.
+   * module. Null when the attribute is not keyed or records no such name. That the attribute exists, and that its type
+   * is `keyType()`, is not promised.
    */
   char const* internalKeyName() const noexcept;
   /** The type of the collection's keys; empty when not keyed. Where a keyed one has none, no key can be decoded. */
@@ -311,10 +325,10 @@ class ZynAttr {
 };
 
 /**
- * Walks a type's attributes in declaration order: `for (AttributeQIterator it(type); it; ++it) use(*it);`.
+ * Iterates over a type's attributes in declaration order: `for (AttributeQIterator it(type); it; ++it) use(*it);`.
  *
- * The decoder walks unions alone, where the order is that in which alternatives are tried. Whether inherited attributes
- * are walked, and where they come in the order, the provider decides.
+ * The decoder iterates over those of unions only, where the order is that in which alternatives are tried. Whether
+ * inherited attributes are among them, and where they come in the order, the provider decides.
  */
 class AttributeQIterator {
  public:
@@ -339,8 +353,8 @@ class AttributeQIterator {
 namespace Velko {
 
 /**
- * The module of the core types: fundamental scalars, strings, bytes, seconds and time. For users of the type system;
- * the decoder asks `isFundamentalString()` instead.
+ * The module of the core types: fundamental scalars, strings, bytes, seconds and time, as many of them as the provider
+ * has. It may hold other types as well. For users of the type system; the decoder asks `isFundamentalString()` instead.
  */
 Zyn::ZynModule const& _Velko_FundamentalTypes_Module();  // NOLINT(bugprone-reserved-identifier)
 
