@@ -112,7 +112,7 @@ bool isBefore(Key const& a, Key const& b) {
 boost::container::small_vector<Key, 8> sortedKeys(Path const& path, Element const& element) {
   auto const keys = path.keys(element);
   boost::container::small_vector<Key, 8> sorted(keys.begin(), keys.end());
-  std::sort(sorted.begin(), sorted.end(), isBefore);
+  std::ranges::sort(sorted, isBefore);
   return sorted;
 }
 
@@ -449,7 +449,7 @@ Path owned(Path const& path) {
   char* to = texts.get();
   auto const own = [&to](std::string_view& text) {
     char* const begin = to;
-    to = std::copy(text.begin(), text.end(), to);
+    to = std::ranges::copy(text, to).out;
     text = {begin, to};
   };
   own(copy.origin);

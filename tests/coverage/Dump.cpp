@@ -4,7 +4,7 @@
 // only tests of some lines, and all of them end in abort().
 #include <csignal>
 
-extern "C" void __gcov_dump();  // NOLINT(bugprone-reserved-identifier)
+extern "C" void __gcov_dump();  // NOLINT(bugprone-reserved-identifier,readability-identifier-naming): gcov's
 
 namespace {
 

@@ -252,7 +252,7 @@ TEST_F(ScalarKey, LongS4TextsDecodeToTheSameBytesAsShortOnes) {
   for (std::size_t const size :
        {0U, 1U, 3000U, 3060U, 3066U, 3067U, 3068U, 3069U, 3070U, 3071U, 3072U, 3073U, 6144U, 9211U, 9212U, 100000U}) {
     std::string bytes(size, '\0');
-    std::generate(bytes.begin(), bytes.end(), [next = 0U]() mutable { return static_cast<char>(next++ * 7); });
+    std::ranges::generate(bytes, [next = 0U]() mutable { return static_cast<char>(next++ * 7); });
     Zyn::GenericIfArgs args;
     KeyElemNode data(core(Kind::Bytes), false);
     std::string const base64 = absl::Base64Escape(bytes);

@@ -104,7 +104,7 @@ TEST_F(SplitPath, ElementsAreViewsIntoThePath) {
 }
 
 TEST_F(SplitPath, TheEmptyPathsElementPointsAtItsStart) {
-  std::string_view const path("x", 0);
+  std::string_view const path = std::string_view("x").substr(0, 0);
   auto const elements = ZynKeyDecoder::splitPath(path);
   ASSERT_EQ(elements.size(), 1U);
   EXPECT_EQ(elements[0].data(), path.data());

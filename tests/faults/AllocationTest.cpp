@@ -23,7 +23,9 @@ long taken = 0;
 
 void* take(std::size_t size) {
   ++taken;
-  if (countdown > 0 && --countdown == 0) {
+  bool const fails = countdown == 1;
+  countdown -= countdown > 0 ? 1 : 0;
+  if (fails) {
     return nullptr;
   }
   return std::malloc(size == 0 ? 1 : size);
@@ -36,6 +38,7 @@ void* operator new(std::size_t size) {
   return storage != nullptr ? storage : throw std::bad_alloc();
 }
 void operator delete(void* storage) noexcept { std::free(storage); }
+// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
 void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace Recording {

@@ -33,6 +33,7 @@ void* operator new(std::size_t size) {
   return storage;
 }
 void operator delete(void* storage) noexcept { std::free(storage); }
+// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
 void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace Gnmi {

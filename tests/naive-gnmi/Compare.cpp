@@ -238,7 +238,8 @@ class RequestMaker {
         continue;
       }
       std::string const name = attr.name();
-      std::string whole = (keys.empty() || choices_.percent(30) ? named : "") + before + name;
+      std::string whole = keys.empty() || choices_.percent(30) ? named : "";
+      whole.append(before).append(name);
       if (depth == 0 && choices_.percent(8)) {
         Zyn::ZynAttr const leaf = entry.attr(std::string_view(name));
         whole = moduleOf(choices_.percent(50) && !leaf.empty() ? leaf : attr) + ":" + name;

@@ -290,7 +290,7 @@ Oracle::Wrong Oracle::unknownKey(Zyn::ZynAttr attr, std::string const& name) con
 
 std::expected<Selected, Oracle::Wrong> Oracle::select(Zyn::ZynAttr attr, std::vector<Key> const& keys,
                                                       Mode mode) const {
-  Selected const every{.collection = attr};
+  Selected every{.collection = attr};
   bool const takesKeys = attr.isKeyed() && !attr.keyType().empty();
   if (keys.empty()) {
     if (!takesKeys || mode != Mode::Write) {

@@ -214,7 +214,7 @@ Result<Path> readMessage(Path const& message, std::vector<std::string> const& st
     for (std::string const& text : strings) {
       try {
         path.elements.push_back(Reader(text).element());
-      } catch (Refused refused) {
+      } catch (Refused& refused) {
         refused.error.element = path.elements.size();
         refused.error.offset.reset();
         return std::unexpected(refused.error);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <ranges>
 #include <string>
 
 #include "KvFmt/Format.h"
@@ -135,8 +136,7 @@ bool isScalarKeyType(Zyn::ZynType type, bool useS4Encoding) {
 }
 
 std::vector<Child>::iterator find(Node& node, Zyn::ZynAttr attr) {
-  return std::find_if(node.children.begin(), node.children.end(),
-                      [&](Child const& child) { return child.attr == attr; });
+  return std::ranges::find(node.children, attr, &Child::attr);
 }
 
 /** A type that is being built on a node, and how many children the node had when that began. */
@@ -147,8 +147,7 @@ struct Entry {
 
 /** Building the type again, with the children there were at its latest entry, would come here again and again. */
 bool goesInCircles(std::vector<Entry> const& entries, Zyn::ZynType type, std::size_t children) {
-  auto const latest =
-      std::find_if(entries.rbegin(), entries.rend(), [&](Entry const& entry) { return entry.type == type; });
+  auto const latest = std::ranges::find(entries | std::views::reverse, type, &Entry::type);
   return latest != entries.rend() && latest->children == children;
 }
 
@@ -187,7 +186,7 @@ Result<Value> construct(Node& node, Zyn::ZynType type, std::vector<Entry> entrie
 
 }  // namespace
 
-Node::Node(Zyn::ZynType ofType, bool s4) : type(ofType), useS4Encoding(s4) {}
+Node::Node(Zyn::ZynType type, bool useS4Encoding) : type(type), useS4Encoding(useS4Encoding) {}
 
 Result<Value> construct(Node& node, Zyn::ZynType type) { return construct(node, type, {}); }
 
@@ -302,7 +301,7 @@ Result<void> updateFilter(Decoder const& decoder, Filter& filter, std::string_vi
   if (!decoded) {
     return std::unexpected(decoded.error());
   }
-  auto const held = std::find_if(filter.begin(), filter.end(), [&](auto const& entry) { return entry.first == attr; });
+  auto const held = std::ranges::find_if(filter, [&](auto const& entry) { return entry.first == attr; });
   if (held != filter.end()) {
     held->second = *decoded;
   } else {

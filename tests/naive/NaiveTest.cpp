@@ -42,7 +42,7 @@ using Drovan::ZynKeyDecoder;
 class Exact {
  public:
   explicit Exact(std::string_view text) : size_(text.size()), bytes_(new char[size_]) {
-    std::copy(text.begin(), text.end(), bytes_.get());
+    std::ranges::copy(text, bytes_.get());
   }
   std::string_view view() const { return {bytes_.get(), size_}; }
 
@@ -88,7 +88,7 @@ std::string shownElements(Elements const& elements, std::string_view path) {
 }
 
 std::string joined(std::vector<std::string> lines) {
-  std::sort(lines.begin(), lines.end());
+  std::ranges::sort(lines);
   std::string text;
   for (std::string const& line : lines) {
     text += line + "\n";
@@ -137,8 +137,7 @@ std::string shownFilter(AnyFilter const& filter) {
 void takeOrder(Node& naive, ZynKeyDecoder::KeyElemNode const& real) {
   std::vector<Child> ordered;
   for (auto const& [attr, node] : real.children) {
-    auto const child =
-        std::find_if(naive.children.begin(), naive.children.end(), [&](Child const& one) { return one.attr == attr; });
+    auto const child = std::ranges::find(naive.children, attr, &Child::attr);
     takeOrder(child->node, node);
     ordered.push_back(std::move(*child));
   }
@@ -308,7 +307,7 @@ void count(Side const& side, Tally& tally) {
     }
   };
   look(side.result);
-  std::for_each(side.log.lines.begin(), side.log.lines.end(), look);
+  std::ranges::for_each(side.log.lines, look);
 }
 
 /** What differs first; empty when nothing does. A case that cannot be built differs in nothing. */
@@ -368,7 +367,7 @@ TEST(Naive, TheDecoderDoesWhatTheNaiveOneDoes) {
   std::uint64_t differences = 0;
   for (; (minutes == 0 ? tried < cases : Clock::now() < end) && differences < 5; ++tried) {
     std::snprintf(nowRunning, sizeof nowRunning, "ended in NAIVE_SEED=%llu NAIVE_CASES=1\n",
-                  static_cast<unsigned long long>(seed + tried));
+                  static_cast<unsigned long long>(seed) + tried);
     Case const one = randomCase(seed + tried);
     steps += one.steps.size();
     std::string const found = difference(one, &tally);

@@ -29,7 +29,7 @@ class Random {
     return mixed ^ (mixed >> 31U);
   }
   std::size_t below(std::size_t limit) { return static_cast<std::size_t>(next() % limit); }
-  int from(int least, int most) { return least + static_cast<int>(below(static_cast<std::size_t>(most - least + 1))); }
+  int from(int least, int most) { return least + static_cast<int>(below(static_cast<std::size_t>(most - least) + 1)); }
   bool percent(std::size_t chance) { return below(100) < chance; }
   template <typename List>
   auto const& of(List const& list) {
@@ -206,7 +206,7 @@ void addCircle(Random& random, Case& one) {
     key.args.insert(key.args.begin() + random.from(0, 1), "e");
   }
   if (random.percent(40)) {
-    key.args.push_back("b");
+    key.args.emplace_back("b");
   }
   one.types.push_back(key);
 }

@@ -171,7 +171,8 @@ std::string commandsOf(Case const& one) {
         text += "zynkey split " + inShell(step.path) + "\n";
         break;
       case Job::Scalar:
-        text += commandOf(one, "scalar", one.decoderS4) + " --type " + nameOf(step.type) + key + fault + "\n";
+        text += commandOf(one, "scalar", one.decoderS4);
+        text.append(" --type ").append(nameOf(step.type)).append(key).append(fault).append("\n");
         break;
       case Job::Path:
         decode += key;

@@ -77,7 +77,7 @@ TEST_F(Base64, EveryLengthCutAndSpoiltAnywhere) {
 }
 
 TEST_F(Base64, AroundEverySliceOfFourThousandAndNinetySixCharacters) {
-  std::string const text = encode(pattern(4 * 3072));
+  std::string const text = encode(pattern(std::size_t{4} * 3072));
   for (std::size_t const edge : {4096U, 8192U, 12288U}) {
     for (std::size_t size = edge - 9; size <= edge + 9 && size <= text.size(); ++size) {
       ASSERT_NO_FATAL_FAILURE(check(std::string_view(text).substr(0, size)));

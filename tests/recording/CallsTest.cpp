@@ -50,17 +50,17 @@ TEST_F(Calls, AMarkWinsOverAllThatComeLater) {
       {[](Type&) {}, "All.genericIfFromPbMessage(0801 at 0, false)"},
       {[](Type& row) { row.hasS4 = false; }, "All.genericIfFromGnmiString(\"CAE=\", false)"},
       {[](Type& row) { row.valAttr = "held", row.hasGnmi = false; }, "All.genericIf([v3(1)], false)"},
-      {[](Type& row) { row.valAttr = ""; }, "All.genericIf(\"'CAE='\", false)"},
-      {[](Type& row) { row.isEnum = false; }, "All.genericIf(\"\"CAE=\"\", false)"},
+      {[](Type& row) { row.valAttr = ""; }, R"(All.genericIf("'CAE='", false))"},
+      {[](Type& row) { row.isEnum = false; }, R"(All.genericIf(""CAE="", false))"},
       {[](Type& row) { row.isString = false; }, "held.genericIfSet(v7(1), null, v8(1))"},
-      {[](Type& row) { row.isUnion = false; }, "All.genericIf(\"CAE=\", false)"},
+      {[](Type& row) { row.isUnion = false; }, R"(All.genericIf("CAE=", false))"},
   };
   for (auto const& row : rows) {
     row.clear(world.of(type));
     world.forget();
     EXPECT_THAT(scalar(type, "CAE=", true), StartsWith("v"));
     EXPECT_EQ(world.count(".genericIf"), row.call.starts_with("held")              ? 3U
-                                         : row.call.find("[") != std::string::npos ? 2U
+                                         : row.call.find('[') != std::string::npos ? 2U
                                                                                    : 1U);
     EXPECT_EQ(world.lines(".genericIf").back(), row.call);
   }

@@ -89,14 +89,14 @@ class ScalarCalls : public testing::Test {
   std::vector<std::string> asked() { return world.calls(services); }
 
   /** A union of two alternatives. */
-  Zyn::ZynType unionOf(std::string name, Zyn::ZynType first, Zyn::ZynType second) {
+  Zyn::ZynType unionOf(std::string const& name, Zyn::ZynType first, Zyn::ZynType second) {
     Zyn::ZynType const type = world.type({.name = name, .isValue = true, .isUnion = true});
     world.attr(type, {.name = name + "1", .type = first});
     world.attr(type, {.name = name + "2", .type = second});
     return type;
   }
 
-  Zyn::ZynType wrapperOf(std::string name, Zyn::ZynType inner) {
+  Zyn::ZynType wrapperOf(std::string const& name, Zyn::ZynType inner) {
     Zyn::ZynType const type = world.type({.name = name, .valAttr = "held"});
     world.attr(type, {.name = "held", .type = inner});
     return type;
@@ -225,8 +225,8 @@ TEST_F(ScalarCalls, LongTextsAreReadToTheirEndAndNoFurther) {
   // Around the lengths at which decoding goes on in slices, whole and with an end at each place nearby.
   std::mt19937 random(1);
   std::string text(8300, '\0');
-  std::generate(text.begin(), text.end(),
-                [&] { return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[random() % 64]; });
+  std::ranges::generate(
+      text, [&] { return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[random() % 64]; });
   auto const expectBytes = [&](std::string const& given, std::size_t place) {
     world.forget();
     (void)scalar(s4, given, true);
@@ -499,7 +499,7 @@ TEST_F(ScalarCalls, TracesChangeNothingElse) {
     world.fault("S4.genericIfFromPb", 1, cannotRead("no"));
     EXPECT_THAT(scalar(either, "CAE=", true), StartsWith("v"));
     std::vector<std::string> const kept = asked();
-    std::copy_if(kept.begin(), kept.end(), std::back_inserter(calls[on ? 1 : 0]), [](std::string const& line) {
+    std::ranges::copy_if(kept, std::back_inserter(calls[on ? 1 : 0]), [](std::string const& line) {
       // Values are numbered through the test; names are asked for the traces.
       return line.find(".name") == std::string::npos && line.find("(v") == std::string::npos;
     });
