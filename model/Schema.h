@@ -23,6 +23,17 @@
 // deeper: also an attribute that is added to a type when others use it, and one of a type that another schema uses.
 // Entities do not count: they have no values, and their attributes may lead back to them.
 //
+// A wrapper, union or value type leads to the types of its attributes, to theirs, and so on: to at most 100,000
+// (`mostTypesBelow`), each counted once for each way there. So many are tried at most to read one text, or built for
+// one key of which only a part is given.
+//
+//   accepted   a union of 100,000 alternatives
+//   refused    U17, where U0 has two alternatives of type U8, and each further union two that are the union before
+//
+// Building takes time in proportion to the attributes, where types are complete before others use them. An attribute
+// that a type gets when others use it takes a step for each of those; `TypeBuilder::attrs` takes it once for a list.
+// Not checked: how many types a type of another schema leads to when it has used this one before it grew.
+//
 // Lifetime: handles point into the schema; it outlives every handle, value and decoder that was made from it, and every
 // exception that its types threw and whose text is still asked for. Threads: build on one thread; once built, any
 // number of threads may use the types. Not checked: that building has ended when use begins.
@@ -87,6 +98,9 @@ enum class Mark : std::uint8_t { Value, Enum, S4, GnmiString, Union, ScalarKind 
 /** How deep wrappers, unions and value types nest, each of them one level. */
 inline constexpr std::uint32_t mostLevels = 1000;
 
+/** How many types a type leads to, each counted once for each way there. */
+inline constexpr std::uint32_t mostTypesBelow = 100'000;
+
 /** What cannot be built; `what()` says what is wrong and what would be right. */
 class SchemaError final : public Error {
  public:
@@ -96,8 +110,9 @@ class SchemaError final : public Error {
   ~SchemaError() override;
 
   /**
-   * The index of the refused item in the list that the function was given: of arguments, s4 numbers, enumerators or
-   * alternatives; the first one, where several are wrong. Empty where the error is about no item of a list.
+   * The index of the refused item in the list that the function was given: of attributes, arguments, s4 numbers,
+   * enumerators or alternatives; the first one, where several are wrong. Empty where the error is about no item of a
+   * list.
    */
   std::optional<std::size_t> item() const noexcept { return item_; }
 
@@ -150,6 +165,8 @@ class TypeBuilder {
    * attributes of entity type, and those may lead back to it.
    */
   TypeBuilder& attr(std::string_view name, Zyn::ZynType type);
+  /** The same for each of a list, in its order; adds none when one is refused. */
+  TypeBuilder& attrs(std::span<Attribute const> attributes);
   /**
    * A collection of an entity, keyed by the attribute `by` of its `entries`, which are of an entity or a value type.
    * The key type is that of `by` unless given, and no entity. Without `by`, the collection records no internal key

@@ -205,6 +205,40 @@ class Builder {
   }
 
   /**
+   * Adds them all at once, so that the types that contain the type grow once. Where one is refused, another type stands
+   * in, unless the fault is that of its name. False when so many are refused that none is added.
+   */
+  bool addAttrs(Model::TypeBuilder builder, Node const& content, bool areInPaths) {
+    Placed<Model::Attribute> attrs;
+    for (Node const& attr : content.items) {
+      Zyn::ZynType const type = attrType(attr);
+      attrs.add({std::string(attr.key), type}, attr.keyPlace);
+      if (areInPaths) {
+        checkPathElement(attr.keyPlace, attr.key, type);
+      }
+    }
+    std::size_t refusals = 0;
+    for (std::size_t replaced = attrs.items.size(); refusals < mostRefusals;) {
+      try {
+        builder.attrs(attrs.items);
+        return true;
+      } catch (Model::SchemaError const& e) {
+        std::size_t const refused = *e.item();
+        if (refused == replaced) {
+          attrs.remove(refused);
+          replaced = attrs.items.size();
+        } else {
+          problems_.add(attrs.places[refused], e.what());
+          attrs.items[refused].type = Model::core(Model::Kind::String);
+          replaced = refused;
+          ++refusals;
+        }
+      }
+    }
+    return false;
+  }
+
+  /**
    * Reports a name of an element of key paths that no path can hold. A path is cut at the leftmost "__", again and
    * again: so a name with "__" in it falls apart, and one that ends in '_' loses that byte to the separator behind it,
    * where the names of the parts of its value follow.
@@ -224,14 +258,8 @@ class Builder {
   void fill(Declaration const& declaration) {
     Model::TypeBuilder const builder = module_.extend(declaration.type);
     bool const isValue = declaration.kind == "value";
-    for (Node const& attr : declaration.content->items) {
-      Zyn::ZynType const type = attrType(attr);
-      addAttr(builder, attr, type);
-      if (isValue) {
-        checkPathElement(attr.keyPlace, attr.key, type);
-      }
-    }
-    if (isValue) {
+    bool const isFilled = addAttrs(builder, *declaration.content, isValue);
+    if (isValue && isFilled) {
       fillValue(*declaration.node, builder);
     } else if (declaration.content->items.empty()) {
       problems_.add(declaration.content->place, "a union without alternatives; give it at least one");

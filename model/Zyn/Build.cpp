@@ -32,17 +32,22 @@ template <typename... Args>
   throw SchemaError(fmt::format(format, args...));
 }
 
+/** What `act` refuses carries the index of the item that it is about. */
+template <typename Act>
+void atItem(std::size_t index, Act const& act) {
+  try {
+    act();
+  } catch (SchemaError const& e) {
+    throw SchemaError(e.message().view(), index);
+  }
+}
+
 /** Calls `take` with each item of a list; what it refuses carries the index of the item. */
 template <typename Items, typename Take>
 void forEachItem(Items const& items, Take const& take) {
   std::size_t index = 0;
-  try {
-    for (auto const& item : items) {
-      take(item);
-      ++index;
-    }
-  } catch (SchemaError const& e) {
-    throw SchemaError(e.message().view(), index);
+  for (auto const& item : items) {
+    atItem(index++, [&] { take(item); });
   }
 }
 
@@ -146,46 +151,103 @@ void checkNotReachable(Zyn::ZynType owner, std::string_view name, Zyn::ZynType i
   }
 }
 
-[[noreturn]] void refuseLevels(std::string_view attr, std::string_view owner, std::string_view deepest,
-                               std::uint32_t levels) {
-  refuse("the attribute '{}' of '{}' would make '{}' {} levels deep; types nest at most {} levels", attr, owner,
-         deepest, levels, mostLevels);
+/** How large a type is, with all that it leads to. */
+struct Size {
+  std::uint32_t levels;
+  std::uint64_t typesBelow;
+};
+
+/** Refuses the attribute of `owner` if it makes `type` larger than the bounds allow. */
+void checkSize(std::string_view attr, std::string_view owner, std::string_view type, Size size) {
+  if (size.levels > mostLevels) {
+    refuse("the attribute '{}' of '{}' would make '{}' {} levels deep; types nest at most {} levels", attr, owner, type,
+           size.levels, mostLevels);
+  }
+  if (size.typesBelow > mostTypesBelow) {
+    refuse(
+        "the attribute '{}' of '{}' would make '{}' lead to {} types, each counted once for each way there; a type "
+        "leads to at most {}",
+        attr, owner, type, size.typesBelow, mostTypesBelow);
+  }
+}
+
+/** `first`, and the types of its schema that it is a part of: each before those that it is a part of itself. */
+std::vector<TypeRow*> withUsers(TypeRow& first) {
+  if (first.users.empty()) {
+    return {&first};
+  }
+  struct Step {
+    TypeRow* row;
+    std::size_t nextUser;
+  };
+  std::vector<TypeRow*> rows;
+  std::vector<Step> steps = {{&first, 0}};
+  absl::flat_hash_set<TypeRow const*> seen = {&first};
+  while (!steps.empty()) {
+    auto& [row, nextUser] = steps.back();
+    if (nextUser == row->users.size()) {
+      rows.push_back(row);
+      steps.pop_back();
+    } else if (TypeRow* const user = row->users[nextUser++]; seen.insert(user).second) {
+      steps.push_back({user, 0});
+    }
+  }
+  std::ranges::reverse(rows);
+  return rows;
 }
 
 /**
- * Makes `owner` as deep as an attribute of `inner` makes it, and with it the types that it is a part of. Refuses a
- * circle, and levels beyond the bound: then nothing has changed. A type that is complete before others use it costs one
- * step; otherwise a use costs one step for each level that it gains, and so at most as many as the bound in all.
+ * Makes `owner` as large as new attributes make it, and with it the types that it is a part of. Refuses a circle, and
+ * what passes a bound: then nothing has changed. Takes a step for `owner`, for each of those types, and for each of
+ * their uses.
  */
-void deepen(Zyn::ZynType owner, std::string_view name, Zyn::ZynType inner) {
-  struct Former {
-    TypeRow* row;
-    std::uint32_t levels;
-  };
-  std::vector<Former> deepened;
-  auto const raise = [&](TypeRow& row, std::uint32_t levels) {
-    if (row.levels < levels) {
-      deepened.push_back({&row, std::exchange(row.levels, levels)});
+void grow(Zyn::ZynType owner, std::span<Attribute const> attrs) {
+  std::string_view const ownerName = owner.name();
+  TypeRow& ownerRow = mutableRow(owner);
+  std::vector<TypeRow*> const growing = withUsers(ownerRow);
+  absl::flat_hash_map<TypeRow const*, Size> sizes;
+  for (TypeRow const* const row : growing) {
+    sizes.emplace(row, Size{row->levels, row->typesBelow});
+    mutableModule(owner).growthSteps += 1 + row->users.size();
+  }
+  Size& own = sizes.at(&ownerRow);
+  std::size_t deepest = 0;
+  for (std::size_t i = 0; i < attrs.size(); ++i) {
+    TypeRow const& inner = rowOf(attrs[i].type);
+    if (own.levels < inner.levels + 1) {
+      own.levels = inner.levels + 1;
+      deepest = i;
     }
-  };
-  raise(mutableRow(owner), rowOf(inner).levels + 1);
-  for (std::size_t at = 0; at < deepened.size(); ++at) {
-    TypeRow const& row = *deepened[at].row;
-    // What contains a type is deeper than it is: so a circle is met here, and only here.
-    if (&row != &rowOf(inner) && !row.isUsedElsewhere && row.levels <= mostLevels) {
-      std::ranges::for_each(row.users, [&](TypeRow* user) { raise(*user, row.levels + 1); });
-      continue;
+    own.typesBelow += 1 + inner.typesBelow;
+    atItem(i, [&] {
+      if (sizes.contains(&inner)) {
+        checkNotReachable(owner, attrs[i].name, attrs[i].type);
+      }
+      checkSize(attrs[i].name, ownerName, ownerName, own);
+    });
+  }
+  for (TypeRow const* const row : growing) {
+    Size const size = sizes.at(row);
+    bool const isDeeper = size.levels > row->levels;
+    std::size_t const cause = isDeeper ? deepest : attrs.size() - 1;
+    atItem(cause, [&] {
+      if (isDeeper && row->isUsedElsewhere) {
+        checkNotReachable(owner, attrs[cause].name, attrs[cause].type);
+        refuse("the attribute '{}' of '{}' would make '{}' deeper, which another schema uses; add it before",
+               attrs[cause].name, ownerName, row->name);
+      }
+      checkSize(attrs[cause].name, ownerName, row->name, size);
+    });
+    for (TypeRow const* const user : row->users) {
+      Size& whole = sizes.at(user);
+      whole.levels = std::max(whole.levels, size.levels + 1);
+      whole.typesBelow += size.typesBelow - row->typesBelow;
     }
-    std::uint32_t const levels = row.levels;
-    for (auto const& [changed, former] : deepened | std::views::reverse) {
-      changed->levels = former;
-    }
-    checkNotReachable(owner, name, inner);
-    if (row.isUsedElsewhere) {
-      refuse("the attribute '{}' of '{}' would make '{}' deeper, which another schema uses; add it before", name,
-             owner.name(), row.name);
-    }
-    refuseLevels(name, owner.name(), row.name, levels);
+  }
+  for (TypeRow* const row : growing) {
+    Size const size = sizes.at(row);
+    row->levels = size.levels;
+    row->typesBelow = static_cast<std::uint32_t>(size.typesBelow);
   }
 }
 
@@ -214,7 +276,7 @@ void addUser(TypeRow& inner, TypeRow& user, bool isOneSchema) {
   if (!isOneSchema) {
     // Atomic, as several threads may build schemas that use the types of this one.
     std::atomic_ref(inner.isUsedElsewhere).store(true, std::memory_order_relaxed);
-  } else if (inner.users.empty() || inner.users.back() != &user) {
+  } else {
     inner.users.push_back(&user);
   }
 }
@@ -361,20 +423,37 @@ Zyn::ZynAttr attr(Zyn::ZynType type, std::string_view name) {
 }
 
 TypeBuilder& TypeBuilder::attr(std::string_view name, Zyn::ZynType type) {
+  Attribute const only{std::string(name), type};
+  try {
+    return attrs({&only, 1});
+  } catch (SchemaError const& e) {
+    throw SchemaError(e.message().view());  // about no item of a list
+  }
+}
+
+TypeBuilder& TypeBuilder::attrs(std::span<Attribute const> attributes) {
   Kind const kind = rowOf(type_).kind;
   if (kind != Kind::Union && kind != Kind::Value && kind != Kind::Entity) {
     refuse("'{}' is of kind {}; only a union, a value type or an entity takes attributes", type_.name(),
            kindName(kind));
   }
-  checkNewAttr(type_, name, type);
-  if (kind != Kind::Entity) {
-    if (rowOf(type).kind == Kind::Entity) {
-      refuse("the attribute '{}' of '{}' is of the entity type '{}'; only an entity has such attributes", name,
-             type_.name(), type.name());
+  absl::flat_hash_set<std::string_view, Text::NameHash> names;
+  forEachItem(attributes, [&](Attribute const& attr) {
+    checkNewAttr(type_, attr.name, attr.type);
+    if (!names.insert(attr.name).second) {
+      refuse("'{}' already has an attribute '{}'; choose another name", type_.name(), attr.name);
     }
-    deepen(type_, name, type);
+    if (kind != Kind::Entity && rowOf(attr.type).kind == Kind::Entity) {
+      refuse("the attribute '{}' of '{}' is of the entity type '{}'; only an entity has such attributes", attr.name,
+             type_.name(), attr.type.name());
+    }
+  });
+  if (kind != Kind::Entity && !attributes.empty()) {
+    grow(type_, attributes);
   }
-  addAttr(type_, name, {.type = type});
+  for (Attribute const& attr : attributes) {
+    addAttr(type_, attr.name, {.type = attr.type});
+  }
   return *this;
 }
 
@@ -549,13 +628,12 @@ TypeBuilder Module::wrapper(std::string_view name, Zyn::ZynType inner) {
     refuse("the wrapper '{}::{}' is of the entity type '{}'; wrap a value", this->name(), name, inner.name());
   }
   // What is wrapped exists before its wrapper: it cannot lead back to it, and nothing gets deeper with the wrapper.
-  std::uint32_t const levels = rowOf(inner).levels + 1;
-  if (levels > mostLevels) {
-    std::string const fullName = fmt::format("{}::{}", this->name(), name);
-    refuseLevels("value", fullName, fullName, levels);
-  }
+  Size const size{rowOf(inner).levels + 1, 1 + std::uint64_t{rowOf(inner).typesBelow}};
+  std::string const fullName = fmt::format("{}::{}", this->name(), name);
+  checkSize("value", fullName, fullName, size);
   Zyn::ZynType const type = addType(*this, name, Kind::Wrapper);
-  mutableRow(type).levels = levels;
+  mutableRow(type).levels = size.levels;
+  mutableRow(type).typesBelow = static_cast<std::uint32_t>(size.typesBelow);
   addAttr(type, "value", {.type = inner});
   setArgs(type, std::array{std::uint32_t{0}});
   return TypeBuilder(type).valAttr("value");
@@ -566,16 +644,9 @@ TypeBuilder Module::unionOf(std::string_view name, std::initializer_list<Attribu
   auto& module = static_cast<ModuleTables&>(*this);
   TypeBuilder builder(addType(*this, name, Kind::Union));
   try {
-    forEachItem(alternatives, [&](Attribute const& alternative) { builder.attr(alternative.name, alternative.type); });
+    builder.attrs(std::span(alternatives));
   } catch (...) {
-    // The type is removed, as nobody has a handle of it yet. The rows of its attributes stay: nothing refers to them.
-    TypeRow const& row = module.types.back();
-    for (std::uint32_t const attr : row.attrs) {
-      auto& users = mutableRow(module.attrs[attr].type).users;
-      if (!users.empty() && users.back() == &row) {
-        users.pop_back();
-      }
-    }
+    // Nobody has a handle of it yet.
     module.typesByName.erase(name);
     module.types.pop_back();
     throw;

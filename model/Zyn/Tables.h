@@ -80,6 +80,8 @@ struct TypeRow {
   std::optional<std::uint32_t> valAttr;
   /** How deep values nest: 1 for a wrapper, union or value type, and what the deepest attribute adds; else 0. */
   std::uint32_t levels = 0;
+  /** How many types a wrapper, union or value type leads to, each counted once for each way there; else 0. */
+  std::uint32_t typesBelow = 0;
   /** The constructor arguments: NUL-terminated names, owned by the attributes' rows, and the slots they go to. */
   std::vector<char const*> argNames;
   std::vector<std::uint32_t> argSlots;
@@ -94,7 +96,10 @@ struct TypeRow {
   bool hasS4Numbers = false;
   /** A type of another schema has an attribute of this wrapper, union or value type, which then gets no deeper. */
   bool isUsedElsewhere = false;
-  /** Types of the same schema that have an attribute of this wrapper, union or value type: they get deeper with it. */
+  /**
+   * Types of the same schema that have an attribute of this wrapper, union or value type, once for each attribute: they
+   * grow with it.
+   */
   std::vector<TypeRow*> users;
 };
 
@@ -112,6 +117,9 @@ class ModuleTables final : public Module {
   ByName typesByName;
   /** The identity of the schema that the module belongs to; null for the core types. */
   void const* schema;
+  /** How many types, and uses of them, were looked at because a type grew. For tests: it shows that building is linear.
+   */
+  std::size_t growthSteps = 0;
 };
 
 /** The core types: type `i` is that of the scalar kind `i`. Never destroyed. */

@@ -1,4 +1,5 @@
-// How deep types may nest, and that a thread's stack bears whatever is done with values of the deepest.
+// How deep types may nest and to how many types one may lead, what building costs by that, and that a thread's stack
+// bears whatever is done with values of the deepest.
 #include <absl/strings/escaping.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 #include "Velko/Pb.h"
 #include "model/Schema.h"
 #include "model/Value.h"
+#include "model/Zyn/Tables.h"
 #include "tests/model/Network.h"
 
 namespace ModelTest {
@@ -215,6 +217,121 @@ TEST(NestingGrows, NotByAUnionThatWasRefused) {
   Zyn::ZynType const other = m.value("Other").attr("bottom", bottom);
   EXPECT_EQ(refusalOf([&] { m.extend(bottom).attr("a", m.wrapper("One", core(Kind::U8))); }), "");
   EXPECT_EQ(Model::kindOf(other), Kind::Value);
+}
+
+std::string tooMany(std::string const& attr, std::string const& owner, std::string const& type, int types) {
+  return "the attribute '" + attr + "' of 'M::" + owner + "' would make 'M::" + type + "' lead to " +
+         std::to_string(types) + " types, each counted once for each way there; a type leads to at most 100000";
+}
+
+std::vector<Model::Attribute> flat(std::size_t count) {
+  std::vector<Model::Attribute> attrs;
+  for (std::size_t i = 0; i < count; ++i) {
+    attrs.push_back({"a" + std::to_string(i), core(Kind::U8)});
+  }
+  return attrs;
+}
+
+TEST(TypesBelow, AreCountedOnceForEachWay) {
+  struct Twice {
+    char const* why;
+    Add add;
+    char const* refused;
+    char const* attr;
+    int types;
+  };
+  // Each level is refused where the one before still fits: 2, 6, 14, ... and with wrappers 4, 12, 28, ...
+  for (Twice const &row : {
+           Twice{"unions",
+                 [](Model::Module& m, std::uint32_t level, Zyn::ZynType inner) -> Zyn::ZynType {
+                   return m.unionOf(nameOf(level), {{"a", inner}, {"b", inner}});
+                 },
+                 "T16", "b", 131070},
+           Twice{"value types",
+                 [](Model::Module& m, std::uint32_t level, Zyn::ZynType inner) -> Zyn::ZynType {
+                   return m.value(nameOf(level)).attr("a", inner).attr("b", inner).args({"a", "b"});
+                 },
+                 "T16", "b", 131070},
+           Twice{"unions of wrappers",
+                 [](Model::Module& m, std::uint32_t level, Zyn::ZynType inner) -> Zyn::ZynType {
+                   Zyn::ZynType const left = m.wrapper("L" + nameOf(level), inner);
+                   Zyn::ZynType const right = m.wrapper("R" + nameOf(level), inner);
+                   return m.unionOf(nameOf(level), {{"a", left}, {"b", right}});
+                 },
+                 "T15", "b", 131068},
+           Twice{"unions of patterns",
+                 [](Model::Module& m, std::uint32_t level, Zyn::ZynType inner) -> Zyn::ZynType {
+                   Zyn::ZynType const held = m.value("P" + nameOf(level)).attr("p", inner).gnmi("<{p}>");
+                   return m.unionOf(nameOf(level), {{"a", held}, {"b", held}});
+                 },
+                 "T15", "b", 131068},
+       }) {
+    Model::Schema schema;
+    Model::Module& m = schema.module("M");
+    EXPECT_EQ(refusalOf([&] { chain(m, row.add, 30); }), tooMany(row.attr, row.refused, row.refused, row.types))
+        << row.why;
+  }
+}
+
+TEST(TypesBelow, AreAtMostSoMany) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  std::vector<Model::Attribute> const most = flat(Model::mostTypesBelow);
+  Zyn::ZynType const full = m.value("Full").attrs(most);
+  EXPECT_EQ(refusalOf([&] { m.extend(full).attr("x", core(Kind::U8)); }), tooMany("x", "Full", "Full", 100001));
+  EXPECT_EQ(refusalOf([&] { m.wrapper("W", full); }), tooMany("value", "W", "W", 100001));
+  EXPECT_EQ(refusalOf([&] { m.unionOf("Union", {{"full", full}}); }), tooMany("full", "Union", "Union", 100001));
+  EXPECT_EQ(refusalOf([&] { m.value("Longer").attrs(flat(Model::mostTypesBelow + 1)); }),
+            tooMany("a100000", "Longer", "Longer", 100001));
+  EXPECT_EQ(refusalOf([&] { m.entity("E").attrs(flat(Model::mostTypesBelow + 1)).attr("full", full); }), "");
+}
+
+TEST(TypesBelow, GrowWithATypeThatOthersUse) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const bottom = m.unionOf("Bottom");
+  Zyn::ZynType type = bottom;
+  for (std::uint32_t level = 1; level <= 8; ++level) {
+    Zyn::ZynType const wrapper = m.wrapper("W" + nameOf(level), type);
+    type = m.value(nameOf(level)).attr("one", type).attr("two", type).attr("three", wrapper);
+  }
+  // T8 leads to Bottom on 6,561 ways, and to 13,120 types in all while Bottom is empty.
+  EXPECT_EQ(refusalOf([&] { m.extend(bottom).attrs(flat(13)); }), "");
+  EXPECT_EQ(refusalOf([&] { m.extend(bottom).attr("x", core(Kind::U8)); }), tooMany("x", "Bottom", "T8", 104974));
+  // A refusal leaves every count as it was.
+  EXPECT_EQ(refusalOf([&] { m.extend(type).attrs(flat(100000 - 98413)); }), "");
+  EXPECT_EQ(refusalOf([&] { m.extend(type).attr("x", core(Kind::U8)); }), tooMany("x", "T8", "T8", 100001));
+}
+
+TEST(Growth, TakesAStepForEachTypeThatIsCompleteBeforeOthersUseIt) {
+  for (Shape const& shape : shapes) {
+    for (std::uint32_t const count : {500U, 8000U}) {
+      Model::Schema schema;
+      Model::Module& m = schema.module("M");
+      for (std::uint32_t part = 0; part < count / 500; ++part) {
+        Zyn::ZynType type = core(Kind::U8);
+        for (std::uint32_t level = 1; level <= 500; ++level) {
+          type = shape.add(m, part * 500 + level, type);
+        }
+      }
+      EXPECT_LE(static_cast<Model::ModuleTables&>(m).growthSteps, count) << shape.name;
+    }
+  }
+}
+
+TEST(Growth, TakesAStepForEachUseAndOneForAWholeList) {
+  constexpr std::size_t users = 1000;
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const bottom = m.unionOf("Bottom");
+  for (std::uint32_t i = 0; i < users; ++i) {
+    m.value("V" + nameOf(i)).attr("w", m.wrapper(nameOf(i), bottom));
+  }
+  std::size_t& steps = static_cast<Model::ModuleTables&>(m).growthSteps;
+  steps = 0;
+  m.extend(bottom).attrs(flat(1000));
+  // Bottom, the wrappers and the values, and what uses the first two.
+  EXPECT_EQ(steps, 1 + 2 * users + 2 * users);
 }
 
 }  // namespace

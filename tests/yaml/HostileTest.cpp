@@ -1,7 +1,8 @@
 // Hostile files take work and memory in proportion to their size.
 //
-// Work is counted in allocations and comparisons of bytes, memory in the bytes that are allocated at one time: this
-// program has `operator new` and `memcmp` of its own, which the libraries call as well.
+// Work is counted in allocations, in comparisons of bytes and in what a model counts when types grow; memory in the
+// bytes that are allocated at one time: this program has `operator new` and `memcmp` of its own, which the libraries
+// call as well.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -17,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "model/Zyn/Tables.h"
 #include "tests/support/Collisions.h"
 #include "yaml/Yaml.h"
 
@@ -83,7 +85,11 @@ Work workOf(std::function<Yaml::Loaded()> const& load) {
     Yaml::Loaded const loaded = load();
     work.steps = steps;
     work.bytes = mostHeld - before;
-    if (!loaded) {
+    if (loaded) {
+      for (Model::Module const* const module : loaded->modules()) {
+        work.steps += static_cast<Model::ModuleTables const*>(module)->growthSteps;
+      }
+    } else {
       for (Yaml::Problem const& problem : loaded.error()) {
         work.problems.push_back(problem.text());
       }
@@ -165,11 +171,20 @@ std::vector<Hostile> const hostiles = {
     {"attributes", [](std::size_t n) { return start + " T: {value: {" + lines("a#: U8,", n) + "}}\n"; }},
     {"attributes of an entity", [](std::size_t n) { return start + " T: {entity: {" + lines("a#: U8,", n) + "}}\n"; }},
     {"alternatives", [](std::size_t n) { return start + " T: {union: {" + lines("a#: U8,", n) + "}}\n"; }},
+    {"wrappers of one union with many alternatives",
+     [](std::size_t n) {
+       return start + " T: {union: {" + lines("a#: U8,", n) + "}}\n" + lines(" T#: {wraps: T}\n", n);
+     }},
+    {"unions that lead back to one with many alternatives",
+     [](std::size_t n) {
+       return start + " T: {union: {" + lines("a#: U8,", n) + "z: T0}}\n" + lines(" T#: {union: {a: T@, t: T}}\n", n);
+     }},
+    {"unions that are twice in the next one",
+     [](std::size_t n) { return start + lines(" T@: {union: {a: T#, b: T#}}\n", n) + " T0: {wraps: U8}\n"; }},
     {"enumerators", [](std::size_t n) { return start + " T: {enum: [" + lines("a#,", n) + "]}\n"; }},
     {"arguments",
-     [](std::size_t n) {
-       return start + " T: {value: {" + lines("a#: U8,", n) + "}, args: [" + lines("a#,", n) + "]}\n";
-     }},
+     [](std::size_t
+            n) { return start + " T: {value: {" + lines("a#: U8,", n) + "}, args: [" + lines("a#,", n) + "]}\n"; }},
     {"arguments that are none",
      [](std::size_t n) { return start + " T: {value: {}, args: [" + lines("a#,", n) + "]}"; }},
     {"field numbers",

@@ -457,6 +457,39 @@ TEST(Yaml, RefusesTypesThatContainThemselvesOnceForEachCircle) {
   });
 }
 
+/** Types of which each has two attributes of the one before. */
+std::string doubled(std::string const& kind, int levels) {
+  std::string types = "  T0: {" + kind + ": {a: U8, b: U16}}\n";
+  for (int i = 1; i <= levels; ++i) {
+    std::string const before = std::to_string(i - 1);
+    types += "  T" + std::to_string(i) + ": {" + kind + ": {a: W" + before + ", b: T" + before + "}}\n  W" + before +
+             ": {wraps: T" + before + "}\n";
+  }
+  return types;
+}
+
+TEST(Yaml, RefusesTypesThatLeadToTooManyOthers) {
+  std::string const bound = " types, each counted once for each way there; a type leads to at most 100000";
+  std::string alternatives;
+  for (int i = 0; i < 100001; ++i) {
+    alternatives += "a" + std::to_string(i) + ": U8,\n";
+  }
+  expectTypeProblems({
+      {"unions",
+       doubled("union", 15),
+       {"32:25: the attribute 'b' of 'N::T15' would make 'N::T15' lead to 163837" + bound}},
+      {"value types",
+       doubled("value", 15),
+       {"32:25: the attribute 'b' of 'N::T15' would make 'N::T15' lead to 163837" + bound}},
+      {"a wrapper of the largest",
+       "  W: {wraps: T}\n  T: {union: {\n" + alternatives.substr(0, alternatives.find("a100000:")) + "}}",
+       {"100004:1: the attribute 'a99999' of 'N::T' would make 'N::W' lead to 100001" + bound}},
+      {"one alternative too many",
+       "  T: {union: {\n" + alternatives + "}}",
+       {"100004:1: the attribute 'a100000' of 'N::T' would make 'N::T' lead to 100001" + bound}},
+  });
+}
+
 TEST(Yaml, RefusesWrongArguments) {
   std::string const value = "  T:\n    value: {a: U8, b: U8}\n    ";
   expectTypeProblems({
