@@ -184,11 +184,13 @@ Files::Files(std::span<std::string const> folders) {
       }
       File file{.name = path.stem().string(), .revision = {}, .path = path.string()};
       file.name.resize(std::min(file.name.find('@'), file.name.size()));
-      if (auto const text = contentOf(file)) {
+      auto const text = contentOf(file);
+      file.isReadable = text.has_value();
+      if (text) {
         path.extension() == ".yin" ? readYin(*text, file) : readYang(*text, file);
-        file.order = files_.size();
-        files_.push_back(std::move(file));
       }
+      file.order = files_.size();
+      files_.push_back(std::move(file));
     }
   }
   std::ranges::sort(files_, [](File const& a, File const& b) {
@@ -223,7 +225,7 @@ std::vector<std::string> Files::modules() const {
 std::optional<std::string> contentOf(File const& file) {
   std::ifstream in(file.path, std::ios::binary | std::ios::ate);
   std::streamoff const size = in.tellg();
-  if (size < 0) {
+  if (size < 0 || size > maxFileSize) {
     return std::nullopt;
   }
   std::string text(static_cast<std::size_t>(size), '\0');

@@ -2,7 +2,7 @@
 //
 // Every `.yang` and `.yin` file of the folders and those below them counts, hidden ones excepted; symbolic links to
 // folders are not followed. Name and revision are those that the file states: the newest of its `revision` statements.
-// A file that states no name goes by its own, so that loading it says what is wrong.
+// A file that states no name, or cannot be read, goes by its own, so that loading it says what is wrong.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +20,7 @@ struct File {
   std::string revision;
   std::string path;
   bool isSubmodule = false;
+  bool isReadable = true;
   /** Its position among all files, folder by folder. */
   std::size_t order = 0;
 };
@@ -47,7 +48,7 @@ class Statements {
 class Files {
  public:
   Files() = default;
-  /** Throws nothing but `std::bad_alloc`: what cannot be read is left out. */
+  /** Throws nothing but `std::bad_alloc`: folders that cannot be read are left out. */
   explicit Files(std::span<std::string const> folders);
 
   /**
@@ -66,7 +67,10 @@ class Files {
   std::vector<File> files_;
 };
 
-/** Nothing where it cannot be read. */
+/** More bytes than any module has; what such a file would cost is not tried. */
+inline constexpr std::ptrdiff_t maxFileSize = 256 << 20;
+
+/** Nothing where it cannot be read, or is too large. */
 std::optional<std::string> contentOf(File const& file);
 
 /**

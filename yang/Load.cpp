@@ -25,6 +25,7 @@
 #include "text/Messages.h"
 #include "text/Nearest.h"
 #include "yang/Files.h"
+#include "yang/Size.h"
 
 namespace Yang {
 namespace {
@@ -201,7 +202,10 @@ std::vector<Message> takeErrors(ly_ctx* context) {
   return errors;
 }
 
-/** The modules that a schema path names, the last one first; without what is between braces and their quotes. */
+/**
+ * The modules that a schema path names, or their prefixes, the last one first; without what is between braces and their
+ * quotes.
+ */
 std::vector<std::string> modulesIn(std::string_view path) {
   std::vector<std::string> names;
   std::size_t start = 0;
@@ -231,20 +235,37 @@ std::string withoutPrefixes(std::string_view path) {
   return plain;
 }
 
+/** By names: where modules do not compile, libyang drops them. */
 struct Deviation {
   std::string target;
   std::string module;
+  /** Of the nodes on the way to the target. */
+  std::vector<std::string> targetModules;
 };
+
+void addDeviations(lys_module const& module, lysp_deviation const* own, lysp_import const* imports,
+                   std::vector<Deviation>& deviations) {
+  for (lysp_deviation const& deviation : elements(own)) {
+    std::vector<std::string> targets = modulesIn(deviation.nodeid);
+    for (std::string& prefix : targets) {
+      auto const all = elements(imports);
+      auto const import = std::ranges::find(all, prefix, [](lysp_import const& one) { return one.prefix; });
+      prefix = import == all.end() ? module.name : import->module->name;
+    }
+    deviations.push_back({withoutPrefixes(deviation.nodeid), module.name, std::move(targets)});
+  }
+}
 
 std::vector<Deviation> deviationsIn(ly_ctx const* context) {
   std::vector<Deviation> deviations;
   std::uint32_t at = 0;
   while (lys_module const* const module = ly_ctx_get_module_iter(context, &at)) {
-    if (module->implemented != 0 && module->parsed != nullptr) {
-      LY_ARRAY_COUNT_TYPE i = 0;
-      LY_ARRAY_FOR(module->parsed->deviations, i) {
-        deviations.push_back({withoutPrefixes(module->parsed->deviations[i].nodeid), module->name});
-      }
+    if (module->implemented == 0 || module->parsed == nullptr) {
+      continue;
+    }
+    addDeviations(*module, module->parsed->deviations, module->parsed->imports, deviations);
+    for (lysp_include const& include : elements(module->parsed->includes)) {
+      addDeviations(*module, include.submodule->deviations, include.submodule->imports, deviations);
     }
   }
   return deviations;
@@ -299,11 +320,33 @@ std::string missing(Request const& request, Library const& library) {
                                          Text::inQuotes(request.name), Text::listNames(revisions));
 }
 
+std::string unreadable(File const& file) {
+  return fmt::format("{}: the file cannot be read, or is larger than {} MiB", file.path, maxFileSize >> 20);
+}
+
+/** Why a module or submodule that is imported or included is not found. */
+std::string notFound(std::string const& name, bool isSubmodule, Library const& library) {
+  // What a file holds that cannot be read is not known.
+  if (File const* const file = library.files.find(name, "", false); file != nullptr && !file->isReadable) {
+    return unreadable(*file);
+  }
+  auto const revisions = revisionsOf(library.files.all(name, isSubmodule));
+  return revisions.empty()
+             ? fmt::format("no folder has the module {}; add the folder that it is in{}", Text::inQuotes(name),
+                           Text::didYouMean(name, library.files.modules()))
+             : fmt::format(
+                   "no folder has the module {} in the revision that is imported; add the folder that it is in{}",
+                   Text::inQuotes(name), Text::listNames(revisions));
+}
+
 /** What to say of a module that cannot be read. */
 std::string readingProblem(std::vector<Message> const& errors, Request const& request, Library const& library) {
   File const* const file = library.find(request.name, request.revision, false);
   if (file == nullptr) {
     return missing(request, library);
+  }
+  if (!file->isReadable) {
+    return unreadable(*file);
   }
   if (errors.empty()) {
     return file->path + ": libyang refuses it, and does not say why";
@@ -319,14 +362,7 @@ std::string readingProblem(std::vector<Message> const& errors, Request const& re
   }
   std::string text = first.text;
   if (startsWithOneOf(first.text, {"Including ", "Loading "})) {
-    std::string const name = quotedName(first.text);
-    auto const others = library.files.all(name, first.text.starts_with("Including "));
-    text = others.empty() ? fmt::format("no folder has the module {}; add the folder that it is in{}",
-                                        Text::inQuotes(name), Text::didYouMean(name, library.files.modules()))
-                          : fmt::format(
-                                "no folder has the module {} in the revision that is imported; add the folder "
-                                "that it is in{}",
-                                Text::inQuotes(name), Text::listNames(revisionsOf(others)));
+    text = notFound(quotedName(first.text), first.text.starts_with("Including "), library);
   }
   text = fmt::format("{}{}{}: {}{}", library.pathOf(culprit), first.line.empty() ? "" : ":", first.line, text,
                      first.path.empty() ? "" : fmt::format(" ({})", first.path));
@@ -368,6 +404,13 @@ Attempt attempt(std::span<Request const> requests, bool compiles, Library& libra
     return result;
   }
   ly_err_clean(raw, nullptr);
+  if (auto [module, problem] = tooLarge(raw); !problem.empty()) {
+    clearLogLocation(raw);
+    result.context = nullptr;
+    result.suspects = {std::move(module)};
+    result.problem = std::move(problem);
+    return result;
+  }
   auto const deviations = deviationsIn(raw);
   if (ly_ctx_compile(raw) == LY_SUCCESS) {
     ly_err_clean(raw, nullptr);
@@ -525,6 +568,21 @@ Context loadWhatLoads(std::vector<Request>& requests, Library& library, Problems
   }
 }
 
+/**
+ * Adds the modules of nodes that have a node of a wanted module below them: what augments another one's augment
+ * augments both. Whether any of the nodes is of a wanted module.
+ */
+bool wantAbove(lysc_node const* first, absl::flat_hash_set<lys_module const*>& wanted) {
+  bool isWanted = false;
+  for (lysc_node const* node = first; node != nullptr; node = node->next) {
+    if (wantAbove(lysc_node_child(node), wanted)) {
+      wanted.insert(node->module);
+    }
+    isWanted = isWanted || wanted.contains(node->module);
+  }
+  return isWanted;
+}
+
 /** What was asked for, and what that augments or deviates. */
 std::vector<lys_module const*> inTree(ly_ctx const* context, std::span<Request const> requests) {
   absl::flat_hash_set<lys_module const*> wanted;
@@ -534,22 +592,26 @@ std::vector<lys_module const*> inTree(ly_ctx const* context, std::span<Request c
   std::vector<lys_module const*> all;
   std::uint32_t at = 0;
   while (lys_module const* const module = ly_ctx_get_module_iter(context, &at)) {
-    if (module->implemented != 0) {
+    // Where all imports are implemented, libyang leaves some of their own imports uncompiled.
+    if (module->implemented != 0 && module->compiled != nullptr) {
       all.push_back(module);
     }
   }
-  auto const isWanted = [&](lys_module const* module) { return wanted.contains(module); };
-  for (bool isComplete = false; !isComplete;) {
-    isComplete = true;
+  auto const deviations = deviationsIn(context);
+  for (std::size_t before = 0; before != wanted.size();) {
+    before = wanted.size();
     for (lys_module const* const module : all) {
-      bool const changes = std::ranges::any_of(elements(module->augmented_by), isWanted) ||
-                           std::ranges::any_of(elements(module->deviated_by), isWanted);
-      if (changes && wanted.insert(module).second) {
-        isComplete = false;
+      wantAbove(module->compiled->data, wanted);
+    }
+    for (Deviation const& deviation : deviations) {
+      if (wanted.contains(ly_ctx_get_module_implemented(context, deviation.module.c_str()))) {
+        for (std::string const& module : deviation.targetModules) {
+          wanted.insert(ly_ctx_get_module_implemented(context, module.c_str()));
+        }
       }
     }
   }
-  std::erase_if(all, [&](lys_module const* module) { return !isWanted(module); });
+  std::erase_if(all, [&](lys_module const* module) { return !wanted.contains(module); });
   // Names and numbers of types are then the same in whatever order the modules were loaded.
   std::ranges::sort(all, {}, [](lys_module const* module) { return std::string_view(module->name); });
   return all;

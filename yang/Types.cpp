@@ -152,14 +152,15 @@ void addOwners(lysc_node const* first, std::map<lysc_type const*, lysc_node cons
   }
 }
 
-/** `name`, or the first of "name-2", "name-3", ... that is not taken. */
+/** `name`, or the first of "name-2", "name-3", ... that is not taken. `tried` is how many are known to be. */
 template <typename IsTaken>
-std::string unique(std::string const& name, IsTaken isTaken) {
-  std::string candidate = name;
-  for (unsigned i = 2; isTaken(candidate); ++i) {
-    candidate = fmt::format("{}-{}", name, i);
+std::string unique(std::string const& name, IsTaken isTaken, unsigned& tried) {
+  while (true) {
+    std::string candidate = ++tried == 1 ? name : fmt::format("{}-{}", name, tried);
+    if (!isTaken(candidate)) {
+      return candidate;
+    }
   }
-  return candidate;
 }
 
 }  // namespace
@@ -211,7 +212,8 @@ Zyn::ZynType Types::of(lysc_type const& reference, lysc_node const& node, std::s
   }
   auto const isTaken = [&](std::string const& candidate) { return !module_.find(candidate).empty(); };
   // A typedef that depends on its leaf is one type for each module: the further ones go by their leaf.
-  return made_[key] = make(type, node, isTaken(name) ? unique(path, isTaken) : name, isLast);
+  unsigned tried = 0;
+  return made_[key] = make(type, node, isTaken(name) ? unique(path, isTaken, tried) : name, isLast);
 }
 
 Zyn::ZynType Types::make(lysc_type const& type, lysc_node const& node, std::string const& name, bool isLast) {
@@ -242,13 +244,15 @@ Zyn::ZynType Types::makeUnion(lysc_type const& type, lysc_node const& node, std:
   Model::TypeBuilder made = module_.unionOf(name).mark(Model::Mark::GnmiString);
   Zyn::ZynType const built = made;
   auto const alternatives = elements(as<lysc_type_union>(type).types);
+  std::map<std::string, unsigned> tried;
   for (lysc_type const* const reference : alternatives) {
     lysc_type const& alternative = target(*reference);
     auto const definition = typedefs_.find(&alternative);
     std::string const wanted = definition == typedefs_.end()
                                    ? std::string(baseOf(alternative).name)
                                    : definition->second.substr(definition->second.find(':') + 1);
-    std::string const attr = unique(wanted, [&](std::string const& taken) { return !built.attr(taken).empty(); });
+    std::string const attr =
+        unique(wanted, [&](std::string const& taken) { return !built.attr(taken).empty(); }, tried[wanted]);
     bool const isLastToo = isLast && reference == alternatives.back();
     made.attr(attr, of(alternative, node, fmt::format("{}/{}", name, attr), isLastToo));
   }

@@ -72,7 +72,10 @@ struct lysc_node;
 namespace Yang {
 
 struct Options {
-  /** Every feature is on, those of imported modules included. Otherwise none is but those named here. */
+  /**
+   * Every feature is on, also of modules that only something refers to; not of those that nothing but types are used
+   * from, unless `implementImports` is set. Otherwise none is but those named here.
+   */
   bool allFeatures = false;
   /** By module: one of those that are loaded by name. */
   std::map<std::string, std::vector<std::string>, std::less<>> features = {};

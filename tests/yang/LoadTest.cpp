@@ -2,6 +2,7 @@
 // long libyang's contexts live.
 #include <dlfcn.h>
 #include <libyang/libyang.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <random>
@@ -284,6 +285,67 @@ TEST(LoadImport, GivesTheElementsOfWhatIsAugmentedOrDeviated) {
   EXPECT_THAT(attrNames(attrAt(result->root, {"there"}).attrType()), ElementsAre("l"));
 }
 
+TEST(LoadImport, MayBeNeededByADefaultAlone) {
+  Folder const folder;
+  folder.add("other", " identity kind;\n identity red { base kind; }\n container top;");
+  folder.add("asked", import("other") + " leaf kind { type identityref { base other:kind; } default other:red; }");
+  auto const result = load(folder, {"asked"});
+  ASSERT_TRUE(result) << testing::PrintToString(result.error());
+  EXPECT_THAT(attrNames(result->root), ElementsAre("kind"));
+  EXPECT_TRUE(read(attrAt(result->root, {"kind"}).attrType(), "other:red"));
+}
+
+TEST(LoadImport, GivesWhatStandsBetweenANodeAndItsAugment) {
+  Folder const folder;
+  folder.add("base", " container top { leaf l { type string; } }");
+  folder.add("middle", import("base") + " augment /base:top { container more { leaf x { type string; } } }");
+  folder.add("asked", import("base") + import("middle") + " augment /base:top/middle:more { leaf y { type string; } }");
+  auto const result = load(folder, {"asked"});
+  ASSERT_TRUE(result) << testing::PrintToString(result.error());
+  EXPECT_THAT(attrNames(attrAt(result->root, {"top"}).attrType()), ElementsAre("l", "more"));
+  EXPECT_THAT(attrNames(attrAt(result->root, {"top", "more"}).attrType()), ElementsAre("x", "y"));
+}
+
+TEST(LoadImport, GivesWhatIsDeviatedInAnAugment) {
+  Folder const folder;
+  folder.add("base", " container top { leaf l { type string; } }");
+  folder.add(
+      "middle",
+      import("base") + " augment /base:top { container more { leaf x { type string; } leaf gone { type string; } } }");
+  folder.add("asked", import("base") + import("middle") +
+                          " deviation /base:top/middle:more/middle:gone { deviate not-supported; }");
+  auto const result = load(folder, {"asked"});
+  ASSERT_TRUE(result) << testing::PrintToString(result.error());
+  EXPECT_THAT(attrNames(attrAt(result->root, {"top", "more"}).attrType()), ElementsAre("x"));
+}
+
+TEST(LoadImport, GivesTheElementsOfWhatIsAugmentedByThose) {
+  Folder const folder;
+  folder.add("further", " container there { leaf l { type string; } }");
+  folder.add("base", import("further") +
+                         " container here { leaf l { type string; } }\n"
+                         " augment /further:there { leaf more { type string; } }");
+  folder.add("asked", import("base") + " augment /base:here { leaf more { type string; } }");
+  auto const result = load(folder, {"asked"});
+  ASSERT_TRUE(result) << testing::PrintToString(result.error());
+  EXPECT_THAT(attrNames(result->root), UnorderedElementsAre("here", "there"));
+  EXPECT_THAT(attrNames(attrAt(result->root, {"there"}).attrType()), ElementsAre("l", "more"));
+}
+
+TEST(LoadImport, HasAllItsFeaturesWhereItIsImplemented) {
+  Folder const folder;
+  folder.add("types",
+             " feature rare;\n typedef speed { type enumeration { enum usual; enum seldom { if-feature rare; } } }");
+  folder.add("user", import("types") + " list user { key id; leaf id { type types:speed; } }");
+  for (bool const implementImports : {false, true}) {
+    auto const result = load(folder, {"user"}, {.allFeatures = true, .implementImports = implementImports});
+    ASSERT_TRUE(result) << testing::PrintToString(result.error());
+    Zyn::ZynType const type = attrAt(result->root, {"user"}).keyType();
+    EXPECT_TRUE(read(type, "usual"));
+    EXPECT_EQ(read(type, "seldom") != nullptr, implementImports) << "types of modules that are not implemented";
+  }
+}
+
 TEST(LoadImport, GivesIdentitiesWhereItIsAskedFor) {
   Folder const folder;
   folder.add("base", " identity protocol;\n identity STATIC { base protocol; }");
@@ -380,6 +442,28 @@ TEST(LoadRevision, IsTheSameForImports) {
   }
 }
 
+TEST(LoadRevision, OfASubmoduleIsTheNewest) {
+  Folder const first;
+  Folder const second;
+  auto const submodule = [](std::string const& date, std::string const& leaf) {
+    return "submodule part { yang-version 1.1; belongs-to whole { prefix w; } revision " + date + "; leaf " + leaf +
+           " { type string; } }";
+  };
+  first.write("part.yang", submodule("2020-01-01", "old"));
+  second.write("part.yang", submodule("2021-01-01", "new"));
+  first.add("whole", " include part;");
+  auto const result = Yang::load(std::vector{first.path(), second.path()}, std::vector<std::string>{});
+  ASSERT_TRUE(result) << testing::PrintToString(result.error());
+  EXPECT_THAT(attrNames(result->root), ElementsAre("new"));
+  EXPECT_THAT(result->choices, ElementsAre("part: 2021-01-01 of '" + second.file("part.yang") +
+                                           "', not 2020-01-01 of '" + first.file("part.yang") + "'"));
+  first.add("whole", " include part { revision-date 2020-01-01; }");
+  auto const named = Yang::load(std::vector{first.path(), second.path()}, std::vector<std::string>{});
+  ASSERT_TRUE(named) << testing::PrintToString(named.error());
+  EXPECT_THAT(attrNames(named->root), ElementsAre("old"));
+  EXPECT_THAT(named->choices, IsEmpty());
+}
+
 TEST(LoadRevision, OfAnImportIsTheOneThatItNames) {
   Folder const folder;
   folder.add("user",
@@ -435,6 +519,79 @@ TEST(LoadFiles, GoByTheNamesThatTheyState) {
   EXPECT_THAT(attrNames(rest.root), UnorderedElementsAre("named", "yin"));
   EXPECT_THAT(rest.warnings, ElementsAre(StartsWith(folder.file("garbage.yang") + ":1: ")));
   EXPECT_TRUE(load(folder, {"in-yin@2020-02-02"}));
+}
+
+TEST(LoadFiles, AreNotReadWhereTheyAreHuge) {
+  Folder const folder;
+  folder.write("huge.yang", "");
+  std::filesystem::resize_file(folder.file("huge.yang"), std::uintmax_t{1} << 40);
+  folder.add("user", import("huge"));
+  folder.add("whole", " include huge;");
+  folder.add("good", list("list-of-good"));
+  Yang::Loaded const rest = loadRest(folder, {"good"});
+  std::string const huge = folder.file("huge.yang") + ": the file cannot be read, or is larger than 256 MiB";
+  EXPECT_THAT(rest.warnings,
+              ElementsAre(huge, folder.file("user.yang") + ": " + huge, folder.file("whole.yang") + ": " + huge));
+}
+
+TEST(LoadFiles, MayBeAnythingThatAFolderHolds) {
+  Folder const folder;
+  folder.add("good", list("list-of-good"));
+  ASSERT_EQ(::mkfifo(folder.file("fifo.yang").c_str(), 0600), 0);
+  std::filesystem::create_directory(folder.file("folder.yang"));
+  for (auto const& [target, link] : {std::pair("nowhere", "dangling.yang"),
+                                     {"loop.yang", "loop.yang"},
+                                     {"/dev/zero", "device.yang"},
+                                     {"/proc/self/mem", "memory.yang"},
+                                     {"..", "up"}}) {
+    std::filesystem::create_symlink(target, folder.file(link));
+  }
+  folder.write("empty.yang", "");
+  folder.write("empty.yin", "");
+  folder.write("\xff\xfe.yang", "module latin { namespace urn:latin; prefix l; leaf latin { type string; } }");
+  Yang::Loaded const rest = loadRest(folder, {"good"});
+  EXPECT_THAT(attrNames(rest.root), UnorderedElementsAre("list-of-good", "latin"));
+  EXPECT_THAT(rest.warnings, UnorderedElementsAre(
+                                 folder.file("empty.yang") + ":1: Unexpected end-of-input.",
+                                 folder.file("memory.yang") + ": the file cannot be read, or is larger than 256 MiB"));
+}
+
+TEST(LoadFiles, MayStateAnyRevision) {
+  Folder const folder;
+  folder.add("month", revision("2024-13-45", "month"), "month@2024-13-45.yang");
+  folder.add("word", revision("x", "word"), "word@x.yang");
+  folder.add("none", " leaf none { type string; }", "none@2024-13-45.yang");
+  folder.add("at", revision("2024-01-01", "at"), "@.yang");
+  folder.add("many", revision("2020-01-01", "many"), "many@2021-01-01@2022-01-01.yang");
+  Yang::Loaded const rest = loadRest(folder, {});
+  EXPECT_THAT(attrNames(rest.root), UnorderedElementsAre("none", "at", "many"));
+  EXPECT_THAT(rest.warnings,
+              ElementsAre(folder.file("month@2024-13-45.yang") + ":3: Invalid value \"2024-13-45\" of \"revision\".",
+                          folder.file("word@x.yang") + ":3: Invalid length 1 of a date."));
+}
+
+TEST(LoadFiles, MayLeadInCircles) {
+  Folder const folder;
+  folder.add("self", import("self"));
+  folder.add("a", import("b"));
+  folder.add("b", import("c"));
+  folder.add("c", import("a"));
+  folder.add("whole", " include part;");
+  auto const submodule = [&](std::string const& name, std::string const& body) {
+    folder.write(name + ".yang",
+                 "submodule " + name + " { yang-version 1; belongs-to whole { prefix w; } " + body + " }");
+  };
+  submodule("part", "include other;");
+  submodule("other", "include part;");
+  folder.add("own", " include own;");
+  folder.add("grouping", " grouping g { uses h; } grouping h { uses g; } uses g;");
+  folder.add("type", " typedef t { type u; } typedef u { type t; } leaf l { type t; }");
+  folder.add("identity", " identity i { base j; } identity j { base i; }");
+  folder.add("leafref", " leaf l { type leafref { path /m; } } leaf m { type leafref { path /l; } }");
+  folder.add("good", list("list-of-good"));
+  Yang::Loaded const rest = loadRest(folder, {"good"});
+  EXPECT_EQ(rest.warnings.size(), 10U) << testing::PrintToString(rest.warnings);
+  EXPECT_THAT(attrNames(rest.root), ElementsAre("list-of-good"));
 }
 
 TEST(LoadFiles, MayHoldAnything) {
