@@ -23,6 +23,8 @@ struct Refused final : std::exception {
   std::string text;
 };
 
+[[noreturn]] inline void refuse(grpc::StatusCode code, std::string text) { throw Refused(code, std::move(text)); }
+
 /** What the library answers; an error is thrown, with the code of the call. */
 template <typename T>
 T orRefuse(std::expected<T, Gnmi::Error> answer, Gnmi::Call call) {

@@ -1,9 +1,13 @@
 #include "Tree.h"
 
 #include <algorithm>
+#include <ranges>
 #include <utility>
 
 namespace Target {
+
+using Drovan::ZynKeyDecoder;
+
 namespace {
 
 constexpr std::size_t branchBits = 4;
@@ -160,107 +164,94 @@ void Place::enter(DataNode const& node, Velko::Ptr<Zyn::GenericIf> key) {
   resolved_.nodes.push_back(node.attr);
   resolved_.node = {node.attr, node.type(), node.kind};
   if (key) {
-    resolved_.selections.push_back(
-        {resolved_.nodes.size() - 1, node.attr, Drovan::ZynKeyDecoder::Single{std::move(key)}});
+    resolved_.selections.push_back({resolved_.nodes.size() - 1, node.attr, ZynKeyDecoder::Single{std::move(key)}});
   }
 }
 
-void Place::leave() {
-  resolved_.nodes.pop_back();
-  if (!resolved_.selections.empty() && resolved_.selections.back().node == resolved_.nodes.size()) {
+void Place::leave(std::size_t size) {
+  resolved_.nodes.resize(size);
+  while (!resolved_.selections.empty() && resolved_.selections.back().node >= size) {
     resolved_.selections.pop_back();
   }
 }
 
+Walk::Walk(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, bool isForLeaves)
+    : schema_(schema), wanted_(wanted), isForLeaves_(isForLeaves), steps_{{0, &schema.root(), &root, nullptr}} {}
+
+/** Which entries of the next list on the way are wanted; null where all are. */
+Gnmi::Selection const* Walk::selection() const {
+  std::size_t const passed = place().selections.size();
+  return passed < wanted_.selections.size() ? &wanted_.selections[passed].selection : nullptr;
+}
+
+void Walk::addChild(DataNode const& child, Entry const& entry, std::size_t depth) {
+  if (child.isLeaf()) {
+    if (!entry.values(child).empty()) {
+      steps_.push_back({depth, &child, &entry, nullptr});
+    }
+  } else if (child.kind == Gnmi::NodeKind::Container) {
+    if (Entry const* const below = entry.container(child)) {
+      steps_.push_back({depth, &child, below, nullptr});
+    }
+  } else if (!child.keys.empty()) {
+    auto const* const wanted = selection();
+    if (auto const* const exact = wanted == nullptr ? nullptr : std::get_if<ZynKeyDecoder::Single>(wanted)) {
+      if (Entry const* const below = entry.list(child).find(*exact->value)) {
+        steps_.push_back({depth, &child, below, nullptr});
+      }
+    } else if (Entries::Part const* const whole = entry.list(child).whole()) {
+      steps_.push_back({depth, &child, nullptr, whole});
+    }
+  }
+}
+
+bool Walk::next() {
+  while (!steps_.empty()) {
+    Step const step = steps_.back();
+    steps_.pop_back();
+    place_.leave(step.depth);
+    if (step.part != nullptr) {
+      for (auto const& branch : step.part->branches) {
+        if (branch != nullptr) {
+          steps_.push_back({step.depth, step.node, nullptr, branch.get()});
+        }
+      }
+      auto const* const wanted = selection();
+      auto const* const filter = wanted == nullptr ? nullptr : &std::get<ZynKeyDecoder::Multiple>(*wanted).values;
+      for (auto const& entry : step.part->entries) {
+        if (filter == nullptr || Model::matches(*filter, *entry->key)) {
+          steps_.push_back({step.depth, step.node, entry.get(), nullptr});
+        }
+      }
+      continue;
+    }
+    std::size_t depth = step.depth;
+    if (step.node != &schema_.root()) {
+      place_.enter(*step.node, step.node->isLeaf() ? nullptr : step.entry->key);
+      ++depth;
+    }
+    if (depth < wanted_.nodes.size()) {
+      addChild(schema_.node(wanted_.nodes[depth]), *step.entry, depth);
+    } else if (!isForLeaves_ || step.node->isLeaf()) {
+      at_ = step;
+      return true;
+    } else {
+      for (DataNode const* const child : step.node->children | std::views::reverse) {
+        addChild(*child, *step.entry, depth);
+      }
+    }
+  }
+  return false;
+}
+
 namespace {
 
-/** The walk of `findNodes`: `depth` nodes and `keys` selections of `wanted` lie behind. */
-struct Search {
-  Schema const& schema;
-  Gnmi::Resolved const& wanted;
-  VisitNode const& visit;
-  Place place = {};
-
-  void go(DataNode const& node, Entry const& entry, std::size_t depth, std::size_t keys) {
-    if (depth == wanted.nodes.size()) {
-      visit(place, node, entry);
-      return;
-    }
-    DataNode const& next = schema.node(wanted.nodes[depth]);
-    if (next.isLeaf()) {
-      if (!entry.values(next).empty()) {
-        place.enter(next);
-        visit(place, next, entry);
-        place.leave();
-      }
-    } else if (next.kind == Gnmi::NodeKind::Container) {
-      if (Entry const* const below = entry.container(next)) {
-        place.enter(next);
-        go(next, *below, depth + 1, keys);
-        place.leave();
-      }
-    } else if (!next.keys.empty()) {
-      auto const take = [&](Entry const& below) {
-        place.enter(next, below.key);
-        go(next, below, depth + 1, keys + 1);
-        place.leave();
-      };
-      Gnmi::Selection const& selection = wanted.selections[keys].selection;
-      if (auto const* const exact = std::get_if<Drovan::ZynKeyDecoder::Single>(&selection)) {
-        if (Entry const* const below = entry.list(next).find(*exact->value)) {
-          take(*below);
-        }
-      } else {
-        auto const& filter = std::get<Drovan::ZynKeyDecoder::Multiple>(selection).values;
-        entry.list(next).visit([&](Entry const& below) {
-          if (Model::matches(filter, *below.key)) {
-            take(below);
-          }
-        });
-      }
-    }
-  }
-};
-
-}  // namespace
-
-void findNodes(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, VisitNode const& visit) {
-  Search{schema, wanted, visit}.go(schema.root(), root, 0, 0);
-}
-
-void findLeaves(Place& place, DataNode const& node, Entry const& entry, VisitNode const& visit) {
-  if (node.isLeaf()) {
-    visit(place, node, entry);
-    return;
-  }
-  for (DataNode const* const child : node.children) {
-    if (child->isLeaf()) {
-      if (!entry.values(*child).empty()) {
-        place.enter(*child);
-        visit(place, *child, entry);
-        place.leave();
-      }
-    } else if (child->kind == Gnmi::NodeKind::Container) {
-      if (Entry const* const below = entry.container(*child)) {
-        place.enter(*child);
-        findLeaves(place, *child, *below, visit);
-        place.leave();
-      }
-    } else {
-      entry.list(*child).visit([&](Entry const& below) {
-        place.enter(*child, below.key);
-        findLeaves(place, *child, below, visit);
-        place.leave();
-      });
-    }
-  }
-}
-
-void compareTrees(Place& place, DataNode const& node, Entry const* before, Entry const* after,
-                  VisitChange const& visit) {
+void compareEntries(Place& place, DataNode const& node, Entry const* before, Entry const* after,
+                    VisitChange const& visit) {
   if (before == after) {
     return;
   }
+  std::size_t const depth = place.resolved().nodes.size();
   for (DataNode const* const child : node.children) {
     if (child->isLeaf()) {
       auto const valuesOf = [&](Entry const* entry) {
@@ -268,30 +259,38 @@ void compareTrees(Place& place, DataNode const& node, Entry const* before, Entry
       };
       if (auto const values = valuesOf(after); !sameValues(valuesOf(before), values)) {
         place.enter(*child);
-        visit(place, child, values);
-        place.leave();
+        visit(place.resolved(), child, values);
       }
     } else if (child->kind == Gnmi::NodeKind::Container) {
       place.enter(*child);
-      compareTrees(place, *child, before == nullptr ? nullptr : before->container(*child),
-                   after == nullptr ? nullptr : after->container(*child), visit);
-      place.leave();
+      compareEntries(place, *child, before == nullptr ? nullptr : before->container(*child),
+                     after == nullptr ? nullptr : after->container(*child), visit);
     } else {
-      auto const& former = before == nullptr ? noEntries : before->list(*child);
-      Entries::compare(former, after == nullptr ? noEntries : after->list(*child),
-                       [&](Entry const* was, Entry const* is) {
+      Entries::compare(before == nullptr ? noEntries : before->list(*child),
+                       after == nullptr ? noEntries : after->list(*child), [&](Entry const* was, Entry const* is) {
                          place.enter(*child, (is != nullptr ? is : was)->key);
                          if (is == nullptr) {
-                           visit(place, nullptr, {});
+                           visit(place.resolved(), nullptr, {});
                          } else {
-                           compareTrees(place, *child, was, is, visit);
+                           compareEntries(place, *child, was, is, visit);
                          }
-                         place.leave();
+                         place.leave(depth);
                        });
     }
+    place.leave(depth);
   }
 }
 
+}  // namespace
+
+void compareTrees(Schema const& schema, Entry const& before, Entry const& after, VisitChange const& visit) {
+  Place place;
+  compareEntries(place, schema.root(), &before, &after, visit);
+}
+
+namespace {
+
+/** The entry of a list, with its keys as leaves. */
 Entry& entryOf(Entries& entries, DataNode const& list, Velko::Ptr<Zyn::GenericIf> const& key) {
   Entry& entry = entries.at(key);
   if (entry.children.empty()) {
@@ -302,8 +301,6 @@ Entry& entryOf(Entries& entries, DataNode const& list, Velko::Ptr<Zyn::GenericIf
   }
   return entry;
 }
-
-namespace {
 
 /** Takes the configuration of a child away; keys and state stay. */
 void remove(Entry& entry, DataNode const& child) {
@@ -354,7 +351,7 @@ void write(DataNode const& node, Entry& into, Entry const& payload, bool replace
   }
 }
 
-/** The walk of `apply`, as `Search` is that of `findNodes`. */
+/** The walk of `apply`. */
 struct Change {
   Schema const& schema;
   Edit const& edit;
@@ -394,14 +391,14 @@ struct Change {
       }
     };
     Gnmi::Selection const& selection = edit.at.selections[keys].selection;
-    if (auto const* const exact = std::get_if<Drovan::ZynKeyDecoder::Single>(&selection)) {
+    if (auto const* const exact = std::get_if<ZynKeyDecoder::Single>(&selection)) {
       if (!isDelete || entries.find(*exact->value) != nullptr) {
         take(exact->value);
       }
     } else if (!isDelete) {
       write(next, entries, std::get<Entries>(edit.payload), replaces);
     } else {
-      auto const& filter = std::get<Drovan::ZynKeyDecoder::Multiple>(selection).values;
+      auto const& filter = std::get<ZynKeyDecoder::Multiple>(selection).values;
       Entries const before = entries;
       before.visit([&](Entry const& below) {
         if (Model::matches(filter, *below.key)) {

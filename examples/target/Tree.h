@@ -42,8 +42,10 @@ class Entries {
   /** The entries that are not the same, null where there is none. Parts that two maps share cost nothing. */
   static void compare(Entries const& before, Entries const& after, VisitTwo const& visit);
 
- private:
   struct Part;
+  Part const* whole() const noexcept { return whole_.get(); }
+
+ private:
   std::shared_ptr<Part> whole_;
 };
 
@@ -79,26 +81,60 @@ using EntryPtr = std::shared_ptr<Entry>;
 class Place {
  public:
   void enter(DataNode const& node, Velko::Ptr<Zyn::GenericIf> key = nullptr);
-  void leave();
+  /** Back to where `size` nodes lie behind. */
+  void leave(std::size_t size);
   Gnmi::Resolved const& resolved() const noexcept { return resolved_; }
 
  private:
   Gnmi::Resolved resolved_;
 };
 
-/** Where a node with data is: `entry` is what is in the container or entry, or what is around the leaf. */
-using VisitNode = std::function<void(Place& place, DataNode const& node, Entry const& entry)>;
+/**
+ * Finds, one after the other, the nodes with data that a resolved path selects: exact keys are one look-up, others a
+ * walk of what can match. The tree and the path outlive it.
+ *
+ *   for (Walk walk(schema, *tree, wanted, true); walk.next();) { use(walk.place(), walk.node(), walk.entry()); }
+ */
+class Walk {
+ public:
+  /** With `isForLeaves`, the leaves at and below those nodes in their place. */
+  Walk(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, bool isForLeaves);
 
-/** Every node that has data and that `wanted` selects: exact keys are one look-up, others a walk of what can match. */
-void findNodes(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, VisitNode const& visit);
-/** Every leaf at or below a node. */
-void findLeaves(Place& place, DataNode const& node, Entry const& entry, VisitNode const& visit);
+  /** Goes on to the next node; false at the end. */
+  bool next();
+
+  Gnmi::Resolved const& place() const noexcept { return place_.resolved(); }
+  DataNode const& node() const noexcept { return *at_.node; }
+  /** What is in the container or list entry, or what is around the leaf. */
+  Entry const& entry() const noexcept { return *at_.entry; }
+
+ private:
+  /** What is still to be looked at: a node with data, or a part of the entries of a list. */
+  struct Step {
+    /** How many nodes lie before it. */
+    std::size_t depth;
+    DataNode const* node;
+    Entry const* entry;
+    Entries::Part const* part;
+  };
+
+  void addChild(DataNode const& child, Entry const& entry, std::size_t depth);
+  Gnmi::Selection const* selection() const;
+
+  Schema const& schema_;
+  Gnmi::Resolved const& wanted_;
+  bool isForLeaves_;
+  Place place_;
+  /** The next one is the last. */
+  std::vector<Step> steps_;
+  Step at_ = {};
+};
 
 /** What happened to a leaf, or to an entry that has gone: then there is no `node`. */
-using VisitChange = std::function<void(Place& place, DataNode const* node, std::span<Value const> values)>;
+using VisitChange =
+    std::function<void(Gnmi::Resolved const& place, DataNode const* node, std::span<Value const> values)>;
 
-void compareTrees(Place& place, DataNode const& node, Entry const* before, Entry const* after,
-                  VisitChange const& visit);
+void compareTrees(Schema const& schema, Entry const& before, Entry const& after, VisitChange const& visit);
 
 /** A part of a request to Set, read and checked: all that can be wrong with it was found before. */
 struct Edit {
@@ -111,7 +147,5 @@ struct Edit {
 };
 
 void apply(Schema const& schema, Entry& root, Edit const& edit);
-/** The entry of a list, with its keys as leaves. */
-Entry& entryOf(Entries& entries, DataNode const& list, Velko::Ptr<Zyn::GenericIf> const& key);
 
 }  // namespace Target

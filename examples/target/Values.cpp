@@ -20,7 +20,7 @@ using Json = nlohmann::ordered_json;
 /** How deep JSON may nest; no schema is as deep. */
 constexpr int deepest = 100;
 
-[[noreturn]] void refuse(std::string text) { throw Refused(grpc::StatusCode::INVALID_ARGUMENT, std::move(text)); }
+[[noreturn]] void refuse(std::string text) { Target::refuse(grpc::StatusCode::INVALID_ARGUMENT, std::move(text)); }
 
 /** What a scalar came as: one bit each. */
 enum Source : unsigned { Text = 1, Integer = 2, Real = 4, Boolean = 8, Null = 16, Bytes = 32 };
@@ -402,25 +402,26 @@ Held readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWho
                                                              : "json_val or json_ietf_val"));
 }
 
-void writeLeaf(DataNode const& node, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into) {
+void writeLeaf(DataNode const& leaf, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into) {
   if (encoding != gnmi::PROTO) {
-    setJson(toJson(node, values), encoding, into);
-  } else if (node.kind == Gnmi::NodeKind::Leaf) {
-    toMessage(node, values.front(), into);
+    setJson(toJson(leaf, values), encoding, into);
+  } else if (leaf.kind == Gnmi::NodeKind::Leaf) {
+    toMessage(leaf, values.front(), into);
   } else {
     auto& list = *into.mutable_leaflist_val();
-    std::ranges::for_each(values, [&](Value const& value) { toMessage(node, value, *list.add_element()); });
+    std::ranges::for_each(values, [&](Value const& value) { toMessage(leaf, value, *list.add_element()); });
   }
 }
 
-bool writeTree(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
+bool writeNode(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
                gnmi::TypedValue& into) {
-  Json const json = toJson(node, entry, filter, encoding == gnmi::JSON_IETF);
-  if (json.empty() && !node.isPresence) {
-    return false;
+  if (node.isLeaf()) {
+    writeLeaf(node, entry.values(node), encoding, into);
+    return filter.takes(node);
   }
+  Json const json = toJson(node, entry, filter, encoding == gnmi::JSON_IETF);
   setJson(json, encoding, into);
-  return true;
+  return !json.empty() || (node.isPresence && filter.takes(node));
 }
 
 }  // namespace Target

@@ -30,10 +30,13 @@ struct Filter {
 /** What a value in a request means for a node. Throws `Refused`: INVALID_ARGUMENT, or UNIMPLEMENTED for its kind. */
 Held readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWholeList);
 
-/** A leaf or leaf-list. */
-void writeLeaf(DataNode const& node, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into);
-/** A container or an entry; false where it holds nothing that the filter takes. JSON or JSON_IETF. */
-bool writeTree(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
+/**
+ * What is at a node that has data, by `entry` what is in it or around the leaf; false where that is nothing that the
+ * filter takes. Containers and entries are JSON.
+ */
+bool writeNode(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
                gnmi::TypedValue& into);
+/** The values of a leaf or leaf-list. */
+void writeLeaf(DataNode const& leaf, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into);
 
 }  // namespace Target

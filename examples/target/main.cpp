@@ -1,4 +1,5 @@
 // target --yang DIR --listen HOST:PORT [--tls CERT KEY [--client-ca CA]] [limits]: a gNMI target, see README.md.
+#include <arpa/inet.h>
 #include <fmt/core.h>
 #include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/grpcpp.h>
@@ -33,7 +34,11 @@ std::vector<std::pair<std::string_view, std::size_t*>> limitOptions(Limits& limi
   return {{"--max-message", &limits.messageBytes},
           {"--max-elements", &limits.elements},
           {"--max-keys", &limits.keys},
-          {"--max-expansions", &limits.expansions}};
+          {"--max-expansions", &limits.expansions},
+          {"--max-streams", &limits.streams},
+          {"--max-subscriptions", &limits.subscriptions},
+          {"--max-queue", &limits.queue},
+          {"--shortest-sample", &limits.sampleMilliseconds}};
 }
 
 [[noreturn]] void usage(std::string const& problem) {
@@ -94,7 +99,9 @@ std::string contents(std::string const& file) {
 std::shared_ptr<grpc::ServerCredentials> credentials(Options const& options) {
   if (options.certificate.empty()) {
     // Whoever can connect can write, so only this machine may.
-    if (!options.listen.starts_with("127.") && !options.listen.starts_with("[::1]:")) {
+    std::string const host = options.listen.substr(0, options.listen.rfind(':'));
+    if (in_addr address{};
+        host != "[::1]" && !(inet_pton(AF_INET, host.c_str(), &address) == 1 && host.starts_with("127."))) {
       throw std::invalid_argument(
           fmt::format("--listen {}: without --tls only 127.0.0.1:PORT and [::1]:PORT are taken", options.listen));
     }
@@ -128,6 +135,8 @@ int serve(Options const& options) {
   int port = 0;
   builder.AddListeningPort(options.listen, credentials(options), &port);
   builder.SetMaxReceiveMessageSize(static_cast<int>(options.limits.messageBytes));
+  // No second target on the same port.
+  builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);
   builder.RegisterService(&service);
   std::unique_ptr<grpc::Server> const server = builder.BuildAndStart();
   if (server == nullptr || port == 0) {
@@ -137,6 +146,7 @@ int serve(Options const& options) {
 
   int signal = 0;
   sigwait(&endings, &signal);
+  service.drain();
   server->Shutdown(std::chrono::system_clock::now() + drainTime);
   return 0;
 }
