@@ -254,13 +254,19 @@ struct Construction {
   Zyn::ZynType type;
   std::size_t childrenAtStart;
   Construction const* outer;
+  std::size_t depth = outer == nullptr ? 1 : outer->depth + 1;
 };
 
 /**
  * Whether constructing `type` on the node would repeat itself for ever: it is under construction there already, and no
  * child has been used up since. Argument types that lead back to each other do that when a caller leaves a path out.
+ * Those that lead on and on would exhaust the stack, and count as endless from a depth that a stack holds.
  */
 bool isEndless(KeyElemNode const& node, Zyn::ZynType type, Construction const* underWay) {
+  constexpr std::size_t mostDepth = 1000;
+  if (underWay->depth == mostDepth) {
+    return true;
+  }
   while (underWay != nullptr && underWay->type != type) {
     underWay = underWay->outer;
   }
@@ -273,7 +279,7 @@ Zyn::ArgNameQIterator argNames(Zyn::ZynType const& type) {
 
 Value construct(KeyElemNode& node, Zyn::ZynType type, Construction const* outer) {
   TRACE("KeyElemNode", "construct", "Constructing type: '{}'", type);
-  Construction const underWay{type, node.children.size(), outer};
+  Construction const underWay{.type = type, .childrenAtStart = node.children.size(), .outer = outer};
   Zyn::GenericIfArgs args;
   for (Zyn::ArgNameQIterator name = argNames(type); name; ++name) {
     // On the node's own type, whatever type is constructed: its attributes are what the children stand for.
