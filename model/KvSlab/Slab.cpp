@@ -93,6 +93,9 @@ struct List {
     ++count;
   }
   Block* pop() noexcept {
+    if (first == nullptr) {
+      std::unreachable();  // nobody pops from an empty list
+    }
     Block* const block = first;
     first = block->next;
     --count;
