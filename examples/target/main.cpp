@@ -1,6 +1,7 @@
 // target --yang DIR --listen HOST:PORT [--tls CERT KEY [--client-ca CA]] [limits]: a gNMI target, see README.md.
 #include <arpa/inet.h>
 #include <fmt/core.h>
+#include <google/protobuf/stubs/logging.h>
 #include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/grpcpp.h>
 
@@ -124,6 +125,9 @@ int serve(Options const& options) {
   sigaddset(&endings, SIGTERM);
   sigaddset(&endings, SIGINT);
   pthread_sigmask(SIG_BLOCK, &endings, nullptr);
+
+  // Or else each message that is no message would add a line.
+  google::protobuf::SetLogHandler(nullptr);
 
   Schema const schema(options.yang);
   for (std::string const& warning : schema.warnings()) {

@@ -6,6 +6,7 @@ import re
 import signal
 import subprocess
 import sys
+import tempfile
 
 import grpc
 
@@ -16,12 +17,13 @@ import gnmi_pb2_grpc
 class Target:
     def __init__(self, *options, program=None, yang=None, address='127.0.0.1:0', channel=True):
         program = program or os.environ['TARGET']
+        self.log = tempfile.TemporaryFile('w+')  # No pipe: one that is full would stop the target.
         self.process = subprocess.Popen(
             [program, '--yang', yang or os.environ['TARGET_YANG'], '--listen', address, *options],
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+            stdout=subprocess.PIPE, stderr=self.log, text=True)
         line = self.process.stdout.readline()
         match = re.search(r'port (\d+)', line)
-        assert match, line + self.process.stderr.read()
+        assert match, line + self.logged()
         self.port = int(match[1])
         if channel:
             self.connect()
@@ -35,8 +37,12 @@ class Target:
         if how == signal.SIGTERM:
             self.channel.close()  # The target waits for connections to close before it ends.
         self.process.send_signal(how)
-        out, err = self.process.communicate(timeout=60)
-        return self.process.returncode, err
+        self.process.communicate(timeout=60)
+        return self.process.returncode, self.logged()
+
+    def logged(self):
+        self.log.seek(0)
+        return self.log.read()
 
     def __enter__(self):
         return self
