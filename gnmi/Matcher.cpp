@@ -291,9 +291,9 @@ struct Matcher::Impl {
 
   /** For those who add and remove, one after the other. */
   std::mutex writing;
-  /** Held by all who match, or by one who writes. */
+  /** Locked by all who match together, or by the one who adds or removes. */
   std::shared_mutex mutex;
-  /** Stops those who come to match, since a mutex may let them pass one who waits to write, for ever. */
+  /** Makes new matches wait, since a mutex may let readers pass a waiting writer for ever. */
   std::atomic<bool> isWriterWaiting = false;
 };
 

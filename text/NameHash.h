@@ -20,7 +20,7 @@ struct NameHash {
   }
 };
 
-/** The names are kept elsewhere. */
+/** The map views its names: their owner keeps them for as long as the map uses them. */
 template <typename Value>
 using NameMap = absl::flat_hash_map<std::string_view, Value, NameHash>;
 

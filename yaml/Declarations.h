@@ -23,7 +23,7 @@ struct Declaration {
   Zyn::ZynType type = {};
   /** Of an entity: the types of its plain attributes. */
   Text::NameMap<Zyn::ZynType> plain = {};
-  // Whether the walks over declarations have met it.
+  // Whether the traversals of declarations have visited it.
   bool isInChain = false;
   bool isOrdered = false;
 };

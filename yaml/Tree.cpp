@@ -45,9 +45,9 @@ Place placeAfter(std::string_view before) {
 }
 
 /**
- * Gives the text to the parser, and stops it at brackets that it would only pile up: a list or map in brackets may be a
- * key, so the parser makes no event of it before it ends, and keeps 240 bytes for each bracket until then. What stands
- * in quotes and comments is counted as well.
+ * Gives the text to the parser, up to the bracket that nests too deeply: a list or map in brackets may be a key, so the
+ * parser makes no event of it before it ends, and keeps 240 bytes for each bracket until then. Brackets in quotes and
+ * comments are counted as well.
  */
 class Feed final : public std::streambuf {
  public:

@@ -19,7 +19,7 @@ using Model::Kind;
 struct BaseRow {
   LY_DATA_TYPE base;
   std::string_view name;
-  /** How a scalar of it is held. */
+  /** How a scalar of it is stored. */
   Kind kind;
 };
 

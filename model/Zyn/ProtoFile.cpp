@@ -63,7 +63,7 @@ class ProtoFile {
         }
       }
     }
-    // The types of their fields are appended to the list while it is walked.
+    // The types of their fields are appended to the list while it is iterated over.
     for (std::size_t i = 0; i < needed_.size(); ++i) {
       needParts(needed_[i]);
     }

@@ -8,7 +8,7 @@
 namespace Velko::Impl {
 
 /**
- * Reports and does not return. `condition` is the text of what should have held; file and function say where. The
+ * Reports and does not return. `condition` is the text of what should have been true; file and function say where. The
  * message is made from `format` and `args`, and may be empty. How the process ends is the provider's business.
  */
 [[noreturn]] void vfmassert(char const* condition, char const* file, char const* function, int line,

@@ -108,7 +108,7 @@ class Ptr {
 
   ~Ptr() { drop(); }
 
-  /** Assigning the object already held changes nothing: the new reference is taken before the old one is dropped. */
+  /** Assigning its own object changes nothing: the new reference is taken before the old one is dropped. */
   Ptr& operator=(Ptr other) noexcept {
     std::swap(object_, other.object_);
     return *this;

@@ -225,8 +225,8 @@ class ZynType : public ZynTypeBase {
   // `genericIfSet` and to its caller, without looking at it. A null from a protobuf message ends the process by an
   // assertion.
   //
-  // What is made from null data or from arguments is held by nobody else, for attributes are set on it afterwards. What
-  // is made from a text or a message may be an object that others hold as well: the decoder does not change it.
+  // What is made from null data or from arguments has no other owner, for attributes are set on it afterwards. What is
+  // made from a text or a message may be an object that has other owners as well: the decoder does not change it.
 
   /**
    * From the type's literal: strings in double quotes, enumerators in single quotes, other scalars bare. Text that is
