@@ -328,6 +328,25 @@ TEST_P(Real, KeysAreReadAsLibyangReadsThem) {
   std::cout << '\n';
 }
 
+TEST_P(Real, AreTheSameInEveryOrder) {
+  ModuleSet const& set = GetParam();
+  if (!std::ranges::all_of(set.folders, [](auto const& folder) { return std::filesystem::is_directory(folder); })) {
+    GTEST_SKIP() << "skipped: no folder " << set.folders.back();
+  }
+  Yang::Loaded const whole = loaded(set.folders, {});
+  auto const& modules = whole.origins.at("rfc7951");
+  std::vector<std::string> names(modules.begin(), modules.end());
+  Random random(fromEnvironment("YANG_SEED", 1));
+  for (int order = 0; order < 3; ++order) {
+    std::ranges::shuffle(names, random);
+    Yang::Loaded const again = loaded(set.folders, names);
+    EXPECT_EQ(again.schema.names(), whole.schema.names());
+    EXPECT_EQ(again.origins, whole.origins);
+  }
+  std::cout << set.name << ": " << names.size() << " modules in three orders, " << whole.schema.names().size()
+            << " types each\n";
+}
+
 INSTANTIATE_TEST_SUITE_P(Modules, Real, testing::ValuesIn(moduleSets), testing::PrintToStringParamName());
 
 }  // namespace
