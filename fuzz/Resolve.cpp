@@ -193,8 +193,11 @@ void Fuzz::run(std::string_view bytes) {
   if (resolver.resolve(*path, written, Gnmi::Mode::Write)) {
     require(sameNodes(written, found), "a mode changes no selection");
     for (Gnmi::Selected const& one : written.selections) {
-      require(std::holds_alternative<ZynKeyDecoder::Single>(one.selection) || one.collection.keyType().empty(),
-              "what can be written is one entry");
+      Gnmi::Element const& element = path->elements()[one.node];
+      bool const isWholeList = one.node + 1 == written.nodes.size() && element.keyCount == 0;
+      require(std::holds_alternative<ZynKeyDecoder::Single>(one.selection) != isWholeList ||
+                  one.collection.keyType().empty(),
+              "what can be written is one entry, or a list as a whole");
     }
   }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <ranges>
 #include <tuple>
 
 #include "Drovan/ZynKeyDecoder.h"
@@ -64,6 +65,7 @@ KeyParts::Index KeyParts::add(Index parent, Zyn::ZynAttr attr) {
   auto const [child, isNew] = children_.try_emplace({parent, attr}, parts_.size());
   if (isNew) {
     parts_.push_back({.type = attr.attrType(),
+                      .attr = attr,
                       .parent = parent,
                       .nextSibling = std::exchange(parts_[parent].firstChild, child->second)});
   }
@@ -136,6 +138,34 @@ KeyParts::Result KeyParts::build(std::size_t mostArguments) {
       open.back().cost.include(done.cost);
     }
   }
+}
+
+std::vector<KeyParts::Missing> KeyParts::missing() const {
+  std::vector<Missing> missing;
+  for (Index i = 0; i != parts_.size(); ++i) {
+    Zyn::ZynType const type = parts_[i].type;
+    if (parts_[i].key != none || type.empty()) {
+      continue;
+    }
+    for (Zyn::ArgNameQIterator name = type.module()->argNameQIterator(type.argListIndex()); name; ++name) {
+      if (!children_.contains({i, type.attr(*name)})) {
+        missing.push_back({.part = i, .argument = *name});
+      }
+    }
+  }
+  return missing;
+}
+
+std::string KeyParts::nameOf(Missing const& argument) const {
+  std::vector<std::string_view> names = {argument.argument};
+  for (Index part = argument.part; part != root; part = parts_[part].parent) {
+    names.emplace_back(parts_[part].attr.name());
+  }
+  std::string text(names.back());
+  for (std::string_view const name : names | std::views::reverse | std::views::drop(1)) {
+    (text += "__") += name;
+  }
+  return text;
 }
 
 }  // namespace Gnmi

@@ -16,6 +16,8 @@
 #include <absl/container/flat_hash_map.h>
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,6 +34,8 @@ class KeyParts {
 
   struct Part {
     Zyn::ZynType type;
+    /** Of the parent's type; empty for the root. */
+    Zyn::ZynAttr attr = {};
     /** The part that this one belongs to; `none` for the root. */
     Index parent = none;
     /** The caller's index of the key that gives the part as one value; `none` where only parts of it are given. */
@@ -52,6 +56,12 @@ class KeyParts {
     std::size_t arguments = 0;
     /** How many steps finding this out took. */
     std::size_t steps = 0;
+  };
+
+  /** An argument of a part that is not among its children. */
+  struct Missing {
+    Index part = root;
+    std::string_view argument;
   };
 
   /** With `useS4Encoding`, a type that has an s4 encoding is one value, as in the decoder. */
@@ -78,6 +88,11 @@ class KeyParts {
    * Call it once, when all parts are added.
    */
   Result build(std::size_t mostArguments);
+
+  /** What would make the key whole: the arguments that are left out of each part, in the order of adding. */
+  std::vector<Missing> missing() const;
+  /** As a path names it: all names down to it, joined by "__". */
+  std::string nameOf(Missing const& argument) const;
 
  private:
   struct Construction;

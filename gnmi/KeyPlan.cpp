@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "gnmi/KeyParts.h"
 #include "text/Messages.h"
 
 namespace Gnmi {
@@ -287,11 +286,7 @@ std::expected<bool, KeyError> KeyPlan::isWholeNested(std::span<Key const> keys, 
   KeyParts parts(keyType_, decoder_.useS4Encoding);
   std::vector<KeyParts::Index> indexes;
   for (std::size_t i = 0; i != given.size(); ++i) {
-    PathElements const& path = given[i].nested.empty() ? parts_[given[i].part].path : given[i].nested;
-    KeyParts::Index part = KeyParts::root;
-    for (std::string_view const element : path) {
-      part = parts.add(part, parts[part].type.attr(element));
-    }
+    KeyParts::Index const part = addTo(parts, given[i]);
     if (std::size_t const first = parts[part].key; first != KeyParts::none) {
       return std::unexpected(twice(i, keys[i].name, keys[first].name));
     }
@@ -324,6 +319,14 @@ std::expected<bool, KeyError> KeyPlan::isWholeNested(std::span<Key const> keys, 
   return built.complete;
 }
 
+KeyParts::Index KeyPlan::addTo(KeyParts& parts, Given const& given) const {
+  KeyParts::Index part = KeyParts::root;
+  for (std::string_view const element : given.nested.empty() ? parts_[given.part].path : given.nested) {
+    part = parts.add(part, parts[part].type.attr(element));
+  }
+  return part;
+}
+
 KeyError KeyPlan::unknownKey(std::string_view name) const {
   return {.text = "unknown key " + Text::inQuotes(name) + " of " + Text::inQuotes(decoder_.collectionAttr.name()),
           .unknown = std::string(name),
@@ -331,18 +334,20 @@ KeyError KeyPlan::unknownKey(std::string_view name) const {
 }
 
 KeyError KeyPlan::missingKeys(std::span<Given const> given) const {
-  std::vector<std::string> missing;
-  for (std::string const& name : names_) {
-    std::size_t const part = partOf(name);
-    bool const isNeeded = isOneValue_ || parts_[part].isArgument;
-    if (isNeeded && std::ranges::find(given, part, &Given::part) == given.end()) {
-      missing.push_back(name);
+  std::string needed = "its key";
+  if (isOneValue_ && !keyName_.empty()) {
+    needed = "key " + Text::inQuotes(keyName_);
+  } else if (!isOneValue_) {
+    KeyParts parts(keyType_, decoder_.useS4Encoding);
+    for (std::size_t i = 0; i != given.size(); ++i) {
+      parts[addTo(parts, given[i])].key = i;
     }
+    auto const missing = parts.missing();
+    auto const nameOf = [&parts](KeyParts::Missing const& one) { return Text::inQuotes(parts.nameOf(one)); };
+    needed = missing.empty() ? "every part of its key" : "key " + Text::list(missing, nameOf);
   }
   return {.kind = ErrorClass::KeyMissing,
-          .text = Text::inQuotes(decoder_.collectionAttr.name()) + " needs " +
-                  (missing.empty() ? "every part of its key" : "key " + Text::list(missing, Text::inQuotes)) +
-                  " to name one entry"};
+          .text = Text::inQuotes(decoder_.collectionAttr.name()) + " needs " + needed + " to name one entry"};
 }
 
 std::expected<void, KeyError> KeyPlan::compare(Zyn::GenericIf const& key, PayloadLeaf const& leaf,

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Drovan/ZynKeyDecoder.h"
+#include "gnmi/KeyParts.h"
 #include "gnmi/Resolver.h"
 #include "text/NameHash.h"
 
@@ -116,6 +117,7 @@ class KeyPlan {
                                         bool hasWildcard) const;
   std::expected<bool, KeyError> isWholeNested(std::span<Key const> keys, std::span<Given const> given,
                                               bool hasWildcard) const;
+  KeyParts::Index addTo(KeyParts& parts, Given const& given) const;
   KeyError unknownKey(std::string_view name) const;
   KeyError missingKeys(std::span<Given const> given) const;
   bool writeParts(Zyn::GenericIf const& value, Zyn::ZynType type, std::string const& prefix, Values const& values,

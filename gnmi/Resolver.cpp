@@ -317,7 +317,9 @@ std::expected<void, Error> Resolver::resolve(Path const& path, Resolved& into, M
       Selected& selected = into.selections.emplace_back();
       selected.node = i;
       selected.collection = row.attr;
-      if (auto done = impl_->select(row, path.keys(element), mode, selected.selection); !done) {
+      bool const isWholeList = i + 1 == path.elements().size() && element.keyCount == 0;
+      if (auto done = impl_->select(row, path.keys(element), isWholeList ? Mode::Read : mode, selected.selection);
+          !done) {
         if (row.plan == Impl::none) {
           done.error().names = impl_->keyedNamesAt(*place);
         }

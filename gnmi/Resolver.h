@@ -52,7 +52,8 @@
 // Modes: what a path is for decides which paths fit.
 //
 //   Read, Delete   wildcards and fewer keys: all entries that match. Subscribe is Read
-//   Write          update and replace: no wildcards, every key of every list (KeyMissing names those left out)
+//   Write          update and replace: no wildcards, and every key of every list (KeyMissing names those left out); but
+//                  without any key the last element is its list as a whole, which an array of entries replaces
 //   Notify         no wildcards; keys may be left out
 //
 // Wildcards as elements, "*" for any one and "..." for any number of them, are `expand`'s.

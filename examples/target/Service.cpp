@@ -2,7 +2,6 @@
 
 #include <fmt/core.h>
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -142,24 +141,11 @@ void Service::readDelete(Gnmi::Path const& path, std::vector<Edit>& into) const 
 Edit Service::readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, Edit::Kind kind) const {
   Gnmi::Resolver const& resolver = requests_.schema.resolver();
   Edit edit{.kind = kind};
-  auto written = resolver.resolve(path, edit.at, Gnmi::Mode::Write);
-  bool isWholeList = false;
-  if (!written && written.error().kind == Gnmi::ErrorClass::KeyMissing) {
-    // A list as a whole is written as well: keys are left out of the last element alone, and there all of them.
-    Gnmi::Resolved list;
-    isWholeList = resolver.resolve(path, list, Gnmi::Mode::Notify) && list.node.kind == Gnmi::NodeKind::List &&
-                  path.elements().back().keyCount == 0 &&
-                  std::ranges::count_if(list.selections, [](Gnmi::Selected const& selected) {
-                    return std::holds_alternative<Drovan::ZynKeyDecoder::Multiple>(selected.selection);
-                  }) == 1;
-    if (isWholeList) {
-      edit.at = std::move(list);
-      written = {};
-    }
-  }
-  orRefuse(std::move(written), Gnmi::Call::Set);
+  orRefuse(resolver.resolve(path, edit.at, Gnmi::Mode::Write), Gnmi::Call::Set);
   DataNode const& node = nodeOf(edit.at);
   checkSettable(node);
+  // Without keys, the last element is a list as a whole.
+  bool const isWholeList = node.kind == Gnmi::NodeKind::List && path.elements().back().keyCount == 0;
   edit.payload = readPayload(node, value, isWholeList);
   checkKeys(resolver, node, edit);
   return edit;

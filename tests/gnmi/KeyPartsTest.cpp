@@ -56,14 +56,14 @@ class Types {
     return elements + args;
   }
 
-  std::string error() const {
+  std::string error(Gnmi::Mode mode = Gnmi::Mode::Read) const {
     Gnmi::Path path;
     path.add("list");
     for (std::string const& name : keys) {
       path.addKey(name, "1");
     }
     Gnmi::Resolved found;
-    auto const done = Gnmi::Resolver(root).resolve(path, found);
+    auto const done = Gnmi::Resolver(root).resolve(path, found, mode);
     return done ? "" : done.error().text;
   }
 
@@ -310,6 +310,45 @@ TEST(KeyParts, ThatAreTooManyStopTheCount) {
   EXPECT_EQ(stopped.arguments, 10001U);
   EXPECT_LT(stopped.steps, 3U * 10000U);
   EXPECT_EQ(types.build(all.arguments).levels, all.levels);
+}
+
+TEST(KeyParts, AreNamedWhereTheyAreLeftOut) {
+  Types types({"end", "id", "peer"});
+  Zyn::ZynType const site = types.type("Site", {"row", "seat"});
+  Zyn::ZynType const end = types.type("End", {"site", "port"});
+  types.attr(site, "row", types.text);
+  types.attr(site, "seat", types.text);
+  types.attr(end, "site", site);
+  types.attr(end, "port", types.text);
+  types.attr(types.key, "end", end);
+  types.attr(types.key, "peer", end);
+  types.attr(types.key, "id", types.text);
+  types.attr(types.key, "spare", site);
+  auto const needs = [&](std::vector<std::string> keys) {
+    types.keys = std::move(keys);
+    return types.error(Gnmi::Mode::Write);
+  };
+  EXPECT_EQ(needs({"id"}), "'list' needs key 'end', 'peer' to name one entry");
+  EXPECT_EQ(needs({"id", "end__site__row"}),
+            "'list' needs key 'peer', 'end__port', 'end__site__seat' to name one entry");
+  EXPECT_EQ(needs({"end__site__row", "end__site__seat", "end__port", "peer__port", "id"}),
+            "'list' needs key 'peer__site' to name one entry");
+  // What is set afterwards is whole as well.
+  EXPECT_EQ(needs({"end__site__row", "end__site__seat", "end__port", "peer__site__row", "peer__site__seat",
+                   "peer__port", "id", "spare__seat"}),
+            "'list' needs key 'spare__row' to name one entry");
+  // Every level lacks one.
+  Types deep({"x", "y"});
+  deep.attr(deep.key, "t", deep.key);
+  deep.attr(deep.key, "x", deep.text);
+  deep.attr(deep.key, "y", deep.text);
+  deep.give("x");
+  for (int i = 0; i != 100'000; ++i) {
+    deep.keys[0].insert(0, "t__");
+  }
+  std::string const text = deep.error(Gnmi::Mode::Write);
+  EXPECT_TRUE(text.starts_with("'list' needs key 'x', 'y', 't__x', 't__y', 't__t__x', ")) << text;
+  EXPECT_TRUE(text.ends_with(" and 199989 more to name one entry")) << text;
 }
 
 TEST(KeyParts, OfAKeyThatIsTooLargeAreRefused) {

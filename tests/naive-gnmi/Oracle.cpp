@@ -288,6 +288,37 @@ Oracle::Wrong Oracle::unknownKey(Zyn::ZynAttr attr, std::string const& name) con
           .names = keyNames(attr)};
 }
 
+Oracle::Wrong Oracle::missingKeys(Zyn::ZynAttr attr, std::vector<Attrs> const& parts) {
+  // What is built from parts: the key, and what stands on the way to a given part.
+  std::vector<Attrs> built = {{}};
+  for (Attrs const& part : parts) {
+    for (std::size_t size = 1; size < part.size(); ++size) {
+      Attrs const outer(part.begin(), part.begin() + static_cast<std::ptrdiff_t>(size));
+      if (std::ranges::find(built, outer) == built.end()) {
+        built.push_back(outer);
+      }
+    }
+  }
+  std::vector<std::string> missing;
+  for (Attrs const& outer : built) {
+    Zyn::ZynType const type = outer.empty() ? attr.keyType() : outer.back().attrType();
+    for (std::string const& name : argsOf(type)) {
+      Attrs whole = outer;
+      whole.push_back(type.attr(std::string_view(name)));
+      if (std::ranges::none_of(parts, [&](Attrs const& part) { return part == whole || startsWith(part, whole); })) {
+        std::string text;
+        for (Zyn::ZynAttr const step : outer) {
+          text += std::string(step.name()) + "__";
+        }
+        missing.push_back(text + name);
+      }
+    }
+  }
+  std::string const what = missing.empty() ? "every part of its key" : "key " + Text::list(missing, Text::inQuotes);
+  return {.kind = ErrorClass::KeyMissing,
+          .text = Text::inQuotes(attr.name()) + " needs " + what + " to name one entry"};
+}
+
 std::expected<Selected, Oracle::Wrong> Oracle::select(Zyn::ZynAttr attr, std::vector<Key> const& keys,
                                                       Mode mode) const {
   Selected every{.collection = attr};
@@ -296,12 +327,11 @@ std::expected<Selected, Oracle::Wrong> Oracle::select(Zyn::ZynAttr attr, std::ve
     if (!takesKeys || mode != Mode::Write) {
       return every;
     }
-    std::vector<std::string> missing = keyNames(attr);
     if (!isScalar(attr.keyType())) {
-      std::vector<std::string> const args = argsOf(attr.keyType());
-      std::erase_if(missing, [&](std::string const& name) { return std::ranges::find(args, name) == args.end(); });
+      return std::unexpected(missingKeys(attr, {}));
     }
-    std::string const what = missing.empty() ? "every part of its key" : "key " + Text::list(missing, Text::inQuotes);
+    std::vector<std::string> const names = keyNames(attr);
+    std::string const what = names.empty() ? "its key" : "key " + Text::inQuotes(names.front());
     return std::unexpected(Wrong{.kind = ErrorClass::KeyMissing,
                                  .text = Text::inQuotes(attr.name()) + " needs " + what + " to name one entry"});
   }
@@ -485,17 +515,7 @@ std::expected<Selected, Oracle::Wrong> Oracle::selectParts(Zyn::ZynAttr attr, st
     return Selected{.collection = attr, .key = root.value};
   }
   if (mode == Mode::Write) {
-    std::vector<std::string> missing;
-    std::vector<std::string> const args = argsOf(attr.keyType());
-    for (Zyn::ZynAttr const part : attrsOf(attr.keyType())) {
-      if (std::ranges::find(args, part.name()) != args.end() &&
-          std::ranges::none_of(parts, [&](Attrs const& one) { return one.front() == part; })) {
-        missing.emplace_back(part.name());
-      }
-    }
-    std::string const what = missing.empty() ? "every part of its key" : "key " + Text::list(missing, Text::inQuotes);
-    return std::unexpected(Wrong{.kind = ErrorClass::KeyMissing,
-                                 .text = Text::inQuotes(attr.name()) + " needs " + what + " to name one entry"});
+    return std::unexpected(missingKeys(attr, parts));
   }
   Selected some{.collection = attr};
   for (std::size_t i = 0; i != keys.size(); ++i) {
@@ -538,7 +558,9 @@ Result<Found> Oracle::resolve(Path const& path, Mode mode) const {
           path, i));
     }
     Zyn::ZynAttr const attr = candidates.front();
-    auto selected = select(attr, element.keys, mode);
+    // A list as a whole can be written.
+    bool const isWholeList = i + 1 == path.elements.size() && element.keys.empty();
+    auto selected = select(attr, element.keys, isWholeList ? Mode::Read : mode);
     if (!selected) {
       Wrong& wrong = selected.error();
       if (!attr.isKeyed() || attr.keyType().empty()) {

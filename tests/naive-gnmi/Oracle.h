@@ -131,6 +131,8 @@ class Oracle {
   std::expected<Attrs, Wrong> partOfPart(Zyn::ZynAttr attr, std::string const& name) const;
   std::vector<std::string> keyNames(Zyn::ZynAttr attr) const;
   Wrong unknownKey(Zyn::ZynAttr attr, std::string const& name) const;
+  /** `parts` are given. */
+  static Wrong missingKeys(Zyn::ZynAttr attr, std::vector<Attrs> const& parts);
   bool isScalar(Zyn::ZynType type) const;
   std::optional<std::vector<Key>> writeKeys(Selected const& selected) const;
   bool writeParts(Zyn::GenericIf const& value, std::string const& before, std::vector<Key>& keys) const;
