@@ -312,11 +312,16 @@ TEST(LoadImport, GivesWhatIsDeviatedInAnAugment) {
   folder.add(
       "middle",
       import("base") + " augment /base:top { container more { leaf x { type string; } leaf gone { type string; } } }");
-  folder.add("asked", import("base") + import("middle") +
-                          " deviation /base:top/middle:more/middle:gone { deviate not-supported; }");
-  auto const result = load(folder, {"asked"});
-  ASSERT_TRUE(result) << testing::PrintToString(result.error());
-  EXPECT_THAT(attrNames(attrAt(result->root, {"top", "more"}).attrType()), ElementsAre("x"));
+  std::string const deviation =
+      import("base") + import("middle") + " deviation /base:top/middle:more/middle:gone { deviate not-supported; }";
+  folder.add("asked", deviation);
+  folder.add("whole", " include part;");
+  folder.write("part.yang", "submodule part { yang-version 1.1; belongs-to whole { prefix w; }" + deviation + "}");
+  for (std::string const name : {"asked", "whole"}) {
+    auto const result = load(folder, {name});
+    ASSERT_TRUE(result) << testing::PrintToString(result.error());
+    EXPECT_THAT(attrNames(attrAt(result->root, {"top", "more"}).attrType()), ElementsAre("x")) << name;
+  }
 }
 
 TEST(LoadImport, GivesTheElementsOfWhatIsAugmentedByThose) {
