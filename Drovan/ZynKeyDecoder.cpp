@@ -17,9 +17,7 @@
 namespace Drovan {
 namespace {
 
-/** Nothing, or an error text. */
 using Done = KvStd::Expected<void, Velko::String>;
-/** A value object, or an error text. */
 using Value = KvStd::Expected<Velko::Ptr<Zyn::GenericIf>, Velko::String>;
 using KeyElemNode = ZynKeyDecoder::KeyElemNode;
 
@@ -260,28 +258,23 @@ struct Construction {
 /**
  * Whether constructing `type` on the node would repeat itself for ever: it is under construction there already, and no
  * child has been used up since. Argument types that lead back to each other do that when a caller leaves a path out.
- * Those that lead on and on would exhaust the stack, and count as endless from a depth that a stack holds.
+ * A longer chain of argument types than `mostDepth` counts as endless, too, because it could exhaust the stack.
  */
 bool isEndless(KeyElemNode const& node, Zyn::ZynType type, Construction const* underWay) {
   constexpr std::size_t mostDepth = 1000;
-  if (underWay->depth == mostDepth) {
-    return true;
-  }
+  bool const isTooDeep = underWay->depth == mostDepth;
   while (underWay != nullptr && underWay->type != type) {
     underWay = underWay->outer;
   }
-  return underWay != nullptr && underWay->childrenAtStart == node.children.size();
-}
-
-Zyn::ArgNameQIterator argNames(Zyn::ZynType const& type) {
-  return type.empty() ? Zyn::ArgNameQIterator() : type.module()->argNameQIterator(type.argListIndex());
+  return isTooDeep || (underWay != nullptr && underWay->childrenAtStart == node.children.size());
 }
 
 Value construct(KeyElemNode& node, Zyn::ZynType type, Construction const* outer) {
   TRACE("KeyElemNode", "construct", "Constructing type: '{}'", type);
   Construction const underWay{.type = type, .childrenAtStart = node.children.size(), .outer = outer};
   Zyn::GenericIfArgs args;
-  for (Zyn::ArgNameQIterator name = argNames(type); name; ++name) {
+  auto name = type.empty() ? Zyn::ArgNameQIterator() : type.module()->argNameQIterator(type.argListIndex());
+  for (; name; ++name) {
     // On the node's own type, whatever type is constructed: its attributes are what the children stand for.
     Zyn::ZynAttr const attr = node.type.attr(*name);
     if (attr.empty()) {
