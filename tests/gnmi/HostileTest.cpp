@@ -210,6 +210,10 @@ TEST_F(Hostile, ManyKeysOfOneElement) {
     (*keys.mutable_key())["z" + std::to_string(i)] = "1";
   }
   EXPECT_EQ(at(text), "KeyUnknown, element 1, key z0: unknown key 'z0' of 'entry'");
+  // Keys, and the table of their names.
+  Cost const reading = costOf([&] { EXPECT_TRUE(parsePath(text)); });
+  EXPECT_LT(reading.memory, 250 * some);
+  EXPECT_LT(reading.calls, 100U);
   Path const path = *readPath(message);
   EXPECT_EQ(at(path), "KeyUnknown, element 1, key z0: unknown key 'z0' of 'entry'");
   EXPECT_LT(costOf([&] { at(path); }).memory, 10'000U);
@@ -230,6 +234,20 @@ TEST_F(Hostile, HugeValues) {
   EXPECT_EQ(at("/vrf/entry[y=" + huge + "][x=a]").substr(0, 35), "ValueRefused, element 1, key y: Zyn");
   EXPECT_EQ(at("/" + huge).substr(0, 50), "UnknownNode, element 0: unknown element 'vvvvvvvvv");
   EXPECT_EQ(at("/vrf[" + huge + "=a]").substr(0, 47), "KeyUnknown, element 0, key vvvvvvvvvvvvvvvvvvvv");
+}
+
+TEST_F(Hostile, HugeValuesOfEscapes) {
+  std::string text = "/vrf[name=";
+  for (std::size_t i = 0; i != hugeSize / 2; ++i) {
+    text += "\\]";
+  }
+  text += "]";
+  Path path;
+  // Room for all of the escapes, once.
+  Cost const reading = costOf([&] { EXPECT_TRUE(parsePath(text, path)); });
+  EXPECT_LT(reading.memory, text.size() + 4096);
+  EXPECT_EQ(path.keys(path.elements()[0])[0].value, std::string(hugeSize / 2, ']'));
+  EXPECT_EQ(at(path), "found");
 }
 
 TEST_F(Hostile, BytesThatNobodyExpects) {
