@@ -868,6 +868,47 @@ TEST(Yaml, LongTextsAndDeepNestingAreRefused) {
   });
 }
 
+TEST(Yaml, OpenBracketsAreBounded) {
+  // In comments, so that they say nothing, and before anything that does.
+  std::string const bound = "more than 10000 open brackets; lists and maps are nested at most 20 deep";
+  std::string lines = "module: N\ntypes:\n";
+  for (int i = 0; i < 2000; ++i) {
+    lines += "  T" + std::to_string(i) + ": {wraps: U8} # [{[{[{[{[{\n";
+  }
+  expectProblems({
+      {"10000", "#" + std::string(10000, '[') + "\nmodule: N"},
+      {"10001", "#" + std::string(5000, '[') + "\n#" + std::string(5001, '{') + "\nmodule: N", {"2:5002: " + bound}},
+      {"20000, and the partners of the first",
+       "#" + std::string(10000, '[') + std::string(10000, ']') + std::string(10000, '[') + "\nmodule: N"},
+      {"20000 on lines between which the parser gets on", lines},
+  });
+}
+
+TEST(Yaml, OneHundredNamesAreSuggested) {
+  std::string text = "module: N\ntypes:\n  T:\n    value:\n";
+  for (int i = 0; i < 101; ++i) {
+    text += "      a" + std::to_string(i) + ": S12\n";
+  }
+  Texts const told = problemsOf(text);
+  ASSERT_THAT(told, SizeIs(101));
+  EXPECT_EQ(told[99], "net.yaml:104:12: no type 'S12'; did you mean 'S16', 'S32'?");
+  EXPECT_EQ(told[100], "net.yaml:105:13: no type 'S12'");
+}
+
+TEST(Yaml, ProblemsAreCutWhereTheyAreLong) {
+  std::string text;
+  for (char name = 'A'; name < 'K'; ++name) {
+    std::string const next(900, name == 'J' ? 'A' : static_cast<char>(name + 1));
+    text += "  " + std::string(900, name) + ": {value: {a: " + next + "}}\n";
+  }
+  Texts const told = problemsOf("module: N\ntypes:\n" + text);
+  ASSERT_THAT(told, SizeIs(1));
+  std::string const place = "net.yaml:3:914: ";
+  EXPECT_THAT(told[0], testing::StartsWith(place + "'N::AAA"));
+  EXPECT_THAT(told[0], testing::EndsWith("EEE..."));
+  EXPECT_EQ(told[0].size(), place.size() + 5000 + 3);
+}
+
 TEST(Yaml, FilesAreOfABoundedSize) {
   auto const module = [](std::string const& start, std::size_t size) {
     return start + "\n#" + std::string(size - start.size() - 2, 'x');
