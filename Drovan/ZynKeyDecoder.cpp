@@ -252,26 +252,22 @@ struct Construction {
   Zyn::ZynType type;
   std::size_t childrenAtStart;
   Construction const* outer;
-  std::size_t depth = outer == nullptr ? 1 : outer->depth + 1;
 };
 
 /**
  * Whether constructing `type` on the node would repeat itself for ever: it is under construction there already, and no
  * child has been used up since. Argument types that lead back to each other do that when a caller leaves a path out.
- * A longer chain of argument types than `mostDepth` counts as endless, too, because it could exhaust the stack.
  */
 bool isEndless(KeyElemNode const& node, Zyn::ZynType type, Construction const* underWay) {
-  constexpr std::size_t mostDepth = 1000;
-  bool const isTooDeep = underWay->depth == mostDepth;
   while (underWay != nullptr && underWay->type != type) {
     underWay = underWay->outer;
   }
-  return isTooDeep || (underWay != nullptr && underWay->childrenAtStart == node.children.size());
+  return underWay != nullptr && underWay->childrenAtStart == node.children.size();
 }
 
 Value construct(KeyElemNode& node, Zyn::ZynType type, Construction const* outer) {
   TRACE("KeyElemNode", "construct", "Constructing type: '{}'", type);
-  Construction const underWay{.type = type, .childrenAtStart = node.children.size(), .outer = outer};
+  Construction const underWay{type, node.children.size(), outer};
   Zyn::GenericIfArgs args;
   auto name = type.empty() ? Zyn::ArgNameQIterator() : type.module()->argNameQIterator(type.argListIndex());
   for (; name; ++name) {

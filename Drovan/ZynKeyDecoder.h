@@ -195,8 +195,9 @@ class ZynKeyDecoder::KeyElemNode final {
   /**
    * Builds a value of `type` from this node's children, once, as it uses them up: each constructor argument, in
    * declared order, is the child of that name, instantiated and taken out of the tree. The name is looked up on the
-   * node's own type. A composite argument without a child is built from this same node's children; with 1,000 types
-   * under construction there, or in a circle of them, it counts as missing. Other children are left alone.
+   * node's own type. A composite argument without a child is built from this same node's children; where that
+   * would go round in a circle, it counts as missing. Other children are left alone. Not checked: how long a chain of
+   * such arguments is; each takes some of the stack, so the provider bounds it.
    */
   KvStd::Expected<Velko::Ptr<Zyn::GenericIf>, Velko::String> construct(Zyn::ZynType type) noexcept;
 

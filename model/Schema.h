@@ -21,6 +21,8 @@
 // Wrappers, unions and value types nest at most 1,000 levels (`mostLevels`), so that reading, printing and dropping a
 // value takes a bounded part of the stack: less than 1 MiB as users build it. Refused is what would make any type
 // deeper: also an attribute that is added to a type when others use it, and one of a type that another schema uses.
+// A value type with several attributes of value types is as many levels, since a key may be built from one that is
+// built from the next.
 // Entities do not count: they have no values, and their attributes may lead back to them.
 //
 // A wrapper, union or value type leads to the types of its attributes, to theirs, and so on: to at most 100,000
@@ -95,7 +97,7 @@ enum class Kind : std::uint8_t {
  */
 enum class Mark : std::uint8_t { Value, Enum, S4, GnmiString, Union, ScalarKind };
 
-/** How deep wrappers, unions and value types nest, each of them one level. */
+/** How deep wrappers, unions and value types nest. */
 inline constexpr std::uint32_t mostLevels = 1000;
 
 /** How many types a type leads to, each counted once for each way there. */

@@ -28,8 +28,9 @@
 //
 // Refused, each with its place and what would be right: what is no YAML, a key that is unknown or written twice, a bare
 // `null`, aliases and tags, a second document, a type that does not exist (the nearest names are told), whatever
-// `Model::TypeBuilder` refuses (types nest at most `Model::mostLevels` deep), a file that imports itself. All errors of
-// a file, and of those it imports, come out in one run; what follows from an error is not told as another one.
+// `Model::TypeBuilder` refuses (types nest at most `Model::mostLevels` deep and lead to at most `Model::mostTypesBelow`
+// others), a file that imports itself. All errors of a file, and of those it imports, come out in one run; what follows
+// from an error is not told as another one.
 //
 // Refused as well is a name that no key path can hold. Paths are cut at the leftmost "__", again and again. So an
 // attribute of a value type, and the attribute that holds the keys of a collection where those are put together from

@@ -157,6 +157,12 @@ struct Size {
   std::uint64_t typesBelow;
 };
 
+/**
+ * The levels that a type adds to those of its attributes. The argument of a part may be the next part of the key, by
+ * name, so all parts of a key may be under construction at once, on one stack.
+ */
+std::uint32_t ownLevels(std::uint32_t parts) { return std::max(parts, std::uint32_t{1}); }
+
 /** Refuses the attribute of `owner` if it makes `type` larger than the bounds allow. */
 void checkSize(std::string_view attr, std::string_view owner, std::string_view type, Size size) {
   if (size.levels > mostLevels) {
@@ -211,13 +217,15 @@ void grow(Zyn::ZynType owner, std::span<Attribute const> attrs) {
     mutableModule(owner).growthSteps += 1 + row->users.size();
   }
   Size& own = sizes.at(&ownerRow);
+  std::uint32_t parts = ownerRow.parts;
   std::size_t deepest = 0;
   for (std::size_t i = 0; i < attrs.size(); ++i) {
     TypeRow const& inner = rowOf(attrs[i].type);
-    if (own.levels < inner.levels + 1) {
-      own.levels = inner.levels + 1;
-      deepest = i;
-    }
+    std::uint32_t const before = own.levels;
+    std::uint32_t const below = std::max(own.levels - ownLevels(parts), inner.levels);
+    parts += ownerRow.kind == Kind::Value && inner.kind == Kind::Value ? 1 : 0;
+    own.levels = below + ownLevels(parts);
+    deepest = own.levels > before ? i : deepest;
     own.typesBelow += 1 + inner.typesBelow;
     atItem(i, [&] {
       if (sizes.contains(&inner)) {
@@ -240,10 +248,11 @@ void grow(Zyn::ZynType owner, std::span<Attribute const> attrs) {
     });
     for (TypeRow const* const user : row->users) {
       Size& whole = sizes.at(user);
-      whole.levels = std::max(whole.levels, size.levels + 1);
+      whole.levels = std::max(whole.levels, size.levels + ownLevels(user->parts));
       whole.typesBelow += size.typesBelow - row->typesBelow;
     }
   }
+  ownerRow.parts = parts;
   for (TypeRow* const row : growing) {
     Size const size = sizes.at(row);
     row->levels = size.levels;

@@ -78,8 +78,10 @@ struct TypeRow {
   boost::container::static_vector<KnownName, mostKnownNames> knownNames;
   /** An index in the module. */
   std::optional<std::uint32_t> valAttr;
-  /** How deep values nest: 1 for a wrapper, union or value type, and what the deepest attribute adds; else 0. */
+  /** How deep values nest: its own levels, and what the deepest attribute adds; 0 for what is not composed. */
   std::uint32_t levels = 0;
+  /** Of a value type: how many of its attributes are of value types. */
+  std::uint32_t parts = 0;
   /** How many types a wrapper, union or value type leads to, each counted once for each way there; else 0. */
   std::uint32_t typesBelow = 0;
   /** The constructor arguments: NUL-terminated names, owned by the attributes' rows, and the slots they go to. */

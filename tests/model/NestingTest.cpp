@@ -155,7 +155,8 @@ TEST(NestingGrows, WhenATypeIsExtendedThatOthersUse) {
   Zyn::ZynType const holder = m.value("Holder").attr("left", bottom).attr("right", bottom);
   Zyn::ZynType const aside = m.unionOf("Aside", {{"bottom", bottom}});
   Zyn::ZynType type = holder;
-  for (std::uint32_t level = 3; level <= 998; ++level) {
+  // The holder is two levels, as it has two parts.
+  for (std::uint32_t level = 4; level <= 998; ++level) {
     type = m.wrapper(nameOf(level), type);
   }
   Zyn::ZynType const one = m.wrapper("One", core(Kind::U8));
@@ -185,6 +186,22 @@ TEST(NestingGrows, OutsideIn) {
   EXPECT_THAT(refusalOf([&] { m.extend(types[999]).attr("inner", types[500]); }),
               testing::AllOf(testing::StartsWith("'M::T999' would contain itself by M::T999.inner, M::T500.inner"),
                              testing::HasSubstr(" and 488 more; leave one of these attributes out")));
+}
+
+TEST(NestingGrows, ByEachPartOfAKey) {
+  Model::Schema schema;
+  Model::Module& m = schema.module("M");
+  Zyn::ZynType const site = m.value("Site").attr("row", core(Kind::U8));
+  Zyn::ZynType const key = m.value("Key").attr("first", site);
+  // 999 sites within each other at most, and what the last one holds is one level more.
+  for (int i = 1; i != 998; ++i) {
+    m.extend(key).attr("a" + std::to_string(i), site).attr("u" + std::to_string(i), core(Kind::U8));
+  }
+  EXPECT_EQ(refusalOf([&] { m.extend(key).attr("last", site); }), "");
+  EXPECT_EQ(refusalOf([&] { m.extend(key).attr("more", site); }), tooDeep("more", "Key", "Key", 1001));
+  EXPECT_EQ(refusalOf([&] { m.extend(key).attr("number", core(Kind::U8)); }), "");
+  EXPECT_EQ(refusalOf([&] { m.extend(site).attr("seat", m.wrapper("Seat", core(Kind::U8))); }),
+            tooDeep("seat", "Site", "Key", 1001));
 }
 
 TEST(NestingGrows, NotForAnotherSchema) {

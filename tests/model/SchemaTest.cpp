@@ -770,13 +770,14 @@ TEST(Cycles, AreFoundAtTheEndOfALongChainAndAcrossModules) {
   Model::Module& b = schema.module("B");
   Zyn::ZynType const first = a.value("V0");
   Zyn::ZynType last = first;
-  for (int i = 1; i < 1000; ++i) {
+  // Ten of them have two parts, and so will the last one: each is one level more.
+  for (int i = 1; i < 989; ++i) {
     Model::TypeBuilder made = (i % 2 == 0 ? a : b).value("V" + std::to_string(i)).attr("next", last);
     last = i <= 10 ? made.attr("again", last) : made;
   }
   EXPECT_THROW(a.extend(first).attr("next", last), Model::SchemaError);
   EXPECT_THAT(attrNames(first), IsEmpty());
-  EXPECT_NO_THROW(b.extend(last).attr("first", first));
+  EXPECT_NO_THROW(a.extend(last).attr("first", first));
 }
 
 TEST(Attributes, AreFoundByTheirNameAndByNoneThatIsNearlyTheSame) {

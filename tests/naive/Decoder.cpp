@@ -145,13 +145,10 @@ struct Entry {
   std::size_t children;
 };
 
-/**
- * Building the type again, with the children there were at its latest entry, would come here again and again. So deep
- * as 1,000 types within each other, nothing more is begun.
- */
+/** Building the type again, with the children there were at its latest entry, would come here again and again. */
 bool goesInCircles(std::vector<Entry> const& entries, Zyn::ZynType type, std::size_t children) {
   auto const latest = std::ranges::find(entries | std::views::reverse, type, &Entry::type);
-  return entries.size() == 1000 || (latest != entries.rend() && latest->children == children);
+  return latest != entries.rend() && latest->children == children;
 }
 
 Result<Value> construct(Node& node, Zyn::ZynType type, std::vector<Entry> entries) {
