@@ -216,7 +216,7 @@ TEST_F(Match, KeysThatTheChangedNodeLeavesOut) {
 
 TEST_F(Match, EachSubscriptionOnceInAscendingOrder) {
   Matcher matcher(values);
-  for (Matcher::Id const id : {30, 10, 20}) {
+  for (Matcher::Id const id : {Matcher::Id{30}, Matcher::Id{10}, Matcher::Id{20}}) {
     matcher.add(id, resolved("/system"));
     matcher.add(id, resolved("/system/up"));
     matcher.add(id, resolved("/system/up"));
