@@ -30,13 +30,16 @@ Gnmi::Path Requests::absolute(gnmi::Path const& prefix, gnmi::Path const& path, 
   return whole;
 }
 
-void Requests::expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call,
+void Requests::expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, std::size_t& budget,
                       std::function<void(Gnmi::Resolved const&)> const& visit) const {
+  std::size_t found = 0;
   auto const visitAll = [&](Gnmi::Resolved const& node) {
+    ++found;
     visit(node);
     return true;
   };
-  orRefuse(schema.resolver().expand(path, visitAll, mode, {.expansions = limits.expansions}), call);
+  orRefuse(schema.resolver().expand(path, visitAll, mode, {.expansions = budget + 1}), call);
+  budget -= found - 1;
 }
 
 void Requests::write(Gnmi::Resolved const& at, gnmi::Path& into) const {

@@ -19,8 +19,10 @@ struct Limits {
   /** Of a path with its prefix. */
   std::size_t elements = 64;
   std::size_t keys = 256;
-  /** Nodes of the schema that a path with wildcards means. */
-  std::size_t expansions = 1'000;
+  /** Nodes of the schema that the wildcards of one request mean. */
+  std::size_t expansions = 10'000;
+  /** Of what a Get answers. */
+  std::size_t answerBytes = std::size_t{256} << 20U;
   /** Of all clients together. */
   std::size_t streams = 2'000;
   /** Of a stream. */
@@ -41,8 +43,8 @@ class Requests {
 
   /** The path behind its prefix. It views the messages. */
   Gnmi::Path absolute(gnmi::Path const& prefix, gnmi::Path const& path, Gnmi::Call call) const;
-  /** Each node of the schema that the path means. */
-  void expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call,
+  /** Each node of the schema that the path means; all but the first are taken from the budget of the request. */
+  void expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, std::size_t& budget,
               std::function<void(Gnmi::Resolved const&)> const& visit) const;
   /** The canonical path. */
   void write(Gnmi::Resolved const& at, gnmi::Path& into) const;

@@ -64,6 +64,15 @@ Refused::Refused(Gnmi::Error const& error, Gnmi::Call call)
               fmt::format("{} ({}, element {}{})", error.text, error.inPrefix ? "prefix" : "path", error.element,
                           error.key.empty() ? "" : fmt::format(", key '{}'", error.key))) {}
 
+grpc::Status Refused::status() const {
+  constexpr std::size_t most = 1000;
+  std::size_t length = std::min(text.size(), most);
+  while (length < text.size() && length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
+    --length;  // Not within a character.
+  }
+  return {code, text.size() > length ? text.substr(0, length) + "..." : text};
+}
+
 Value readText(Zyn::ZynType type, std::string_view text) {
   // A key that is this one value, whatever its text: for the decoder of collections "*" would be every key.
   Drovan::ZynKeyDecoder::KeyElemNode whole(type, false);

@@ -98,19 +98,26 @@ void Service::get(gnmi::GetRequest const& request, gnmi::GetResponse& response) 
   }
   filter.type = request.type();
   bool const isProto = request.encoding() == gnmi::PROTO;
+  std::size_t budget = requests_.limits.expansions;
+  std::size_t bytes = 0;
   Tree const tree = store_.tree();
   for (gnmi::Path const& wanted : request.path()) {
     gnmi::Notification& notification = *response.add_notification();
     notification.set_timestamp(now());
     notification.mutable_prefix()->set_target(request.prefix().target());
     auto const path = requests_.absolute(request.prefix(), wanted, Gnmi::Call::Get);
-    requests_.expand(path, Gnmi::Mode::Read, Gnmi::Call::Get, [&](Gnmi::Resolved const& found) {
+    requests_.expand(path, Gnmi::Mode::Read, Gnmi::Call::Get, budget, [&](Gnmi::Resolved const& found) {
       for (Walk walk(requests_.schema, *tree, found, isProto); walk.next();) {
         gnmi::TypedValue value;
         if (writeNode(walk.node(), walk.entry(), filter, request.encoding(), value)) {
           gnmi::Update& update = *notification.add_update();
           requests_.write(walk.place(), *update.mutable_path());
           *update.mutable_val() = std::move(value);
+          bytes += update.ByteSizeLong();
+        }
+        if (bytes > requests_.limits.answerBytes) {
+          refuse(grpc::StatusCode::RESOURCE_EXHAUSTED,
+                 fmt::format("the answer has more than {} bytes", requests_.limits.answerBytes));
         }
       }
     });
@@ -124,9 +131,9 @@ DataNode const& Service::nodeOf(Gnmi::Resolved const& at) const {
   return at.nodes.empty() ? requests_.schema.root() : requests_.schema.node(at.node.attr);
 }
 
-void Service::readDelete(Gnmi::Path const& path, std::vector<Edit>& into) const {
+void Service::readDelete(Gnmi::Path const& path, std::size_t& budget, std::vector<Edit>& into) const {
   std::size_t const others = into.size();
-  requests_.expand(path, Gnmi::Mode::Delete, Gnmi::Call::Set,
+  requests_.expand(path, Gnmi::Mode::Delete, Gnmi::Call::Set, budget,
                    [&](Gnmi::Resolved const& at) { into.push_back({.kind = Edit::Kind::Delete, .at = at}); });
   // What wildcards mean besides configuration is passed over.
   if (into.size() == others + 1) {
@@ -159,11 +166,12 @@ void Service::set(gnmi::SetRequest const& request, gnmi::SetResponse& response) 
     refuseExtensions(request);
   }
   std::vector<Edit> edits;
+  std::size_t budget = requests_.limits.expansions;
   auto const read = [&](std::string_view what, int index, gnmi::Path const& path, gnmi::TypedValue const* value,
                         Edit::Kind kind, gnmi::UpdateResult::Operation operation) {
     try {
       Gnmi::Path const whole = requests_.absolute(request.prefix(), path, Gnmi::Call::Set);
-      value == nullptr ? readDelete(whole, edits) : edits.push_back(readWrite(whole, *value, kind));
+      value == nullptr ? readDelete(whole, budget, edits) : edits.push_back(readWrite(whole, *value, kind));
     } catch (Refused& refused) {
       refused.text = fmt::format("{}[{}]: {}", what, index, refused.text);
       throw;

@@ -34,7 +34,7 @@ class Service final : public gnmi::gNMI::CallbackService {
   void set(gnmi::SetRequest const& request, gnmi::SetResponse& response);
 
   DataNode const& nodeOf(Gnmi::Resolved const& at) const;
-  void readDelete(Gnmi::Path const& path, std::vector<Edit>& into) const;
+  void readDelete(Gnmi::Path const& path, std::size_t& budget, std::vector<Edit>& into) const;
   Edit readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, Edit::Kind kind) const;
 
   Requests requests_;

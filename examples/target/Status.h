@@ -17,7 +17,8 @@ struct Refused final : std::exception {
   Refused(Gnmi::Error const& error, Gnmi::Call call);
 
   char const* what() const noexcept override { return text.c_str(); }
-  grpc::Status status() const { return {code, text}; }
+  /** Texts quote what a client sent; cut, as trailers of a call are limited. */
+  grpc::Status status() const;
 
   grpc::StatusCode code;
   std::string text;

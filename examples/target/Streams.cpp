@@ -156,10 +156,11 @@ void Stream::subscribe(gnmi::SubscriptionList const& list) {
   auto all = std::make_shared<std::vector<Gnmi::Resolved>>();
   std::vector<Gnmi::Resolved> onChange;
   std::vector<Timed> timed;
+  std::size_t budget = requests.limits.expansions;
   for (gnmi::Subscription const& one : list.subscription()) {
     auto nodes = std::make_shared<std::vector<Gnmi::Resolved>>();
     requests.expand(requests.absolute(list.prefix(), one.path(), Gnmi::Call::Subscribe), Gnmi::Mode::Read,
-                    Gnmi::Call::Subscribe, [&](Gnmi::Resolved const& node) { nodes->push_back(node); });
+                    Gnmi::Call::Subscribe, budget, [&](Gnmi::Resolved const& node) { nodes->push_back(node); });
     all->insert(all->end(), nodes->begin(), nodes->end());
     if (!isStream) {
       continue;
@@ -372,6 +373,7 @@ void Stream::OnDone() {
   streams_.matcher_.remove(id_);
   std::shared_ptr<Stream> last;  // Goes when the lock has gone.
   std::lock_guard const lock(streams_.mutex_);
+  std::erase_if(streams_.due_, [&](auto const& due) { return due.second == id_; });
   last = std::move(streams_.open_.extract(id_).mapped());
 }
 
@@ -461,7 +463,7 @@ void Streams::keepTime() {
         lock.unlock();
         auto const next = stream->tick(Clock::now());
         lock.lock();
-        if (next) {
+        if (next && open_.contains(id)) {
           due_.emplace(*next, id);
         }
       }

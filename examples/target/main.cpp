@@ -36,6 +36,7 @@ std::vector<std::pair<std::string_view, std::size_t*>> limitOptions(Limits& limi
           {"--max-elements", &limits.elements},
           {"--max-keys", &limits.keys},
           {"--max-expansions", &limits.expansions},
+          {"--max-answer", &limits.answerBytes},
           {"--max-streams", &limits.streams},
           {"--max-subscriptions", &limits.subscriptions},
           {"--max-queue", &limits.queue},

@@ -38,7 +38,9 @@ class Target:
             self.channel.close()  # The target waits for connections to close before it ends.
         self.process.send_signal(how)
         self.process.communicate(timeout=60)
-        return self.process.returncode, self.logged()
+        log = self.logged()
+        self.log.close()
+        return self.process.returncode, log
 
     def logged(self):
         self.log.seek(0)

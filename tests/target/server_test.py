@@ -62,8 +62,35 @@ class Limits(unittest.TestCase):
 
     def test_expansions(self):
         target = self.start('--max-expansions', '5')
+        target.stub.Set(gnmi.SetRequest(delete=[path('/system/hostname')] * 100))
         self.assertEqual(self.code(lambda: target.stub.Get(gnmi.GetRequest(path=[path('/...')]))), 'RESOURCE_EXHAUSTED')
         self.assertEqual(Stream(target.stub, listed('/...')).status()[0], 'RESOURCE_EXHAUSTED')
+
+    def test_expansions_of_a_request(self):
+        target = self.start()
+        target.stub.Set(gnmi.SetRequest(update=[update('/system/hostname', 'h')]))
+        paths = [path('/...')] * 100_000
+        self.assertEqual(self.code(lambda: target.stub.Get(gnmi.GetRequest(path=paths))), 'RESOURCE_EXHAUSTED')
+        self.assertEqual(self.code(lambda: target.stub.Set(gnmi.SetRequest(delete=paths))), 'RESOURCE_EXHAUSTED')
+
+    def test_answers(self):
+        target = self.start('--max-answer', '100000')
+        target.stub.Set(gnmi.SetRequest(update=[update('/system/contact', 'x' * 1000)]))
+        target.stub.Get(gnmi.GetRequest(path=[path('/system/contact')] * 90))
+        self.assertEqual(self.code(lambda: target.stub.Get(gnmi.GetRequest(path=[path('/system/contact')] * 110))),
+                         'RESOURCE_EXHAUSTED')
+
+    def test_long_texts_of_errors_are_cut(self):
+        target = self.start()
+        for name in 'x' * 1_000_000, '\u20ac' * 1_000_000:
+            with self.assertRaises(grpc.RpcError) as caught:
+                target.stub.Get(gnmi.GetRequest(path=[gnmi.Path(elem=[gnmi.PathElem(name=name)])]))
+            self.assertEqual(caught.exception.code().name, 'UNIMPLEMENTED')
+            self.assertLess(len(caught.exception.details()), 1100)
+        with self.assertRaises(grpc.RpcError) as caught:
+            target.stub.Set(gnmi.SetRequest(update=[update('/system', {'\u20ac' * 100_000: 1})]))
+        self.assertEqual(caught.exception.code().name, 'INVALID_ARGUMENT')
+        self.assertTrue(caught.exception.details().endswith('\u20ac...'), caught.exception.details()[-20:])
 
     def test_streams(self):
         target = self.start('--max-streams', '3')
