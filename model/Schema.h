@@ -283,6 +283,12 @@ Zyn::ZynType core(Kind kind);
 /** The name of a kind: "Bool", ..., "Entity". */
 std::string_view kindName(Kind kind) noexcept;
 
+/**
+ * The entities that no other entity is made of, from which paths start; every one where each is a part of another. In
+ * the order in which they were added.
+ */
+std::vector<Zyn::ZynType> topEntities(Schema const& schema);
+
 /** An attribute by its name. Throws `Model::Error` when the type has none of it, and names the nearest ones. */
 Zyn::ZynAttr attr(Zyn::ZynType type, std::string_view name);
 

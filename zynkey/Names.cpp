@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
-#include <set>
 #include <utility>
 
 #include "text/Messages.h"
@@ -98,27 +97,12 @@ std::expected<Zyn::ZynType, std::string> Names::root(std::string_view name) {
 }
 
 std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema) {
-  std::vector<Zyn::ZynType> entities;
-  std::set<std::string_view> parts;
-  for (std::string const& name : schema.names()) {
-    Zyn::ZynType const type = schema.find(name);
-    if (Model::kindOf(type) != Model::Kind::Entity) {
-      continue;
-    }
-    entities.push_back(type);
-    for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
-      if ((*attr).attrType() != type) {
-        parts.insert((*attr).attrType().name());
-      }
-    }
-  }
-  std::vector<Zyn::ZynType> roots;
-  std::ranges::copy_if(entities, std::back_inserter(roots), [&](auto type) { return !parts.contains(type.name()); });
-  if (roots.size() == 1) {
-    return roots.front();
+  std::vector<Zyn::ZynType> const tops = Model::topEntities(schema);
+  if (tops.size() == 1) {
+    return tops.front();
   }
   std::vector<std::string> names;
-  for (Zyn::ZynType const type : roots.empty() ? entities : roots) {
+  for (Zyn::ZynType const type : tops) {
     names.push_back(nameOf(schema, type));
   }
   return std::unexpected("which entity do paths start from? Name it with --root, or \"root\" in a request" +

@@ -818,4 +818,27 @@ std::vector<std::string> Schema::names() const {
   return all;
 }
 
+std::vector<Zyn::ZynType> topEntities(Schema const& schema) {
+  std::vector<Zyn::ZynType> entities;
+  auto const idOf = [](Zyn::ZynType type) { return std::pair(type.module(), type.index()); };
+  absl::flat_hash_set<std::pair<Zyn::ZynModule const*, std::uint32_t>> parts;
+  for (Module const* const module : schema.modules()) {
+    for (Zyn::ZynType const type : module->types()) {
+      if (kindOf(type) != Kind::Entity) {
+        continue;
+      }
+      entities.push_back(type);
+      for (Zyn::AttributeQIterator attr(type); attr; ++attr) {
+        if ((*attr).attrType() != type) {
+          parts.insert(idOf((*attr).attrType()));
+        }
+      }
+    }
+  }
+  std::vector<Zyn::ZynType> tops;
+  std::ranges::copy_if(entities, std::back_inserter(tops),
+                       [&](Zyn::ZynType type) { return !parts.contains(idOf(type)); });
+  return tops.empty() ? entities : tops;
+}
+
 }  // namespace Model
