@@ -4,21 +4,25 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
+#include <ranges>
 #include <span>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 #ifndef NDEBUG
 #include <atomic>
 #endif
 
+#include "gnmi/Message.h"
 #include "gnmi/ModelValues.h"
 #include "gnmi/YangFacts.h"
 #include "yaml/Yaml.h"
@@ -71,8 +75,10 @@ auto orRefuse(Result result) {
 /** What an error's texts point into. */
 struct ErrorTexts {
   Gnmi::Error error;
-  std::vector<char const*> names;
+  std::vector<drovan_text> names;
 };
+
+drovan_text viewOf(std::string_view text) { return {text.data(), text.size()}; }
 
 void clear(drovan_error& error) noexcept {
   delete static_cast<ErrorTexts*>(error.owned);
@@ -82,44 +88,38 @@ void clear(drovan_error& error) noexcept {
 }
 
 void fill(drovan_error& into, int kind, Gnmi::Error error) {
-  auto texts = std::make_unique<ErrorTexts>();
-  texts->error = std::move(error);
+  auto texts = std::make_unique<ErrorTexts>(std::move(error));
   Gnmi::Error const& own = texts->error;
   for (std::string const& name : own.names) {
-    texts->names.push_back(name.c_str());
+    texts->names.push_back(viewOf(std::string_view(name)));
   }
+  clear(into);  // A function that `visit` calls may have filled it.
   into.kind = kind;
   into.in_prefix = own.inPrefix ? 1 : 0;
   into.element = own.element;
   into.offset = own.offset.value_or(DROVAN_NOWHERE);
-  into.text = own.text.c_str();
-  into.key = own.key.c_str();
-  into.unknown = own.unknown.c_str();
+  into.text = viewOf(std::string_view(own.text));
+  into.key = viewOf(std::string_view(own.key));
+  into.unknown = viewOf(std::string_view(own.unknown));
   into.near_names = texts->names.data();
   into.near_count = texts->names.size();
   into.owned = texts.release();
 }
 
-int failed(drovan_error* error, int kind, Gnmi::Error what) noexcept {
-  if (error == nullptr) {
-    return kind;
-  }
-  try {
-    fill(*error, kind, std::move(what));
-    return kind;
-  } catch (std::bad_alloc const&) {
+int outOfMemory(drovan_error* error) noexcept {
+  if (error != nullptr) {
+    clear(*error);
     error->kind = DROVAN_NO_MEMORY;
-    error->text = "out of memory";
-    return DROVAN_NO_MEMORY;
+    error->text = viewOf(std::string_view("out of memory"));
   }
+  return DROVAN_NO_MEMORY;
 }
 
-int failedWith(drovan_error* error, int kind, char const* text) noexcept {
-  try {
-    return failed(error, kind, {.text = text, .element = DROVAN_NOWHERE});
-  } catch (std::bad_alloc const&) {
-    return failed(error, DROVAN_NO_MEMORY, {});
+int failed(drovan_error* error, int kind, Gnmi::Error what) {
+  if (error != nullptr) {
+    fill(*error, kind, std::move(what));
   }
+  return kind;
 }
 
 /** Does the work of a call: nothing that it throws gets out. */
@@ -132,20 +132,20 @@ int guarded(drovan_error* error, Work const& work) noexcept {
     clear(*error);
   }
   try {
-    work();
-    return DROVAN_OK;
-  } catch (Failed& what) {
-    return failed(error, what.kind, std::move(what.error));
-  } catch (Model::Error const& what) {
-    return failedWith(error, DROVAN_OTHER_KIND, what.what());
-  } catch (std::bad_alloc const&) {
-    if (error != nullptr) {
-      error->kind = DROVAN_NO_MEMORY;
-      error->text = "out of memory";
+    try {
+      work();
+      return DROVAN_OK;
+    } catch (Failed& what) {
+      return failed(error, what.kind, std::move(what.error));
+    } catch (Model::Error const& what) {
+      return failed(error, DROVAN_OTHER_KIND, {.text = what.what(), .element = DROVAN_NOWHERE});
+    } catch (std::bad_alloc const&) {
+      throw;
+    } catch (std::exception const& what) {
+      return failed(error, DROVAN_SYSTEM, {.text = what.what(), .element = DROVAN_NOWHERE});
     }
-    return DROVAN_NO_MEMORY;
-  } catch (std::exception const& what) {
-    return failedWith(error, DROVAN_SYSTEM, what.what());
+  } catch (std::bad_alloc const&) {
+    return outOfMemory(error);
   }
 }
 
@@ -248,11 +248,12 @@ struct drovan_selection : Handle {
   static constexpr char const* name = "selection";
   drovan_selection() noexcept : Handle(tag) {}
 
-  /** Null before the first use. */
+  /** What `found` was found by. Null before the first use. */
   std::shared_ptr<ResolverData const> resolver;
+  /** Filled again and again, so that it keeps its memory. */
   Gnmi::Resolved found;
-  /** Of an expansion: what it shows, in place of the above. */
-  Gnmi::Resolved const* shown = &found;
+  /** What is selected: `found`, or what an expansion shows; null while that is nothing. */
+  Gnmi::Resolved const* shown = nullptr;
 };
 
 struct drovan_key : Handle {
@@ -287,8 +288,6 @@ std::string_view viewOf(drovan_text text) {
   return {text.data == nullptr ? "" : text.data, text.size};
 }
 
-drovan_text viewOf(std::string_view text) { return {text.data(), text.size()}; }
-
 template <typename T>
 std::span<T const> listOf(T const* first, std::size_t count) {
   if (first == nullptr && count != 0) {
@@ -312,14 +311,25 @@ void require(T* answer) {
   }
 }
 
-/** A structure that has a size. */
+/** A structure that has the size of this version at least. */
 template <typename T>
 void requireSized(T const* structure) {
-  require(structure);
+  if (structure == nullptr) {
+    fail(DROVAN_MISUSE, "a structure that is NULL");
+  }
   if (structure->size < sizeof(T)) {
     fail(DROVAN_MISUSE, "a structure whose size is not set");
   }
 }
+
+unsigned knownFlags(unsigned flags, unsigned known) {
+  if ((flags & ~known) != 0) {
+    fail(DROVAN_MISUSE, "a flag that there is not");
+  }
+  return flags;
+}
+
+bool usesS4(unsigned flags) { return knownFlags(flags, DROVAN_USE_S4) != 0; }
 
 void handOut(std::string const& from, char** text, std::size_t* size) {
   require(text);
@@ -392,43 +402,48 @@ Gnmi::Mode modeOf(int mode) {
   return static_cast<Gnmi::Mode>(mode);
 }
 
-Gnmi::Path pathOf(drovan_path const* message) {
+/** A path of the caller's with the members that gnmi/Message.h reads. */
+struct Message {
+  drovan_path const& own;
+
+  struct Elem {
+    drovan_path_elem const& own;
+
+    std::string_view name() const { return viewOf(own.name); }
+    auto key() const {
+      return listOf(own.keys, own.key_count) | std::views::transform([](drovan_path_key const& key) {
+               return std::pair(viewOf(key.name), viewOf(key.value));
+             });
+    }
+  };
+
+  std::string_view origin() const { return viewOf(own.origin); }
+  std::string_view target() const { return viewOf(own.target); }
+  auto elem() const {
+    return listOf(own.elems, own.elem_count) |
+           std::views::transform([](drovan_path_elem const& elem) { return Elem(elem); });
+  }
+  std::span<std::string_view const> element() const { return {}; }
+};
+
+Gnmi::Path readMessage(drovan_path const* message) {
   requireSized(message);
   Gnmi::Path path;
-  path.origin = viewOf(message->origin);
-  path.target = viewOf(message->target);
-  auto const refuse = [&](char const* text) {
-    throw Failed{DROVAN_MALFORMED, {.text = text, .element = path.elements().size() - 1}};
-  };
-  for (drovan_path_elem const& elem : listOf(message->elems, message->elem_count)) {
-    path.add(viewOf(elem.name));
-    if (elem.name.size == 0) {
-      refuse("the element has no name");
-    }
-    for (drovan_path_key const& key : listOf(elem.keys, elem.key_count)) {
-      path.addKey(viewOf(key.name), viewOf(key.value));
-      if (key.name.size == 0) {
-        refuse("a key of the element has no name");
-      }
-    }
-    path.sortKeys();
-  }
+  orFail(Gnmi::readPath(Message(*message), path));
   return path;
 }
 
 Gnmi::Path pathOf(drovan_path const* prefix, drovan_path const* path) {
-  Gnmi::Path const own = pathOf(path);
-  if (prefix == nullptr) {
-    return orFail(Gnmi::join(Gnmi::Path(), own));
-  }
   Gnmi::Path before;
-  try {
-    before = pathOf(prefix);
-  } catch (Failed& what) {
-    what.error.inPrefix = true;
-    throw;
+  if (prefix != nullptr) {
+    try {
+      before = readMessage(prefix);
+    } catch (Failed& what) {
+      what.error.inPrefix = true;
+      throw;
+    }
   }
-  return orFail(Gnmi::join(before, own));
+  return orFail(Gnmi::join(before, readMessage(path)));
 }
 
 Gnmi::Path pathOf(drovan_text text) { return orFail(Gnmi::parsePath(viewOf(text))); }
@@ -438,13 +453,14 @@ int resolve(drovan_resolver const* handle, int mode, drovan_selection* into, dro
             Parts... parts) noexcept {
   return guarded(error, [&] {
     Used const selection(into);
-    selection->found = {};
+    selection->shown = nullptr;
     Used const resolver(handle);
-    Gnmi::Path const path = pathOf(parts...);
-    selection->resolver = resolver->data;
-    Gnmi::Resolved resolved;
-    orFail(resolver->data->resolver.resolve(path, resolved, modeOf(mode)));
-    selection->found = std::move(resolved);
+    if (selection->resolver != resolver->data) {
+      selection->found = {};  // Its values go before the schema that they are of.
+      selection->resolver = resolver->data;
+    }
+    orFail(resolver->data->resolver.resolve(pathOf(parts...), selection->found, modeOf(mode)));
+    selection->shown = &selection->found;
   });
 }
 
@@ -466,8 +482,15 @@ int expand(drovan_resolver const* handle, int mode, std::size_t maxNodes, drovan
   });
 }
 
+Gnmi::Resolved const& shownBy(drovan_selection const& selection) {
+  if (selection.shown == nullptr) {
+    fail(DROVAN_MISUSE, "a selection that no path was resolved into");
+  }
+  return *selection.shown;
+}
+
 Gnmi::Selected const& selectedAt(drovan_selection const& selection, std::size_t index) {
-  auto const& all = selection.shown->selections;
+  auto const& all = shownBy(selection).selections;
   return all[checkedIndex(index, all.size(), "selection")];
 }
 
@@ -645,6 +668,7 @@ int drovan_schema_yaml_text(drovan_text yaml, drovan_text name, drovan_schema** 
 int drovan_schema_yang(drovan_text const* folders, size_t folder_count, drovan_text const* modules, size_t module_count,
                        unsigned flags, drovan_schema** schema, drovan_error* error) {
   return newSchema(schema, error, [&](SchemaData& data) {
+    knownFlags(flags, DROVAN_ALL_FEATURES | DROVAN_IMPLEMENT_IMPORTS | DROVAN_STRICT);
     auto loaded = Yang::load(stringsOf(folders, folder_count), stringsOf(modules, module_count),
                              {.allFeatures = (flags & DROVAN_ALL_FEATURES) != 0,
                               .implementImports = (flags & DROVAN_IMPLEMENT_IMPORTS) != 0,
@@ -686,7 +710,7 @@ int drovan_resolver_new(drovan_schema const* handle, drovan_text root, unsigned 
     *resolver = nullptr;
     SchemaData const& data = *schema->data;
     Zyn::ZynType const top = rootOf(data, viewOf(root));
-    bool const useS4 = (flags & DROVAN_USE_S4) != 0;
+    bool const useS4 = usesS4(flags);
     *resolver = new drovan_resolver(std::make_shared<ResolverData>(
         schema->data, Gnmi::Resolver(top, {.useS4Encoding = useS4, .facts = data.facts}), Gnmi::ModelValues(useS4)));
   });
@@ -728,7 +752,7 @@ int drovan_selection_node(drovan_selection const* handle, drovan_node* node, dro
   return guarded(error, [&] {
     Used const selection(handle);
     requireSized(node);
-    Gnmi::Node const& own = selection->shown->node;
+    Gnmi::Node const& own = shownBy(*handle).node;
     node->kind = static_cast<int>(own.kind);
     node->name = viewOf(std::string_view(own.attr.empty() ? "" : own.attr.name()));
     node->type = viewOf(std::string_view(own.type.empty() ? "" : own.type.name()));
@@ -736,7 +760,8 @@ int drovan_selection_node(drovan_selection const* handle, drovan_node* node, dro
 }
 
 size_t drovan_selection_count(drovan_selection const* selection) {
-  return selection == nullptr || !selection->is(Tag::Selection) ? 0 : selection->shown->selections.size();
+  bool const isFilled = selection != nullptr && selection->is(Tag::Selection) && selection->shown != nullptr;
+  return isFilled ? selection->shown->selections.size() : 0;
 }
 
 int drovan_selection_at(drovan_selection const* handle, size_t index, drovan_selected* selected, drovan_error* error) {
@@ -804,11 +829,9 @@ int drovan_selection_matches(drovan_selection const* handle, size_t index, drova
 int drovan_selection_path(drovan_selection const* handle, char** path, size_t* size, drovan_error* error) {
   return guarded(error, [&] {
     Used const selection(handle);
-    if (selection->resolver == nullptr) {
-      fail(DROVAN_MISUSE, "a selection that no path was resolved into");
-    }
+    Gnmi::Resolved const& shown = shownBy(*handle);
     ResolverData const& data = *selection->resolver;
-    handOut(Gnmi::formatPath(orFail(data.resolver.canonical(*selection->shown, data.values))), path, size);
+    handOut(Gnmi::formatPath(orFail(data.resolver.canonical(shown, data.values))), path, size);
   });
 }
 
@@ -936,8 +959,8 @@ int drovan_decode_scalar(drovan_schema const* handle, drovan_text entity, drovan
     require(key);
     *key = nullptr;
     Zyn::ZynAttr const attr = collectionOf(*schema->data, entity, collection);
-    auto const decoded = orRefuse(ZynKeyDecoder(attr, (flags & DROVAN_USE_S4) != 0)
-                                      .decodeScalarKey(attr.keyType(), viewOf(key_name), viewOf(value)));
+    auto const decoded =
+        orRefuse(ZynKeyDecoder(attr, usesS4(flags)).decodeScalarKey(attr.keyType(), viewOf(key_name), viewOf(value)));
     if (auto const* const one = std::get_if<ZynKeyDecoder::Single>(&decoded)) {
       *key = newKey(schema->data, one->value);
     }
@@ -951,7 +974,7 @@ int drovan_decode_key(drovan_schema const* handle, drovan_text entity, drovan_te
     require(key);
     *key = nullptr;
     Zyn::ZynAttr const attr = collectionOf(*schema->data, entity, collection);
-    bool const useS4 = (flags & DROVAN_USE_S4) != 0;
+    bool const useS4 = usesS4(flags);
     ZynKeyDecoder const decoder(attr, useS4);
     ZynKeyDecoder::KeyElemNode tree(attr.keyType(), useS4);
     for (drovan_field const& field : listOf(fields, count)) {
@@ -968,8 +991,7 @@ int drovan_filter_new(drovan_schema const* handle, drovan_text entity, drovan_te
     Used const schema(handle);
     require(filter);
     *filter = nullptr;
-    *filter =
-        new drovan_filter(schema->data, collectionOf(*schema->data, entity, collection), (flags & DROVAN_USE_S4) != 0);
+    *filter = new drovan_filter(schema->data, collectionOf(*schema->data, entity, collection), usesS4(flags));
   });
 }
 

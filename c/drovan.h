@@ -13,7 +13,7 @@
  *       drovan_selection_key(found, 0, &key, &error) == DROVAN_OK) {
  *     ... key holds the string red ...
  *   } else {
- *     fprintf(stderr, "%s\n", error.text);
+ *     fprintf(stderr, "%s\n", error.text.data);
  *   }
  *   drovan_key_free(key), drovan_selection_free(found), drovan_resolver_free(resolver), drovan_schema_free(schema);
  *   drovan_error_clear(&error);
@@ -22,12 +22,13 @@
  *   refused    "/vrf[nmae=red]"     DROVAN_KEY_UNKNOWN at byte 5: unknown key 'nmae' of 'vrf'; there is 'name'
  *
  * Answers. Every function that can fail returns a class, DROVAN_OK where it did what it says, and fills the error where
- * one is given; `error` may be NULL. After a failure, what would have been handed out is NULL or unchanged.
+ * one is given; `error` may be NULL. After a failure, what would have been handed out is NULL or unchanged. Nothing is
+ * thrown.
  *
  * Texts are bytes with a length, which may hold NUL. Texts that are given are read during the call. Texts that are
- * handed out as `drovan_text` are views, followed by a NUL byte; each function says of what. Texts handed out as
- * `char *` belong to the caller, who gives them to `drovan_free`; they end in a NUL byte that their size does not
- * count.
+ * handed out as `drovan_text` are views, followed by a NUL byte; each function says of what. Those of the schema last as
+ * long as any handle that was made from it. Texts handed out as `char *` belong to the caller, who gives them to
+ * `drovan_free`; they end in a NUL byte that their size does not count, and `size` may be NULL.
  *
  * Handles. What a `_new` or another function makes belongs to the caller, until the `_free` of its kind, which takes
  * NULL as well. Handles keep what they need: they may be freed in any order. A NULL handle, and one of another kind, is
@@ -37,10 +38,12 @@
  * and an error are used by one thread at a time. No handle is freed while another thread uses it; a build with
  * assertions ends the process where it finds that out.
  *
- * Memory. What cannot be had is DROVAN_NO_MEMORY, but while a key is put together from its parts: that ends the
- * process.
+ * Memory. What cannot be had is DROVAN_NO_MEMORY, and the handles hold what they held. But it ends the process, as it
+ * does everywhere in the library, while a schema is loaded, a resolver is made, a value is read (also to check that a
+ * path is read back as the same), and while JSON is made.
  *
- * Structures begin with their size, which the caller sets, so that later versions can add fields at their end.
+ * Structures that begin with their size may get more fields at their end. The caller sets it, `sizeof` of the
+ * structure: what is larger than this version knows is left alone, what is smaller is DROVAN_MISUSE.
  * C11, C++98. This is version 0: functions may still change until 1. */
 #ifndef DROVAN_H
 #define DROVAN_H
@@ -77,9 +80,9 @@ enum {
   DROVAN_BAD_SCHEMA = 20,      /* a schema that does not load: a line for each problem */
   DROVAN_OTHER_KIND = 21,      /* a key holds something else than what is asked for, or does not fit */
   DROVAN_NO_NAME = 22,         /* a type, an attribute, a part of that name, or an index, that there is not */
-  DROVAN_MISUSE = 23,          /* a NULL handle, a handle of another kind, a structure without its size */
+  DROVAN_MISUSE = 23,          /* a call that breaks a rule of this header: a NULL handle, an unknown flag */
   DROVAN_NO_MEMORY = 24,
-  DROVAN_SYSTEM = 25 /* the system refuses a thread */
+  DROVAN_SYSTEM = 25 /* the system refuses something else than memory */
 };
 
 /* "KeyUnknown", for instance; "?" for a number that is no class. Static. */
@@ -102,7 +105,7 @@ static inline drovan_text drovan_str(char const *text) {
 #define DROVAN_NOWHERE ((size_t)-1)
 
 /* Filled by each call that it is given to, and emptied first. Its texts are its own, until then or until
- * `drovan_error_clear`. Never copied. */
+ * `drovan_error_clear`. Never copied. Set to DROVAN_ERROR_INIT before its first use. */
 typedef struct drovan_error {
   size_t size;
   void *owned;                   /* the library's */
@@ -110,15 +113,15 @@ typedef struct drovan_error {
   int32_t in_prefix;             /* 1: the place is in the prefix */
   size_t element;                /* the index of the element, the number of elements where it is none of them */
   size_t offset;                 /* of a path that was text: the byte */
-  char const *text;              /* one sentence, without the place; "" where there is no error */
-  char const *key;               /* the name of the key; "" where it is about none */
-  char const *unknown;           /* the name that does not exist */
-  char const *const *near_names; /* those that do exist */
+  drovan_text text;              /* one sentence, without the place; empty where there is no error */
+  drovan_text key;               /* the name of the key; empty where it is about none */
+  drovan_text unknown;           /* the name that does not exist */
+  drovan_text const *near_names; /* those that do exist */
   size_t near_count;
 } drovan_error;
 
 #define DROVAN_ERROR_INIT \
-  {sizeof(drovan_error), NULL, DROVAN_OK, 0, DROVAN_NOWHERE, DROVAN_NOWHERE, "", "", "", NULL, 0}
+  {sizeof(drovan_error), NULL, DROVAN_OK, 0, DROVAN_NOWHERE, DROVAN_NOWHERE, {"", 0}, {"", 0}, {"", 0}, NULL, 0}
 
 /* Gives back what the error holds; it may be used again. */
 void drovan_error_clear(drovan_error *error);
@@ -191,7 +194,7 @@ typedef struct drovan_selection drovan_selection;
 int drovan_selection_new(drovan_selection **selection, drovan_error *error);
 void drovan_selection_free(drovan_selection *selection);
 
-/* The one node that a path names. After a failure the selection is empty. */
+/* The one node that a path names. After a failure the selection is empty, as a new one is: it has no node. */
 int drovan_resolve_text(drovan_resolver const *resolver, drovan_text path, int mode, drovan_selection *selection,
                         drovan_error *error);
 /* `prefix` may be NULL. */
@@ -199,7 +202,8 @@ int drovan_resolve_message(drovan_resolver const *resolver, drovan_path const *p
                            int mode, drovan_selection *selection, drovan_error *error);
 
 /* Each node that a path with wildcards means, until `visit` answers 0. The selection that it is shown is one for all,
- * for the time of the call. `max_nodes` 0: 100,000. */
+ * for the time of the call; keys that are read from it last. `visit` throws nothing and uses an error of its own.
+ * `max_nodes` 0: 100,000. */
 typedef int (*drovan_visit)(void *context, drovan_selection const *selection);
 int drovan_expand_text(drovan_resolver const *resolver, drovan_text path, int mode, size_t max_nodes,
                        drovan_visit visit, void *context, drovan_error *error);

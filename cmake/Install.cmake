@@ -8,8 +8,9 @@ set_target_properties(DrovanModel PROPERTIES EXPORT_NAME Model)
 set_target_properties(DrovanYaml PROPERTIES EXPORT_NAME Yaml)
 set_target_properties(DrovanGnmi PROPERTIES EXPORT_NAME Gnmi)
 set_target_properties(DrovanYang PROPERTIES EXPORT_NAME Yang)
+set_target_properties(DrovanC PROPERTIES EXPORT_NAME C)
 
-install(TARGETS Drovan DrovanGnmi EXPORT DrovanTargets FILE_SET HEADERS FILE_SET adapters)
+install(TARGETS Drovan DrovanGnmi DrovanC EXPORT DrovanTargets FILE_SET HEADERS FILE_SET adapters)
 install(TARGETS DrovanPlatform EXPORT DrovanTargets FILE_SET HEADERS
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drovan-platform)
 install(TARGETS DrovanModel DrovanYaml DrovanYang EXPORT DrovanTargets FILE_SET HEADERS
@@ -33,7 +34,8 @@ install(FILES ${PROJECT_BINARY_DIR}/DrovanConfig.cmake ${PROJECT_BINARY_DIR}/Dro
 file(RELATIVE_PATH PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" PC_PREFIX ${PC_PREFIX})
 
-# name, what it is, libraries, include folders, the other .pc files whose headers ours include
+# name, what it is, libraries, include folders, the other .pc files whose headers ours include, the version where it is
+# not the project's
 function(install_pc name description library folders requires)
   list(JOIN requires " " REQUIRES)
   list(TRANSFORM folders REPLACE "(.+)" "-I\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}\\1")
@@ -41,6 +43,10 @@ function(install_pc name description library folders requires)
   set(NAME ${name})
   set(DESCRIPTION ${description})
   set(LIBRARY ${library})
+  set(VERSION ${ARGN})
+  if(NOT VERSION)
+    set(VERSION ${PROJECT_VERSION})
+  endif()
   configure_file(cmake/library.pc.in ${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
@@ -52,3 +58,5 @@ install_pc(drovan-model "An embedded type system that provides what drovan asks 
 install_pc(drovan-yaml "YAML schema files for drovan-model" DrovanYaml "/drovan-model" "drovan-model")
 install_pc(drovan-gnmi "Selections of keys from gNMI paths" DrovanGnmi "/" "drovan")
 install_pc(drovan-yang "YANG modules as schemas for drovan-model" DrovanYang "/drovan-model" "drovan-model")
+get_target_property(version DrovanC VERSION)
+install_pc(drovan-c "Typed keys of collections, for every language that can call C" drovan-c "/" "" ${version})
