@@ -19,15 +19,15 @@
  *   drovan_error_clear(&error);
  *
  *   accepted   "/vrf[name=red]"     one selection: Vrf's key "red"
- *   refused    "/vrf[nmae=red]"     DROVAN_KEY_UNKNOWN at byte 5: unknown key 'nmae' of 'vrf'; there is 'name'
+ *   refused    "/vrf[nmae=red]"     DROVAN_KEY_UNKNOWN at byte 5: unknown key 'nmae' of 'vrf'; near it is 'name'
  *
  * Answers. Every function that can fail returns a class, DROVAN_OK where it did what it says, and fills the error where
  * one is given; `error` may be NULL. After a failure, what would have been handed out is NULL or unchanged. Nothing is
  * thrown.
  *
  * Texts are bytes with a length, which may hold NUL. Texts that are given are read during the call. Texts that are
- * handed out as `drovan_text` are views, followed by a NUL byte; each function says of what. Those of the schema last as
- * long as any handle that was made from it. Texts handed out as `char *` belong to the caller, who gives them to
+ * handed out as `drovan_text` are views, followed by a NUL byte; each function says of what. Those of the schema last
+ * as long as any handle that was made from it. Texts handed out as `char *` belong to the caller, who gives them to
  * `drovan_free`; they end in a NUL byte that their size does not count, and `size` may be NULL.
  *
  * Handles. What a `_new` or another function makes belongs to the caller, until the `_free` of its kind, which takes
@@ -38,9 +38,9 @@
  * and an error are used by one thread at a time. No handle is freed while another thread uses it; a build with
  * assertions ends the process where it finds that out.
  *
- * Memory. What cannot be had is DROVAN_NO_MEMORY, and the handles hold what they held. But it ends the process, as it
- * does everywhere in the library, while a schema is loaded, a resolver is made, a value is read (also to check that a
- * path is read back as the same), and while JSON is made.
+ * Memory. What cannot be had is DROVAN_NO_MEMORY, and every handle can be used as before. But the process ends, as it
+ * does everywhere in the library, where memory runs out while a schema is loaded, a resolver is made, a value is read
+ * (also to check that a path is read back as the same), or JSON is made.
  *
  * Structures that begin with their size may get more fields at their end. The caller sets it, `sizeof` of the
  * structure: what is larger than this version knows is left alone, what is smaller is DROVAN_MISUSE.
