@@ -182,7 +182,7 @@ static void classes(void) {
   REFUSED(resolve("/vlan[id=70000]"), DROVAN_VALUE_REFUSED, "Zyn::U16: '70000' does not fit");
   CHECK(error.offset == 9 && same(error.key, "id"));
   REFUSED(resolve("/*"), DROVAN_WILDCARD_REFUSED, "element '*' stands for many nodes");
-  REFUSED(drovan_resolve_text(device, S("/vrf"), DROVAN_WRITE, found, &error), DROVAN_KEY_MISSING, "");
+  REFUSED(drovan_resolve_text(device, S("/vrf/name"), DROVAN_WRITE, found, &error), DROVAN_KEY_MISSING, "");
   REFUSED(drovan_resolve_text(device, S("/vrf[name=*]"), DROVAN_NOTIFY, found, &error), DROVAN_WILDCARD_REFUSED, "");
   OK(drovan_resolve_text(device, S("/vrf[name=*]"), DROVAN_DELETE, found, &error));
 

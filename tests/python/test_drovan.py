@@ -130,7 +130,7 @@ def test_errors(schema):
     again = pickle.loads(pickle.dumps(error))
     assert (str(again), again.near, again.index) == (str(error), ["name"], None)
     with pytest.raises(drovan.DecodeError) as caught:
-        schema.resolve("/vrf", mode="write")
+        schema.resolve("/vrf/name", mode="write")
     assert caught.value.kind == "KeyMissing"
     with pytest.raises(ValueError, match="read, write, delete, notify"):
         schema.resolve("/vrf", mode="update")
