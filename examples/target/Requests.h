@@ -22,7 +22,7 @@ struct Limits {
   /** Nodes of the schema that the wildcards of one request mean. */
   std::size_t expansions = 10'000;
   /** Of what a Get answers. */
-  std::size_t answerBytes = std::size_t{256} << 20U;
+  std::size_t answerBytes = std::size_t{64} << 20U;
   /** Of all clients together. */
   std::size_t streams = 2'000;
   /** Of a stream. */
