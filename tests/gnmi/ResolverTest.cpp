@@ -455,7 +455,7 @@ TEST_F(Resolve, ModesRefuseWhatTheyDoNotTake) {
   };
   ModeRow const rows[] = {
       {"/pair[vrf=a][colour=red]/inner[vrf=a][colour=blue]/leaf", Mode::Write,
-       "pair exact Test::Pair(vrf=\"a\", colour='red'); inner exact Test::Pair(vrf=\"a\", colour='blue')"},
+       R"(pair exact Test::Pair(vrf="a", colour='red'); inner exact Test::Pair(vrf="a", colour='blue'))"},
       {"/leaf", Mode::Write, ""},
       {"/pair[vrf=a]", Mode::Write, "KeyMissing at 1: 'pair' needs key 'colour' to name one entry"},
       {"/pair/leaf", Mode::Write, "KeyMissing at 1: 'pair' needs key 'vrf', 'colour' to name one entry"},
