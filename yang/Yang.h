@@ -44,8 +44,8 @@
 //
 // Modules that nobody vouches for: those that make more than 2,000,000 nodes, or nest more than 1,000 levels deep, each
 // `uses` counted, do not load, and a file of more than 256 MiB is not read. Within that, time and memory are libyang's,
-// whose time grows with the square of the siblings of one node, the enumerators of one type and the length of a chain of
-// identities: 20,000 leaves of one container take some seconds.
+// whose time grows with the square of the siblings of one node, the enumerators of one type and the length of a chain
+// of identities: 20,000 leaves of one container take some seconds.
 //
 //   accepted   list route { key "vrf prefix"; ... }
 //   refused    list route { key "a__b"; ... }       "__" stands between the elements of a key path

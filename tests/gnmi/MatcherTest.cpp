@@ -69,7 +69,7 @@ class Match : public testing::Test {
     EXPECT_TRUE(added) << subscription << ": " << added.error().text;
     Ids ids = {99};
     matcher.match(resolved(changed, Mode::Notify), reach, ids);
-    EXPECT_TRUE(ids == Ids() || ids == Ids({1})) << ids.size();
+    EXPECT_TRUE(ids.empty() || ids == Ids({1})) << ids.size();
     return !ids.empty();
   }
 
@@ -287,7 +287,7 @@ TEST_F(Match, WhatIsAskedOfValuesDoesNotGrowWithSubscriptions) {
     counting.compared = 0;
     Ids ids;
     matcher.match(resolved("/vrf[name=v7]/route[prefix=10.0.0.0/8][protocol=bgp][index=7]/metric"), Reach::Node, ids);
-    EXPECT_EQ(ids, Ids({7 * 3, 7 * 3 + 1}));
+    EXPECT_EQ(ids, Ids({21, 22}));
     // A table by hash compares a few that are not the same, by chance.
     EXPECT_LT(counting.compared, 20U);
     return counting.asked;

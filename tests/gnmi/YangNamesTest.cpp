@@ -23,14 +23,14 @@ namespace {
 class YangPaths : public testing::Test {
  protected:
   void load(std::vector<std::string> const& names = {}, Yang::Options const& options = {}) {
-    auto result = Yang::load(std::vector<std::string>{YANG_MODULES "/paths", folder_.path()}, names, options);
+    auto result = Yang::load(std::vector<std::string>{YANG_MODULES "/paths", folder.path()}, names, options);
     ASSERT_TRUE(result) << testing::PrintToString(result.error());
-    modules_ = std::make_shared<Yang::Loaded const>(*std::move(result));
-    facts = yangFacts(modules_);
+    modules = std::make_shared<Yang::Loaded const>(*std::move(result));
+    facts = yangFacts(modules);
   }
   void SetUp() override { load(); }
 
-  Resolver resolver() const { return Resolver(modules_->root, {.facts = facts}); }
+  Resolver resolver() const { return Resolver(modules->root, {.facts = facts}); }
 
   static std::string said(Error const& error) {
     return std::string(nameOf(error.kind)) + ": " + error.text + Text::listNames(error.names);
@@ -44,14 +44,14 @@ class YangPaths : public testing::Test {
     }
     Resolved found;
     auto const done = resolver().resolve(*path, found, mode);
-    return done ? modules_->pathOf(found.node.attr) : said(done.error());
+    return done ? modules->pathOf(found.node.attr) : said(done.error());
   }
 
   /** All data nodes that a path means. */
   std::string meant(std::string_view text) const {
     std::vector<std::string> paths;
     auto const done = resolver().expand(*parsePath(text), [&](Resolved const& one) {
-      paths.push_back(modules_->pathOf(one.node.attr));
+      paths.push_back(modules->pathOf(one.node.attr));
       return true;
     });
     return done ? Text::list(paths) : said(done.error());
@@ -65,8 +65,8 @@ class YangPaths : public testing::Test {
     return path ? formatPath(*path) : path.error().text;
   }
 
-  YangTest::Folder folder_;
-  std::shared_ptr<Yang::Loaded const> modules_;
+  YangTest::Folder folder;
+  std::shared_ptr<Yang::Loaded const> modules;
   SchemaFacts facts;
 };
 
@@ -234,12 +234,12 @@ TEST_F(YangPaths, ExpandWildcards) {
 }
 
 TEST_F(YangPaths, ExpandToNothingOfModulesThatAreOnlyImported) {
-  folder_.add("asked", YangTest::import("brought") +
-                           " identity own { base brought:kind; }\n container asked { leaf kind { type identityref { "
-                           "base brought:kind; } } leaf to { type leafref { path /brought:top/brought:name; } } }");
-  folder_.add("brought", YangTest::import("openconfig-if") +
-                             " identity kind;\n container top { leaf name { type string; } }\n"
-                             " augment /openconfig-if:interfaces { leaf brought { type string; } }");
+  folder.add("asked", YangTest::import("brought") +
+                          " identity own { base brought:kind; }\n container asked { leaf kind { type identityref { "
+                          "base brought:kind; } } leaf to { type leafref { path /brought:top/brought:name; } } }");
+  folder.add("brought", YangTest::import("openconfig-if") +
+                            " identity kind;\n container top { leaf name { type string; } }\n"
+                            " augment /openconfig-if:interfaces { leaf brought { type string; } }");
   for (bool const implementImports : {false, true}) {
     load({"asked"}, {.implementImports = implementImports});
     EXPECT_EQ(meant("/..."), "/asked:asked, /asked:asked/kind, /asked:asked/to");
@@ -255,7 +255,7 @@ TEST_F(YangPaths, ExpandToNothingOfModulesThatAreOnlyImported) {
 }
 
 TEST_F(YangPaths, LeadToWhatTheModulesTellOfANode) {
-  folder_.add("facts", R"(
+  folder.add("facts", R"(
  list rule { key id; ordered-by user; leaf id { type uint8; }
    container state { config false; leaf hits { type uint8; } } }
  list vlan { key id; leaf id { type uint8; } leaf-list tag { type uint8; ordered-by user; } })");
@@ -263,11 +263,11 @@ TEST_F(YangPaths, LeadToWhatTheModulesTellOfANode) {
   auto const told = [this](std::string_view text) {
     Resolved found;
     EXPECT_TRUE(resolver().resolve(*parsePath(text), found)) << text;
-    std::string facts = modules_->isState(found.node.attr) ? "state" : "config";
+    std::string facts = modules->isState(found.node.attr) ? "state" : "config";
     for (Selected const& selected : found.selections) {
-      facts += modules_->isOrderedByUser(selected.collection) ? ", in a list of the user's order" : "";
+      facts += modules->isOrderedByUser(selected.collection) ? ", in a list of the user's order" : "";
     }
-    return facts + (modules_->isOrderedByUser(found.node.attr) ? ", of the user's order" : "");
+    return facts + (modules->isOrderedByUser(found.node.attr) ? ", of the user's order" : "");
   };
   EXPECT_EQ(told("/rule[id=1]"), "config, in a list of the user's order, of the user's order");
   EXPECT_EQ(told("/rule[id=1]/state"), "state, in a list of the user's order");
@@ -294,7 +294,7 @@ TEST_F(YangPaths, NameTheLeafWhoseValueIsRefused) {
             "ValueRefused: Yang::/openconfig-if:interfaces/route/vrf: '123456789' does not fit: a text of 1 to 8 "
             "characters" +
                 vrf);
-  folder_.add("single", " list single { key id; leaf id { type uint8; } }");
+  folder.add("single", " list single { key id; leaf id { type uint8; } }");
   load({"single"});
   EXPECT_EQ(at("/single[id=x]"),
             "ValueRefused: Yang::uint8: 'x' does not fit: a decimal number from 0 to 255; the leaf is "
