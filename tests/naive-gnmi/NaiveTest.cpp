@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <span>
 
@@ -29,10 +30,10 @@ std::uint64_t number(char const* variable, std::uint64_t unlessGiven) {
 
 std::string kindOf(std::string const& difference) { return difference.substr(0, difference.find_first_of(",\n")); }
 
-using Difference = std::string(Choices&, Tally&);
+using Difference = std::function<std::string(Choices&, Tally&)>;
 
 /** Fewer and smaller decisions that lead to a difference of the same kind. */
-Choices::Taken shrunk(Difference& difference, Choices::Taken taken, std::string const& kind) {
+Choices::Taken shrunk(Difference const& difference, Choices::Taken taken, std::string const& kind) {
   int left = 20'000;
   auto const isOne = [&](Choices::Taken const& smaller) {
     Choices choices(smaller);
@@ -65,7 +66,7 @@ Choices::Taken shrunk(Difference& difference, Choices::Taken taken, std::string 
   return taken;
 }
 
-void compare(Difference& difference, std::span<std::string_view const> wanted) {
+void compare(Difference const& difference, std::span<std::string_view const> wanted) {
   using Clock = std::chrono::steady_clock;
   std::uint64_t const seed = number("NAIVE_SEED", std::random_device()() % 1'000'000'000U);
   std::uint64_t const minutes = number("NAIVE_MINUTES", 0);
