@@ -44,7 +44,7 @@ class Text {
   std::size_t size_;
 };
 
-template <typename T, std::size_t size>
+template <typename T, std::size_t Count>
 class Slots {
  public:
   explicit Slots(void (*drop)(T*)) : drop_(drop) {}
@@ -56,15 +56,15 @@ class Slots {
     }
   }
 
-  T* get(Fuzz::Input& input) { return all_[input.choice(size)]; }
+  T* get(Fuzz::Input& input) { return all_[input.choice(Count)]; }
   void put(Fuzz::Input& input, T* handle) {
-    T*& slot = all_[input.choice(size)];
+    T*& slot = all_[input.choice(Count)];
     drop_(slot);
     slot = handle;
   }
 
  private:
-  std::array<T*, size> all_ = {};
+  std::array<T*, Count> all_ = {};
   void (*drop_)(T*);
 };
 
@@ -160,7 +160,9 @@ class Calls {
 
   template <typename... Handles>
   bool is(int kind, Handles... handles) {
-    if ((... || (handles == nullptr))) {
+    bool isAnyNull = false;
+    ((isAnyNull = isAnyNull || handles == nullptr), ...);
+    if (isAnyNull) {
       Fuzz::require(kind == DROVAN_MISUSE, "a handle that is NULL is misuse");
     }
     return is(kind);

@@ -163,7 +163,7 @@ class Sizes {
       return {.levels = maxLevels + 1};
     }
     ++deep_;
-    Size size = inside(node, part);
+    Size const size = inside(node, part);
     --deep_;
     if (node.nodetype == LYS_AUGMENT) {
       std::string_view const target = reinterpret_cast<lysp_node_augment const&>(node).nodeid;

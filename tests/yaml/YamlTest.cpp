@@ -1,5 +1,6 @@
 #include "yaml/Yaml.h"
 
+#include <fmt/core.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -462,8 +463,8 @@ std::string doubled(std::string const& kind, int levels) {
   std::string types = "  T0: {" + kind + ": {a: U8, b: U16}}\n";
   for (int i = 1; i <= levels; ++i) {
     std::string const before = std::to_string(i - 1);
-    types += "  T" + std::to_string(i) + ": {" + kind + ": {a: W" + before + ", b: T" + before + "}}\n  W" + before +
-             ": {wraps: T" + before + "}\n";
+    types += fmt::format("  T{}: {{{}: {{a: W{}, b: T{}}}}}\n", i, kind, before, before);
+    types += fmt::format("  W{}: {{wraps: T{}}}\n", before, before);
   }
   return types;
 }
@@ -957,19 +958,19 @@ TEST(Yaml, ManyThreadsMayLoadAtOnce) {
 class Example : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_THAT(problemsOf(loaded_), IsEmpty());
-    network_ = loaded_->findModule("Network");
-    ASSERT_NE(network_, nullptr);
+    ASSERT_THAT(problemsOf(loaded), IsEmpty());
+    network = loaded->findModule("Network");
+    ASSERT_NE(network, nullptr);
   }
 
   /** By "Type.attribute". */
   Zyn::ZynAttr collection(std::string const& name) const {
     std::size_t const dot = name.find('.');
-    return network_->find(name.substr(0, dot)).attr(std::string_view(name).substr(dot + 1));
+    return network->find(name.substr(0, dot)).attr(std::string_view(name).substr(dot + 1));
   }
 
-  Yaml::Loaded loaded_ = Yaml::loadFile(EXAMPLE_FILE);
-  Model::Module const* network_ = nullptr;
+  Yaml::Loaded loaded = Yaml::loadFile(EXAMPLE_FILE);
+  Model::Module const* network = nullptr;
 };
 
 TEST_F(Example, HasCollectionsWithKeysOfEveryKind) {
@@ -1007,27 +1008,27 @@ TEST_F(Example, HasCollectionsWithKeysOfEveryKind) {
 }
 
 TEST_F(Example, HasTheKeysThatThePagesTellOf) {
-  Zyn::ZynType const route = network_->find("RouteKey");
+  Zyn::ZynType const route = network->find("RouteKey");
   EXPECT_EQ(argsOf(route), "vrf, prefix, protocol");
   EXPECT_FALSE(route.attr("tag").empty());
   EXPECT_TRUE(route.hasS4Encoding());
-  EXPECT_FALSE(network_->find("Route").attr("vrf").empty());
-  EXPECT_TRUE(network_->find("Route").attr("tag").empty());
+  EXPECT_FALSE(network->find("Route").attr("vrf").empty());
+  EXPECT_TRUE(network->find("Route").attr("tag").empty());
 
-  EXPECT_EQ(argsOf(network_->find("FlowKey")),
+  EXPECT_EQ(argsOf(network->find("FlowKey")),
             "source, destination, protocol, sourcePorts, destinationPorts, dscp, vlan, direction, interface");
-  EXPECT_STREQ(network_->find("FlowKey").attr("sourcePorts").attrType().name(), "Network::PortRange");
-  EXPECT_EQ(Model::gnmiPattern(network_->find("PortRange")), "{low}-{high}");
+  EXPECT_STREQ(network->find("FlowKey").attr("sourcePorts").attrType().name(), "Network::PortRange");
+  EXPECT_EQ(Model::gnmiPattern(network->find("PortRange")), "{low}-{high}");
   std::size_t attrs = 0;
-  for (Zyn::AttributeQIterator attr(network_->find("FlowKey")); attr; ++attr) {
+  for (Zyn::AttributeQIterator attr(network->find("FlowKey")); attr; ++attr) {
     ++attrs;
   }
   EXPECT_EQ(attrs, 12U);
 
-  Zyn::ZynType const tunnel = network_->find("TunnelKey");
+  Zyn::ZynType const tunnel = network->find("TunnelKey");
   EXPECT_STREQ(tunnel.attr("from").attrType().attr("site").attrType().attr("region").attrType().name(), "Zyn::String");
 
-  Zyn::ZynType const bfd = network_->find("BfdKey");
+  Zyn::ZynType const bfd = network->find("BfdKey");
   EXPECT_EQ(argsOf(bfd), "session, interface");
   for (std::string_view const part : {"local", "peer"}) {
     EXPECT_FALSE(bfd.attr("session").attrType().attr(part).empty());

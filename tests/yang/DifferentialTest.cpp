@@ -171,6 +171,7 @@ std::optional<std::string> weRead(Zyn::ZynType type, std::string const& text) {
 bool isBareIdentity(KeyLeaf const& key, std::string const& text, std::string const& ours) {
   lysc_type const* type = key.leaf->type;
   while (type->basetype == LY_TYPE_LEAFREF || type->basetype == LY_TYPE_UNION) {
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): a union that was compiled has alternatives.
     type = type->basetype == LY_TYPE_LEAFREF
                ? reinterpret_cast<lysc_type_leafref const*>(type)->realtype
                : reinterpret_cast<lysc_type_union const*>(type)

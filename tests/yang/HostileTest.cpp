@@ -1,4 +1,6 @@
 // Modules that nobody honest writes: they are refused, or cost what they hold, and the others load.
+#include <fmt/core.h>
+
 #include <cstdlib>
 #include <new>
 
@@ -21,6 +23,7 @@ void* operator new(std::size_t size) {
   return storage;
 }
 void operator delete(void* storage) noexcept { std::free(storage); }
+// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
 void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace YangTest {
@@ -32,16 +35,16 @@ using testing::ElementsAre;
 std::string doublingGroupings(int lines, std::string const& name) {
   std::string text = " grouping " + name + "0 { leaf l { type string; } }\n";
   for (int i = 1; i < lines; ++i) {
-    std::string const uses = " { uses " + name + std::to_string(i - 1) + "; }";
-    text += " grouping " + name + std::to_string(i) + " { container a" + uses + " container b" + uses + " }\n";
+    std::string const uses = fmt::format(" {{ uses {}{}; }}", name, i - 1);
+    text += fmt::format(" grouping {}{} {{ container a{} container b{} }}\n", name, i, uses, uses);
   }
   return text;
 }
 std::string doublingUnions(int lines) {
   std::string text = " typedef a-type-of-a-long-name-0 { type string; }\n";
   for (int i = 1; i < lines; ++i) {
-    std::string const type = " type a-type-of-a-long-name-" + std::to_string(i - 1) + ";";
-    text += " typedef a-type-of-a-long-name-" + std::to_string(i) + " { type union {" + type + type + " } }\n";
+    std::string const type = fmt::format(" type a-type-of-a-long-name-{};", i - 1);
+    text += fmt::format(" typedef a-type-of-a-long-name-{} {{ type union {{{}{} }} }}\n", i, type, type);
   }
   return text;
 }
