@@ -164,6 +164,8 @@ class LineReader {
     currentLine = nextLine_;
     ssize_t count = 0;
     do {
+      // The checker misses that the locks of others have ended.
+      // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection)
       count = ::read(input_, part_.data(), part_.size());
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
