@@ -16,7 +16,11 @@ namespace {
 /** Which allocation fails, counted down; none while it is 0. */
 thread_local long countdown = 0;
 
-bool mayTake() { return countdown == 0 || --countdown != 0; }
+bool mayTake() {
+  bool const fails = countdown == 1;
+  countdown -= countdown > 0 ? 1 : 0;
+  return !fails;
+}
 
 void* take(std::size_t size) {
   void* const storage = mayTake() ? std::malloc(size == 0 ? 1 : size) : nullptr;
@@ -27,6 +31,7 @@ void* take(std::size_t size) {
 
 void* operator new(std::size_t size) { return take(size); }
 void operator delete(void* storage) noexcept { std::free(storage); }
+// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
 void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace {
@@ -52,7 +57,7 @@ class CAllocation : public testing::Test {
   int resolve(char const* path) { return drovan_resolve_text(resolver, drovan_str(path), DROVAN_READ, found, &error); }
 
   /** Runs the call for each of its allocations, with that one failing, and then to its end. How many there were. */
-  long failEach(int expected, std::function<int()> const& call) {
+  long failEach(int expected, std::function<int()> const& call) const {
     for (long failing = 1;; ++failing) {
       countdown = failing;
       int const kind = call();
