@@ -25,6 +25,7 @@
 #include "gnmi/Message.h"
 #include "gnmi/ModelValues.h"
 #include "gnmi/YangFacts.h"
+#include "text/Messages.h"
 #include "yaml/Yaml.h"
 #include "yang/Yang.h"
 
@@ -303,6 +304,19 @@ std::vector<std::string> stringsOf(drovan_text const* first, std::size_t count) 
     strings.emplace_back(viewOf(text));
   }
   return strings;
+}
+
+decltype(Yang::Options::features) featuresOf(drovan_yang const& yang) {
+  decltype(Yang::Options::features) features;
+  for (drovan_text const text : listOf(yang.features, yang.feature_count)) {
+    std::string_view const feature = viewOf(text);
+    std::size_t const colon = feature.find(':');
+    if (colon == feature.npos) {
+      fail(DROVAN_BAD_SCHEMA, "a feature is named 'module:feature'; not " + Text::inQuotes(feature));
+    }
+    features[std::string(feature.substr(0, colon))].emplace_back(feature.substr(colon + 1));
+  }
+  return features;
 }
 
 template <typename T>
@@ -666,12 +680,13 @@ int drovan_schema_yaml_text(drovan_text yaml, drovan_text name, drovan_schema** 
                    [&](SchemaData& data) { takeYaml(Yaml::loadText(viewOf(yaml), std::string(viewOf(name))), data); });
 }
 
-int drovan_schema_yang(drovan_text const* folders, size_t folder_count, drovan_text const* modules, size_t module_count,
-                       unsigned flags, drovan_schema** schema, drovan_error* error) {
+int drovan_schema_yang(drovan_yang const* yang, drovan_schema** schema, drovan_error* error) {
   return newSchema(schema, error, [&](SchemaData& data) {
-    knownFlags(flags, DROVAN_ALL_FEATURES | DROVAN_IMPLEMENT_IMPORTS | DROVAN_STRICT);
-    auto loaded = Yang::load(stringsOf(folders, folder_count), stringsOf(modules, module_count),
+    requireSized(yang);
+    unsigned const flags = knownFlags(yang->flags, DROVAN_ALL_FEATURES | DROVAN_IMPLEMENT_IMPORTS | DROVAN_STRICT);
+    auto loaded = Yang::load(stringsOf(yang->folders, yang->folder_count), stringsOf(yang->modules, yang->module_count),
                              {.allFeatures = (flags & DROVAN_ALL_FEATURES) != 0,
+                              .features = featuresOf(*yang),
                               .implementImports = (flags & DROVAN_IMPLEMENT_IMPORTS) != 0,
                               .isStrict = (flags & DROVAN_STRICT) != 0});
     if (!loaded) {

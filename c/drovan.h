@@ -144,9 +144,19 @@ enum {
   DROVAN_STRICT = 4             /* a module that does not load is an error, also of whole folders */
 };
 
-/* YANG modules as yang/Yang.h has them: by name from the folders, or all that are there where none is named. */
-int drovan_schema_yang(drovan_text const *folders, size_t folder_count, drovan_text const *modules, size_t module_count,
-                       unsigned flags, drovan_schema **schema, drovan_error *error);
+/* YANG modules as yang/Yang.h has them: by name, or "name@revision", from the folders; or all that are there where none
+ * is named. A feature is "module:feature", of a module that is named; without DROVAN_ALL_FEATURES, no other is on. */
+typedef struct drovan_yang {
+  size_t size;
+  drovan_text const *folders;
+  size_t folder_count;
+  drovan_text const *modules;
+  size_t module_count;
+  drovan_text const *features;
+  size_t feature_count;
+  unsigned flags;
+} drovan_yang;
+int drovan_schema_yang(drovan_yang const *yang, drovan_schema **schema, drovan_error *error);
 
 /* Modules that did not load, and those of which one of several files was taken: views of the schema. */
 size_t drovan_schema_warning_count(drovan_schema const *schema);

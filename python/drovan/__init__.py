@@ -50,13 +50,14 @@ class DecodeError(ValueError):
     kind      the class: "KeyUnknown", "ValueRefused", "BadSchema", ...
     offset    the byte of the path; None where there is none
     element   the index of the path's element; None where it is about no path
+    in_prefix whether the element is one of the prefix of a message
     key       the name of the key; "" where it is about none
     unknown   the name that does not exist; "" where it is about none
     near      the names that do exist
     index     of `resolve_many`: which path it was; else None
     """
 
-    def __init__(self, text, kind, offset=None, element=None, key="", unknown="", near=()):
+    def __init__(self, text, kind, offset=None, element=None, key="", unknown="", near=(), in_prefix=False):
         super().__init__(text if offset is None else f"{text} (at byte {offset})")
         self.text = text
         self.kind = kind
@@ -65,10 +66,12 @@ class DecodeError(ValueError):
         self.key = key
         self.unknown = unknown
         self.near = list(near)
+        self.in_prefix = in_prefix
         self.index = None
 
     def __reduce__(self):
-        arguments = (self.text, self.kind, self.offset, self.element, self.key, self.unknown, self.near)
+        arguments = (self.text, self.kind, self.offset, self.element, self.key, self.unknown, self.near,
+                     self.in_prefix)
         return (DecodeError, arguments, {"index": self.index})
 
 
@@ -95,7 +98,7 @@ def _raise(error):
         raise MemoryError(_shown(error.text))
     raise DecodeError(_shown(error.text), _ffi.string(_lib.drovan_class_name(error.kind)).decode(),
                       _place(error.offset), _place(error.element), _shown(error.key), _shown(error.unknown),
-                      [_shown(error.near_names[i]) for i in range(error.near_count)])
+                      [_shown(error.near_names[i]) for i in range(error.near_count)], error.in_prefix != 0)
 
 
 def _call(function, *arguments):
@@ -122,6 +125,37 @@ class _Text:
     def __init__(self, text):
         self.own = _ffi.from_buffer(_encoded(text))
         self.view = _ffi.new("drovan_text *", (self.own, len(self.own)))[0]
+
+
+def _field(message, name, default):
+    """A field of a message or of a dict; the default where it is not there."""
+    given = message.get(name) if isinstance(message, collections.abc.Mapping) else getattr(message, name, None)
+    return default if given is None else given
+
+
+class _Message:
+    """A path of gNMI as an argument; it lives as long as this does."""
+
+    def __init__(self, message):
+        if not isinstance(message, collections.abc.Mapping) and not hasattr(message, "elem"):
+            raise TypeError(f"a path is a message or dict with the field elem, not {type(message).__name__}")
+        self._kept = []
+        elems = [(self._text(_field(elem, "name", "")), *self._keys(_field(elem, "key", {})))
+                 for elem in _field(message, "elem", ())]
+        list_ = self._keep(_ffi.new("drovan_path_elem[]", elems))
+        texts = [self._text(_field(message, name, "")) for name in ("origin", "target")]
+        self.own = _ffi.new("drovan_path *", (_ffi.sizeof("drovan_path"), *texts, list_, len(elems)))
+
+    def _keep(self, one):
+        self._kept.append(one)
+        return one
+
+    def _text(self, text):
+        return self._keep(_Text(text)).view
+
+    def _keys(self, keys):
+        pairs = [(self._text(name), self._text(value)) for name, value in keys.items()]
+        return self._keep(_ffi.new("drovan_path_key[]", pairs)), len(pairs)
 
 
 def _made(ctype, free, function, *arguments):
@@ -542,15 +576,21 @@ class Schema:
         return cls._of(root, s4, _lib.drovan_schema_yaml_text, *(one.view for one in texts))
 
     @classmethod
-    def yang(cls, dirs, modules=(), *, root="", all_features=False, implement_imports=False, strict=False):
-        """Loads YANG modules by name from folders, or all that are there where none is named."""
-        if isinstance(dirs, (str, bytes, os.PathLike)) or isinstance(modules, (str, bytes)):
-            raise TypeError("dirs and modules are lists")
-        lists = [[_Text(os.fsencode(folder)) for folder in dirs], [_Text(module) for module in modules]]
+    def yang(cls, dirs, modules=(), *, features=(), root="", all_features=False, implement_imports=False, strict=False):
+        """Loads YANG modules by name from folders, or all that are there where none is named.
+
+        `features` are "module:feature", of modules that are named.
+        """
+        if any(isinstance(given, (str, bytes, os.PathLike)) for given in (dirs, modules, features)):
+            raise TypeError("dirs, modules and features are lists")
+        lists = [[_Text(os.fsencode(folder)) for folder in dirs], [_Text(module) for module in modules],
+                 [_Text(feature) for feature in features]]
         views = [_ffi.new("drovan_text[]", [one.view for one in texts]) for texts in lists]
         flags = ((_lib.DROVAN_ALL_FEATURES if all_features else 0) |
                  (_lib.DROVAN_IMPLEMENT_IMPORTS if implement_imports else 0) | (_lib.DROVAN_STRICT if strict else 0))
-        return cls._of(root, False, _lib.drovan_schema_yang, views[0], len(views[0]), views[1], len(views[1]), flags)
+        yang = _ffi.new("drovan_yang *", (_ffi.sizeof("drovan_yang"), views[0], len(views[0]), views[1], len(views[1]),
+                                          views[2], len(views[2]), flags))
+        return cls._of(root, False, _lib.drovan_schema_yang, yang)
 
     @property
     def warnings(self):
@@ -565,8 +605,21 @@ class Schema:
     def resolve(self, path, *, mode="read"):
         """The selections of one path, str or bytes. `mode`: "read", "write", "delete", "notify"."""
         text = _Text(path)
+        return self._resolved(_lib.drovan_resolve_text, text.view, _mode(mode))
+
+    def resolve_message(self, path, *, prefix=None, mode="read"):
+        """The same of a path as a message of gNMI has it, behind its prefix where there is one.
+
+        Each is an object with the fields of gNMI's Path, as the classes made from gnmi.proto have them, or a dict of
+        them: {"elem": [{"name": "vrf", "key": {"name": "red"}}], "origin": "", "target": ""}.
+        """
+        before, own = None if prefix is None else _Message(prefix), _Message(path)
+        return self._resolved(_lib.drovan_resolve_message, _ffi.NULL if before is None else before.own, own.own,
+                              _mode(mode))
+
+    def _resolved(self, function, *arguments):
         found = _made("drovan_selection", _lib.drovan_selection_free, _lib.drovan_selection_new)
-        _call(_lib.drovan_resolve_text, self._resolver, text.view, _mode(mode), found)
+        _call(function, self._resolver, *arguments, found)
         return Resolved(self, found)
 
     def resolve_many(self, paths, *, mode="read", errors="raise"):

@@ -19,6 +19,7 @@ class DecodeError(ValueError):
     key: str
     unknown: str
     near: list[str]
+    in_prefix: bool
     index: int | None
     def __init__(
         self,
@@ -29,6 +30,7 @@ class DecodeError(ValueError):
         key: str = "",
         unknown: str = "",
         near: Iterable[str] = (),
+        in_prefix: bool = False,
     ) -> None: ...
 
 class Key:
@@ -112,6 +114,7 @@ class Schema:
         dirs: Iterable[_Path],
         modules: Iterable[_Text] = (),
         *,
+        features: Iterable[_Text] = (),
         root: str = "",
         all_features: bool = False,
         implement_imports: bool = False,
@@ -120,6 +123,7 @@ class Schema:
     @property
     def warnings(self) -> list[str]: ...
     def resolve(self, path: _Text, *, mode: _Mode = "read") -> Resolved: ...
+    def resolve_message(self, path: Any, *, prefix: Any = None, mode: _Mode = "read") -> Resolved: ...
     def resolve_many(
         self, paths: Iterable[_Text], *, mode: _Mode = "read", errors: Literal["raise", "return"] = "raise"
     ) -> ResolvedMany: ...

@@ -110,15 +110,51 @@ static void schemas(void) {
           DROVAN_BAD_SCHEMA, "m.yaml:2:20: no type 'u8'");
   REFUSED(drovan_schema_yaml_text(BYTES("\0"), S("m.yaml"), &schema, &error), DROVAN_BAD_SCHEMA, "m.yaml");
   CHECK(schema == NULL);
-  REFUSED(drovan_schema_yang(&folder, 1, &module, 1, DROVAN_STRICT, &schema, &error), DROVAN_BAD_SCHEMA, "");
+  drovan_yang yang = {sizeof yang, &folder, 1, &module, 1, NULL, 0, DROVAN_STRICT};
+  REFUSED(drovan_schema_yang(&yang, &schema, &error), DROVAN_BAD_SCHEMA, "");
   CHECK(schema == NULL);
-  OK(drovan_schema_yang(&folder, 1, NULL, 0, DROVAN_ALL_FEATURES | DROVAN_IMPLEMENT_IMPORTS, &schema, &error));
+  yang.module_count = 0;
+  yang.flags = DROVAN_ALL_FEATURES | DROVAN_IMPLEMENT_IMPORTS;
+  OK(drovan_schema_yang(&yang, &schema, &error));
   CHECK(drovan_schema_warning_count(schema) > 1);
   OK(drovan_schema_warning(schema, 0, &warning, &error));
   CHECK(warning.size > 0 && strlen(warning.data) == warning.size);
   REFUSED(drovan_schema_warning(schema, 1000, &warning, &error), DROVAN_NO_NAME, "there is no warning 1000 of ");
   drovan_schema_free(schema);
   CHECK(drovan_schema_warning_count(network) == 0);
+}
+
+/* `kinds/rare` is there where its feature is on. */
+static void yangFeatures(void) {
+  static struct {
+    char const *feature;
+    unsigned flags;
+    int isThere;
+  } const rows[] = {{NULL, 0, 0}, {NULL, DROVAN_ALL_FEATURES, 1}, {"kinds:rare", 0, 1}};
+  drovan_text const folder = S(FOLDER "/tests/yang/modules");
+  drovan_text const module = S("kinds");
+  drovan_schema *schema = NULL;
+  size_t i;
+  for (i = 0; i != sizeof rows / sizeof *rows; ++i) {
+    drovan_text const feature = S(rows[i].feature);
+    drovan_yang const yang = {sizeof yang, &folder, 1, &module, 1, &feature, rows[i].feature != NULL, rows[i].flags};
+    drovan_resolver *resolver = NULL;
+    OK(drovan_schema_yang(&yang, &schema, &error));
+    OK(drovan_resolver_new(schema, S(""), 0, &resolver, &error));
+    CHECK((drovan_resolve_text(resolver, S("/kinds/rare"), DROVAN_READ, found, NULL) == DROVAN_OK) == rows[i].isThere);
+    OK(drovan_resolve_text(device, S("/"), DROVAN_READ, found, &error));
+    drovan_resolver_free(resolver);
+    drovan_schema_free(schema);
+  }
+  for (i = 0; i != 3; ++i) {
+    static char const *const refused[][2] = {{"rare", "a feature is named 'module:feature'; not 'rare'"},
+                                             {"other:rare", "features of 'other' are asked for, but not the module"},
+                                             {"kinds:", ""}};
+    drovan_text const feature = S(refused[i][0]);
+    drovan_yang const yang = {sizeof yang, &folder, 1, &module, 1, &feature, 1, 0};
+    REFUSED(drovan_schema_yang(&yang, &schema, &error), DROVAN_BAD_SCHEMA, refused[i][1]);
+    CHECK(schema == NULL);
+  }
 }
 
 static void roots(void) {
@@ -142,7 +178,8 @@ static void yangPaths(void) {
   drovan_node node = {sizeof node, 0, {NULL, 0}, {NULL, 0}};
   drovan_key *key = NULL;
   drovan_text const folder = S(FOLDER "/examples/target");
-  OK(drovan_schema_yang(&folder, 1, NULL, 0, 0, &schema, &error));
+  drovan_yang const yang = {sizeof yang, &folder, 1, NULL, 0, NULL, 0, 0};
+  OK(drovan_schema_yang(&yang, &schema, &error));
   OK(drovan_resolver_new(schema, S(""), 0, &resolver, &error));
   drovan_schema_free(schema);
   OK(drovan_resolve_text(resolver, S("/interfaces/interface[name=eth0]/mtu"), DROVAN_READ, found, &error));
@@ -168,6 +205,7 @@ static void classes(void) {
       "  Root: {entity: {e: {keyed: E, by: key}}}\n");
   drovan_resolver *resolver = NULL;
   drovan_text const folder = S(FOLDER "/tests/yang/paths");
+  drovan_yang const yang = {sizeof yang, &folder, 1, NULL, 0, NULL, 0, 0};
   drovan_schema *modules = NULL;
 
   REFUSED(resolve("/vrf[name=red"), DROVAN_MALFORMED, "expected ']' after the value; found the end");
@@ -191,7 +229,7 @@ static void classes(void) {
   drovan_resolver_free(resolver);
   drovan_schema_free(small);
 
-  OK(drovan_schema_yang(&folder, 1, NULL, 0, 0, &modules, &error));
+  OK(drovan_schema_yang(&yang, &modules, &error));
   OK(drovan_resolver_new(modules, S(""), 0, &resolver, &error));
   REFUSED(drovan_resolve_text(resolver, S("nowhere:/interfaces"), DROVAN_READ, found, &error), DROVAN_UNKNOWN_ORIGIN,
           "");
@@ -717,6 +755,13 @@ static void misuse(void) {
   drovan_text const entity = S("Network::Device");
   drovan_text const vlan = S("vlan");
   drovan_text const no = broken();
+  drovan_yang const noYang = {sizeof noYang, NULL, 0, NULL, 0, NULL, 0, 0};
+  drovan_yang const wrongYang[] = {
+      {sizeof noYang - 1, NULL, 0, NULL, 0, NULL, 0, 0}, {sizeof noYang, NULL, 1, NULL, 0, NULL, 0, 0},
+      {sizeof noYang, NULL, 0, NULL, 1, NULL, 0, 0},     {sizeof noYang, NULL, 0, NULL, 0, NULL, 1, 0},
+      {sizeof noYang, &no, 1, NULL, 0, NULL, 0, 0},      {sizeof noYang, NULL, 0, NULL, 0, &no, 1, 0},
+      {sizeof noYang, NULL, 0, NULL, 0, NULL, 0, 8}};
+  size_t i;
   drovan_node node = {0, 0, {NULL, 0}, {NULL, 0}};
   drovan_selected selected = {sizeof selected - 1, 0, 0, {NULL, 0}, {NULL, 0}, 0};
   drovan_path path = {sizeof path, {NULL, 0}, {NULL, 0}, NULL, 0};
@@ -742,11 +787,11 @@ static void misuse(void) {
   MISUSED(drovan_schema_yaml_text(no, S(""), &schema, &error));
   MISUSED(drovan_schema_yaml_text(S(""), no, &schema, &error));
   MISUSED(drovan_schema_yaml_text(S(""), S(""), NULL, &error));
-  MISUSED(drovan_schema_yang(NULL, 1, NULL, 0, 0, &schema, &error));
-  MISUSED(drovan_schema_yang(NULL, 0, NULL, 1, 0, &schema, &error));
-  MISUSED(drovan_schema_yang(&no, 1, NULL, 0, 0, &schema, &error));
-  MISUSED(drovan_schema_yang(NULL, 0, NULL, 0, 8, &schema, &error));
-  MISUSED(drovan_schema_yang(NULL, 0, NULL, 0, 0, NULL, &error));
+  MISUSED(drovan_schema_yang(NULL, &schema, &error));
+  for (i = 0; i != sizeof wrongYang / sizeof *wrongYang; ++i) {
+    MISUSED(drovan_schema_yang(&wrongYang[i], &schema, &error));
+  }
+  MISUSED(drovan_schema_yang(&noYang, NULL, &error));
   CHECK(drovan_schema_warning_count(NULL) == 0 && drovan_schema_warning_count(noSchema) == 0);
   MISUSED(drovan_schema_warning(NULL, 0, &name, &error));
   MISUSED(drovan_schema_warning(noSchema, 0, &name, &error));
@@ -986,6 +1031,7 @@ int main(void) {
   roots();
   selections();
   yangPaths();
+  yangFeatures();
   classes();
   expansions();
   messages();

@@ -1,4 +1,2 @@
 // The header alone, in the oldest C++: the properties of its target.
 #include "c/drovan.h"
-
-int drovanHeader() { return DROVAN_VERSION_MAJOR; }

@@ -153,6 +153,12 @@ def test_schemas(tmp_path):
     assert drovan.Schema.yang([ROOT / "tests/yang/bad"]).warnings
     with pytest.raises(TypeError, match="lists"):
         drovan.Schema.yang("dir")
+    for features, names in (((), ["UnknownNode"]), (["kinds:rare"], [])):
+        kinds = drovan.Schema.yang([ROOT / "tests/yang/modules"], ["kinds"], features=features)
+        assert [one.kind for one in kinds.resolve_many(["/kinds/rare"], errors="return")
+                if isinstance(one, drovan.DecodeError)] == names
+    with pytest.raises(drovan.DecodeError, match="a feature is named 'module:feature'; not 'rare'"):
+        drovan.Schema.yang([ROOT / "tests/yang/modules"], ["kinds"], features=["rare"])
     with pytest.raises(TypeError):
         drovan.Schema()
 
@@ -169,6 +175,48 @@ def test_decoder_jobs(schema):
     assert schema.path_of([("Network::Device", "vrf", red), ("Network::Vrf", "route", key)]) == key_of(
         schema, ROUTE).path
     assert schema.resolve("/vrf/route[vrf=red][prefix=10.0.0.0/8][protocol=bgp]")[1].key.path is None
+
+
+class Path:
+    """As a class that was made from gnmi.proto: fields that are not set are empty."""
+
+    def __init__(self, *elem, origin="", target=""):
+        self.elem, self.origin, self.target = elem, origin, target
+
+
+class PathElem:
+    def __init__(self, name, /, **key):
+        self.name, self.key = name, key
+
+
+def test_messages(schema):
+    wanted = schema.resolve("/vrf[name=red]/route[prefix=10.0.0.0/8]")
+    vrf, route = PathElem("vrf", name="red"), PathElem("route", prefix="10.0.0.0/8")
+    in_json = {"elem": [{"name": "vrf", "key": {"name": "red"}}]}
+    assert schema.resolve_message(Path(vrf, route)) == wanted
+    assert schema.resolve_message(Path(route), prefix=Path(vrf, target="router")) == wanted
+    assert schema.resolve_message({"elem": [{"name": "route", "key": {b"prefix": b"10.0.0.0/8"}}]},
+                                  prefix=in_json) == wanted
+    assert schema.resolve_message({"elem": []}).node.name == ""
+    with pytest.raises(drovan.DecodeError, match="unknown key 'colour'") as caught:
+        schema.resolve_message(Path(vrf, PathElem("route", colour="blue")))
+    assert (caught.value.element, caught.value.offset, caught.value.key) == (1, None, "colour")
+    assert not caught.value.in_prefix
+    with pytest.raises(drovan.DecodeError, match="unknown element 'vlna'") as caught:
+        schema.resolve_message(Path(route), prefix=Path(PathElem("vlna")))
+    assert (caught.value.element, caught.value.in_prefix) == (0, True)
+    with pytest.raises(drovan.DecodeError) as caught:
+        schema.resolve_message({"origin": "one", **in_json}, prefix=Path(origin="another"))
+    assert caught.value.kind == "Conflict"
+    with pytest.raises(drovan.DecodeError) as caught:
+        schema.resolve_message(Path(PathElem("vrf"), PathElem("name")), mode="write")
+    assert caught.value.kind == "KeyMissing"
+    for wrong in ("/vrf", 7, None):
+        with pytest.raises(TypeError, match="field elem"):
+            schema.resolve_message(wrong)
+    for wrong in ({"elem": [{"name": 7}]}, {"elem": [{"name": "vrf", "key": {"name": 7}}]}):
+        with pytest.raises(TypeError, match="str or bytes"):
+            schema.resolve_message(wrong)
 
 
 def test_expansion(schema):
