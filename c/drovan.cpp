@@ -311,7 +311,7 @@ decltype(Yang::Options::features) featuresOf(drovan_yang const& yang) {
   for (drovan_text const text : listOf(yang.features, yang.feature_count)) {
     std::string_view const feature = viewOf(text);
     std::size_t const colon = feature.find(':');
-    if (colon == feature.npos) {
+    if (colon == std::string_view::npos) {
       fail(DROVAN_BAD_SCHEMA, "a feature is named 'module:feature'; not " + Text::inQuotes(feature));
     }
     features[std::string(feature.substr(0, colon))].emplace_back(feature.substr(colon + 1));

@@ -43,7 +43,7 @@ std::vector<std::string> completePath(Gnmi::Resolver const& resolver, std::strin
   std::vector<std::string> rest;
   if (typed->end == End::ElementName) {
     for (auto const& [name, node] : resolver.nodesBelow(found)) {
-      bool const goesOn = Zyn::AttributeQIterator(node.type) ? true : false;
+      auto const goesOn = static_cast<bool>(Zyn::AttributeQIterator(node.type));
       rest.push_back(inPath(name) + (!resolver.keyNames(node.attr).empty() ? "[" : goesOn ? "/" : " "));
     }
   } else {

@@ -531,8 +531,8 @@ TEST_F(TreeCalls, TheTraceOfANewChildComesBeforeItsMemory) {
   world.forget();
   ASSERT_TRUE(root.insertPathSuffix(elements.begin(), elements.end(), Velko::String("1")));
   auto const at = [&](std::string_view text) {
-    return std::find_if(world.log.begin(), world.log.end(),
-                        [&](std::string const& line) { return line.find(text) != std::string::npos; });
+    return std::ranges::find_if(world.log,
+                                [&](std::string const& line) { return line.find(text) != std::string::npos; });
   };
   ASSERT_NE(at("alloc Velko::AbslFlatHashMapOfTag"), world.log.end());
   EXPECT_LT(at("Inserting"), at("alloc Velko::AbslFlatHashMapOfTag"));

@@ -205,17 +205,16 @@ void World::fault(std::string call, int nth, Fault fault) {
 
 std::vector<std::string> World::calls(std::vector<std::string> const& without) const {
   std::vector<std::string> kept;
-  std::copy_if(log.begin(), log.end(), std::back_inserter(kept), [&](std::string const& line) {
-    return std::none_of(without.begin(), without.end(),
-                        [&](std::string const& word) { return line.starts_with(word); });
+  std::ranges::copy_if(log, std::back_inserter(kept), [&](std::string const& line) {
+    return std::ranges::none_of(without, [&](std::string const& word) { return line.starts_with(word); });
   });
   return kept;
 }
 
 std::vector<std::string> World::lines(std::string_view holding) const {
   std::vector<std::string> kept;
-  std::copy_if(log.begin(), log.end(), std::back_inserter(kept),
-               [&](std::string const& line) { return line.find(holding) != std::string::npos; });
+  std::ranges::copy_if(log, std::back_inserter(kept),
+                       [&](std::string const& line) { return line.find(holding) != std::string::npos; });
   return kept;
 }
 
@@ -383,8 +382,7 @@ Tracker& tracker(std::type_info const& tagPointer) {
   std::unique_ptr<char, decltype(&std::free)> const readable(
       abi::__cxa_demangle(*name == '*' ? name + 1 : name, nullptr, nullptr, &status), &std::free);
   std::string const tag = readable ? readable.get() : name;
-  auto const found = std::find_if(Recording::trackers.begin(), Recording::trackers.end(),
-                                  [&](Tracker const& one) { return one.tag == tag; });
+  auto const found = std::ranges::find(Recording::trackers, tag, &Tracker::tag);
   if (found != Recording::trackers.end()) {
     return *found;
   }
