@@ -26,6 +26,7 @@
 #include "gnmi/ModelValues.h"
 #include "gnmi/YangFacts.h"
 #include "text/Messages.h"
+#include "text/Nearest.h"
 #include "yaml/Yaml.h"
 #include "yang/Yang.h"
 
@@ -88,7 +89,17 @@ void clear(drovan_error& error) noexcept {
   error = empty;
 }
 
+/** Those that are near to the name that does not exist stand first. */
+void nearestFirst(Gnmi::Error& error) {
+  auto rest = error.names.begin();
+  for (std::string const& near : Text::nearest(error.unknown, error.names)) {
+    auto const at = std::find(rest, error.names.end(), near);
+    rest = std::rotate(rest, at, std::next(at));
+  }
+}
+
 void fill(drovan_error& into, int kind, Gnmi::Error error) {
+  nearestFirst(error);
   auto texts = std::make_unique<ErrorTexts>(std::move(error));
   Gnmi::Error const& own = texts->error;
   for (std::string const& name : own.names) {
@@ -290,6 +301,15 @@ std::string_view viewOf(drovan_text text) {
   return {text.data == nullptr ? "" : text.data, text.size};
 }
 
+/** The system would end it at its first NUL, and take another file. */
+std::string fileName(drovan_text text) {
+  std::string name(viewOf(text));
+  if (name.find('\0') != std::string::npos) {
+    fail(DROVAN_BAD_SCHEMA, "a file name that holds NUL");
+  }
+  return name;
+}
+
 template <typename T>
 std::span<T const> listOf(T const* first, std::size_t count) {
   if (first == nullptr && count != 0) {
@@ -298,12 +318,10 @@ std::span<T const> listOf(T const* first, std::size_t count) {
   return {first, count};
 }
 
-std::vector<std::string> stringsOf(drovan_text const* first, std::size_t count) {
-  std::vector<std::string> strings;
-  for (drovan_text const text : listOf(first, count)) {
-    strings.emplace_back(viewOf(text));
-  }
-  return strings;
+std::vector<std::string> fileNames(drovan_text const* first, std::size_t count) {
+  std::vector<std::string> names;
+  std::ranges::transform(listOf(first, count), std::back_inserter(names), fileName);
+  return names;
 }
 
 decltype(Yang::Options::features) featuresOf(drovan_yang const& yang) {
@@ -398,7 +416,11 @@ Zyn::ZynAttr collectionOf(SchemaData const& data, drovan_text entity, drovan_tex
 
 Zyn::ZynType rootOf(SchemaData const& data, std::string_view name) {
   if (!name.empty()) {
-    return found([&] { return data.schema.type(name); });
+    Zyn::ZynType const named = found([&] { return data.schema.type(name); });
+    if (Model::kindOf(named) != Model::Kind::Entity) {
+      fail(DROVAN_NO_NAME, Text::inQuotes(name) + " is no entity type, and no path starts from it");
+    }
+    return named;
   }
   if (!data.root.empty()) {
     return data.root;
@@ -466,9 +488,11 @@ Gnmi::Path pathOf(drovan_text text) { return orFail(Gnmi::parsePath(viewOf(text)
 template <typename... Parts>
 int resolve(drovan_resolver const* handle, int mode, drovan_selection* into, drovan_error* error,
             Parts... parts) noexcept {
+  if (into != nullptr && into->is(Tag::Selection)) {
+    into->shown = nullptr;  // Also where the error is none that can be filled.
+  }
   return guarded(error, [&] {
     Used const selection(into);
-    selection->shown = nullptr;
     Used const resolver(handle);
     if (selection->resolver != resolver->data) {
       selection->found = {};  // Its values go before the schema that they are of.
@@ -672,7 +696,7 @@ void takeYaml(Yaml::Loaded loaded, SchemaData& data) {
 }  // namespace
 
 int drovan_schema_yaml_file(drovan_text path, drovan_schema** schema, drovan_error* error) {
-  return newSchema(schema, error, [&](SchemaData& data) { takeYaml(Yaml::loadFile(std::string(viewOf(path))), data); });
+  return newSchema(schema, error, [&](SchemaData& data) { takeYaml(Yaml::loadFile(fileName(path)), data); });
 }
 
 int drovan_schema_yaml_text(drovan_text yaml, drovan_text name, drovan_schema** schema, drovan_error* error) {
@@ -684,7 +708,7 @@ int drovan_schema_yang(drovan_yang const* yang, drovan_schema** schema, drovan_e
   return newSchema(schema, error, [&](SchemaData& data) {
     requireSized(yang);
     unsigned const flags = knownFlags(yang->flags, DROVAN_ALL_FEATURES | DROVAN_IMPLEMENT_IMPORTS | DROVAN_STRICT);
-    auto loaded = Yang::load(stringsOf(yang->folders, yang->folder_count), stringsOf(yang->modules, yang->module_count),
+    auto loaded = Yang::load(fileNames(yang->folders, yang->folder_count), fileNames(yang->modules, yang->module_count),
                              {.allFeatures = (flags & DROVAN_ALL_FEATURES) != 0,
                               .features = featuresOf(*yang),
                               .implementImports = (flags & DROVAN_IMPLEMENT_IMPORTS) != 0,

@@ -19,10 +19,11 @@
  *   drovan_error_clear(&error);
  *
  *   accepted   "/vrf[name=red]"     one selection: Vrf's key "red"
- *   refused    "/vrf[nmae=red]"     DROVAN_KEY_UNKNOWN at byte 5: unknown key 'nmae' of 'vrf'; near it is 'name'
+ *   refused    "/vrf[nmae=red]"     DROVAN_KEY_UNKNOWN at byte 5: unknown key 'nmae' of 'vrf'; `near_names`: name
  *
  * Answers. Every function that can fail returns a class, DROVAN_OK where it did what it says, and fills the error where
- * one is given; `error` may be NULL. After a failure, what would have been handed out is NULL or unchanged. Nothing is
+ * one is given; `error` may be NULL. An error whose size is not set makes every call DROVAN_MISUSE and is not filled:
+ * look at the class that is returned. After a failure, what would have been handed out is NULL or unchanged. Nothing is
  * thrown.
  *
  * Texts are bytes with a length, which may hold NUL. Texts that are given are read during the call. Texts that are
@@ -32,7 +33,8 @@
  *
  * Handles. What a `_new` or another function makes belongs to the caller, until the `_free` of its kind, which takes
  * NULL as well. Handles keep what they need: they may be freed in any order. A NULL handle, and one of another kind, is
- * DROVAN_MISUSE. Not checked: a handle that was freed.
+ * DROVAN_MISUSE; functions that return a count answer 0 to it, `drovan_key_kind` a negative number, and `_free` leaves
+ * a handle of another kind alone. Not checked: a handle that was freed.
  *
  * Threads. Schemas, resolvers and keys never change: any number of threads may use one at once. A selection, a filter
  * and an error are used by one thread at a time. No handle is freed while another thread uses it; a build with
@@ -40,7 +42,8 @@
  *
  * Memory. What cannot be had is DROVAN_NO_MEMORY, and every handle can be used as before. But the process ends, as it
  * does everywhere in the library, where memory runs out while a schema is loaded, a resolver is made, a value is read
- * (also to check that a path is read back as the same), or JSON is made.
+ * (also to check that a path is read back as the same), or JSON is made. Blocks for small values are kept for reuse
+ * until the process ends.
  *
  * Structures that begin with their size may get more fields at their end. The caller sets it, `sizeof` of the
  * structure: what is larger than this version knows is left alone, what is smaller is DROVAN_MISUSE.
@@ -108,15 +111,17 @@ static inline drovan_text drovan_str(char const *text) {
  * `drovan_error_clear`. Never copied. Set to DROVAN_ERROR_INIT before its first use. */
 typedef struct drovan_error {
   size_t size;
-  void *owned;                   /* the library's */
-  int32_t kind;                  /* the class */
-  int32_t in_prefix;             /* 1: the place is in the prefix */
-  size_t element;                /* the index of the element, the number of elements where it is none of them */
-  size_t offset;                 /* of a path that was text: the byte */
-  drovan_text text;              /* one sentence, without the place; empty where there is no error */
-  drovan_text key;               /* the name of the key; empty where it is about none */
-  drovan_text unknown;           /* the name that does not exist */
-  drovan_text const *near_names; /* those that do exist */
+  void *owned;         /* the library's */
+  int32_t kind;        /* the class */
+  int32_t in_prefix;   /* 1: the place is in the prefix */
+  size_t element;      /* the index of the element, the number of elements where it is none of them, as for an
+                          origin; DROVAN_NOWHERE where it is about no path */
+  size_t offset;       /* of a path that was text: the byte, or its size where something is missing at its end;
+                          else DROVAN_NOWHERE */
+  drovan_text text;    /* one sentence, without the place; names and values stand in it as they are */
+  drovan_text key;     /* the name of the key; empty where it is about none */
+  drovan_text unknown; /* the name that does not exist */
+  drovan_text const *near_names; /* those that do exist, the ones like it first */
   size_t near_count;
 } drovan_error;
 
@@ -145,7 +150,8 @@ enum {
 };
 
 /* YANG modules as yang/Yang.h has them: by name, or "name@revision", from the folders; or all that are there where none
- * is named. A feature is "module:feature", of a module that is named; without DROVAN_ALL_FEATURES, no other is on. */
+ * is named. A feature is "module:feature", of a module that is loaded; without DROVAN_ALL_FEATURES no other is on, and
+ * a module does not load that lacks one that is asked for. */
 typedef struct drovan_yang {
   size_t size;
   drovan_text const *folders;
@@ -204,7 +210,8 @@ typedef struct drovan_selection drovan_selection;
 int drovan_selection_new(drovan_selection **selection, drovan_error *error);
 void drovan_selection_free(drovan_selection *selection);
 
-/* The one node that a path names. After a failure the selection is empty, as a new one is: it has no node. */
+/* The one node that a path names: texts as gnmi/Path.h has them, "/vrf[name=red]/route". After a failure the selection
+ * is empty, as a new one is: it has no node. */
 int drovan_resolve_text(drovan_resolver const *resolver, drovan_text path, int mode, drovan_selection *selection,
                         drovan_error *error);
 /* `prefix` may be NULL. */
@@ -213,7 +220,7 @@ int drovan_resolve_message(drovan_resolver const *resolver, drovan_path const *p
 
 /* Each node that a path with wildcards means, until `visit` answers 0. The selection that it is shown is one for all,
  * for the time of the call; keys that are read from it last. `visit` throws nothing and uses an error of its own.
- * `max_nodes` 0: 100,000. */
+ * DROVAN_OK where it ended the visits; with DROVAN_BOUND_PASSED it was shown those before. `max_nodes` 0: 100,000. */
 typedef int (*drovan_visit)(void *context, drovan_selection const *selection);
 int drovan_expand_text(drovan_resolver const *resolver, drovan_text path, int mode, size_t max_nodes,
                        drovan_visit visit, void *context, drovan_error *error);
@@ -255,13 +262,15 @@ typedef struct drovan_key drovan_key;
 
 /* The exact key; DROVAN_OTHER_KIND where there is none. */
 int drovan_selection_key(drovan_selection const *selection, size_t index, drovan_key **key, drovan_error *error);
-/* One part of a filter, in the order of the key type: its name, a view of the schema, and its value. */
+/* One part of a filter, in the order of the key type: its name, a view of the schema, and its value. `name` may be
+ * NULL. */
 int drovan_selection_filter(drovan_selection const *selection, size_t index, size_t part, drovan_text *name,
                             drovan_key **value, drovan_error *error);
-/* Whether a key of the collection is selected: 1 or 0. */
+/* Whether a key of the collection is selected: 1 or 0. A filter with parts selects no key of another type. */
 int drovan_selection_matches(drovan_selection const *selection, size_t index, drovan_key const *key, int *matches,
                              drovan_error *error);
-/* The path in its canonical form. The caller frees it. */
+/* The path in its canonical form. DROVAN_VALUE_REFUSED where that would not be read back as the same: a key or filter
+ * whose value is the text "*". The caller frees it. */
 int drovan_selection_path(drovan_selection const *selection, char **path, size_t *size, drovan_error *error);
 
 /* ---- keys, and values in general */
@@ -293,7 +302,8 @@ int drovan_key_type(drovan_key const *key, drovan_text *name, drovan_error *erro
 
 /* What a scalar holds, through wrappers; else DROVAN_OTHER_KIND. Seconds and times are integers of nanoseconds,
  * enumerators their numbers. As text: strings as their bytes, bytes decoded, enumerators by name, all others as they
- * print. The caller frees the text. */
+ * print. A union is no scalar: of its alternatives one has a value, and `drovan_key_path_text` is its text. The caller
+ * frees the text. */
 int drovan_key_bool(drovan_key const *key, int *value, drovan_error *error);
 int drovan_key_int64(drovan_key const *key, int64_t *value, drovan_error *error);
 int drovan_key_uint64(drovan_key const *key, uint64_t *value, drovan_error *error);
@@ -301,19 +311,20 @@ int drovan_key_double(drovan_key const *key, double *value, drovan_error *error)
 int drovan_key_text(drovan_key const *key, char **text, size_t *size, drovan_error *error);
 
 /* The attributes of the key's type in declaration order: parts, what a wrapper holds, the alternatives of a union.
- * Their number, and one of them: its name, a view of the schema, and its value, NULL where it was never set. `value`
- * may be NULL, for the name alone. */
+ * Their number, and one of them: its name, a view of the schema, and its value, NULL where it was never set. `name` and
+ * `value` may be NULL. */
 size_t drovan_key_part_count(drovan_key const *key);
 int drovan_key_part(drovan_key const *key, size_t index, drovan_text *name, drovan_key **value, drovan_error *error);
 int drovan_key_part_named(drovan_key const *key, drovan_text name, drovan_key **value, drovan_error *error);
 
-/* The literal, as JSON, and as it stands in a path; DROVAN_OTHER_KIND where it cannot stand in one by itself. The
- * caller frees the text. */
+/* The literal, for people: strings stand in it unescaped. As JSON by the rules of RFC 7951: integers of 64 bits are
+ * strings. And as it stands in a path; DROVAN_OTHER_KIND where it cannot by itself. The caller frees the text. */
 int drovan_key_print(drovan_key const *key, char **text, size_t *size, drovan_error *error);
 int drovan_key_json(drovan_key const *key, char **text, size_t *size, drovan_error *error);
 int drovan_key_path_text(drovan_key const *key, char **text, size_t *size, drovan_error *error);
 
-/* By value. Equal keys hash alike within one process; the order is total: `*order` is negative, 0 or positive. */
+/* By value and type; the types of two schemas differ, but for those that are built in, also where both are of one file.
+ * Equal keys hash alike within one process; the order is total: `*order` is negative, 0 or positive. */
 int drovan_key_equal(drovan_key const *a, drovan_key const *b, int *equal, drovan_error *error);
 int drovan_key_compare(drovan_key const *a, drovan_key const *b, int *order, drovan_error *error);
 int drovan_key_hash(drovan_key const *key, uint64_t *hash, drovan_error *error);
@@ -334,7 +345,10 @@ int drovan_path_of(drovan_resolver const *resolver, drovan_entry const *entries,
 int drovan_decode_scalar(drovan_schema const *schema, drovan_text entity, drovan_text collection, drovan_text key_name,
                          drovan_text value, unsigned flags, drovan_key **key, drovan_error *error);
 
-/* A key from key paths, attribute names joined by "__", and their values. */
+/* A key from key paths, attribute names joined by "__", and their values. Each begins with the attribute of the entity
+ * that holds the key: "key__vrf", "name" for a key that is one value. Of YANG lists the key leaf alone will do. The
+ * last of several fields with one path counts. What is refused is DROVAN_VALUE_REFUSED, and says more in its text
+ * alone. */
 typedef struct drovan_field {
   drovan_text path;
   drovan_text value;
@@ -346,7 +360,7 @@ int drovan_decode_key(drovan_schema const *schema, drovan_text entity, drovan_te
 typedef struct drovan_filter drovan_filter;
 int drovan_filter_new(drovan_schema const *schema, drovan_text entity, drovan_text collection, unsigned flags,
                       drovan_filter **filter, drovan_error *error);
-/* In place of an earlier value of that part; "*" changes nothing. */
+/* `path` is the part alone, "vrf". In place of an earlier value of that part; "*" changes nothing. */
 int drovan_filter_set(drovan_filter *filter, drovan_text path, drovan_text value, drovan_error *error);
 int drovan_filter_matches(drovan_filter const *filter, drovan_key const *key, int *matches, drovan_error *error);
 void drovan_filter_free(drovan_filter *filter);

@@ -46,15 +46,19 @@ _KINDS = {getattr(_lib, name): name.removeprefix("DROVAN_").lower().replace("_",
 class DecodeError(ValueError):
     """What was refused, where, and what there is instead.
 
-    text      one sentence
-    kind      the class: "KeyUnknown", "ValueRefused", "BadSchema", ...
-    offset    the byte of the path; None where there is none
-    element   the index of the path's element; None where it is about no path
-    in_prefix whether the element is one of the prefix of a message
-    key       the name of the key; "" where it is about none
-    unknown   the name that does not exist; "" where it is about none
-    near      the names that do exist
-    index     of `resolve_many`: which path it was; else None
+    text       one sentence
+    kind       the class. Of a path: "Malformed", "UnknownNode", "UnknownOrigin", "Ambiguous", "KeyMissing",
+               "KeyUnknown", "KeyTwice", "ValueRefused" (also all that `decode` refuses), "WildcardRefused", "Conflict",
+               "Unsupported", "BoundPassed". Of a schema, a file that cannot be read included: "BadSchema". Of a type,
+               attribute or part that there is not: "NoName". Of a key that holds something else: "OtherKind"
+    offset     the byte of the path; None where there is none
+    element    the index of the path's element; the number of elements where it is about none of them, as for an
+               origin; None where it is about no path
+    in_prefix  whether the element is one of the prefix of a message
+    key        the name of the key; "" where it is about none
+    unknown    the name that does not exist; "" where it is about none
+    near       the names that do exist, the ones like it first
+    index      of `resolve_many`: which path it was; else None
     """
 
     def __init__(self, text, kind, offset=None, element=None, key="", unknown="", near=(), in_prefix=False):
@@ -133,15 +137,29 @@ def _field(message, name, default):
     return default if given is None else given
 
 
+def _known(fields, of, names):
+    """What is spelled in another way is not to be left out: a path that lost its elements is the root."""
+    for name in fields:
+        if name not in names:
+            raise ValueError(f"a {of} has no field {name!r}; it has {', '.join(names)}")
+
+
 class _Message:
     """A path of gNMI as an argument; it lives as long as this does."""
 
     def __init__(self, message):
-        if not isinstance(message, collections.abc.Mapping) and not hasattr(message, "elem"):
+        if isinstance(message, collections.abc.Mapping):
+            _known(message, "path", ("elem", "origin", "target"))
+        elif not hasattr(message, "elem"):
             raise TypeError(f"a path is a message or dict with the field elem, not {type(message).__name__}")
+        elif len(getattr(message, "element", ())):
+            raise ValueError("the path has the old field element, which holds no keys; its elements go into elem")
         self._kept = []
-        elems = [(self._text(_field(elem, "name", "")), *self._keys(_field(elem, "key", {})))
-                 for elem in _field(message, "elem", ())]
+        elems = []
+        for elem in _field(message, "elem", ()):
+            if isinstance(elem, collections.abc.Mapping):
+                _known(elem, "path element", ("name", "key"))
+            elems.append((self._text(_field(elem, "name", "")), *self._keys(_field(elem, "key", {}))))
         list_ = self._keep(_ffi.new("drovan_path_elem[]", elems))
         texts = [self._text(_field(message, name, "")) for name in ("origin", "target")]
         self.own = _ffi.new("drovan_path *", (_ffi.sizeof("drovan_path"), *texts, list_, len(elems)))
@@ -154,6 +172,8 @@ class _Message:
         return self._keep(_Text(text)).view
 
     def _keys(self, keys):
+        if not hasattr(keys, "items"):
+            raise TypeError(f"the keys of a path element are a map from name to value, not {type(keys).__name__}")
         pairs = [(self._text(name), self._text(value)) for name, value in keys.items()]
         return self._keep(_ffi.new("drovan_path_key[]", pairs)), len(pairs)
 
@@ -188,7 +208,13 @@ class Key:
     """A key, or a value in general: immutable, with the attributes of its type as attributes.
 
     `key.prefix` is the value of that part as Python has it, None where it was never set; `key["prefix"]` is the same
-    for names that Python or this class takes. `==`, `hash` and the order are by value and type.
+    for names that Python or this class takes. `==`, `hash` and the order are by value and type; the types of two
+    schemas differ, but for those that are built in.
+
+    A key does not know the entries around its own: the keys of `/vrf[name=a]/route[...]` and `/vrf[name=b]/route[...]`
+    may be equal. All keys of the path, or `path`, tell entries apart.
+
+    A key of `resolve_many` keeps all answers of that call. `repr` is for people: strings stand in it unescaped.
     """
 
     __slots__ = ("_handle", "_at")
@@ -334,7 +360,10 @@ class Key:
         return self
 
     def __reduce__(self):
-        raise TypeError("a key is of its schema: pickle its path")
+        raise TypeError("a key is of its schema: pickle its path, or the text of its parts")
+
+    __iter__ = None
+    __contains__ = None
 
     def __dir__(self):
         return [*super().__dir__(), *(name for name, _ in self.items())]
@@ -424,7 +453,10 @@ class Selection:
 
     @property
     def filter(self):
-        """The values that a filter asks for, by name; empty where every key is selected, None for an exact key."""
+        """The values that a filter asks for, by name; empty where every key is selected, None for an exact key.
+
+        A string that is no UTF-8 is bytes.
+        """
         if self._own.kind == _lib.DROVAN_ONE:
             return None
         values = {}
@@ -432,7 +464,11 @@ class Selection:
         for part in range(self._own.filter_count):
             handle = _made("drovan_key", _lib.drovan_key_free, lambda *all: _lib.drovan_selection_filter(
                 self._resolved._handle, self._index, part, name, *all))
-            values[_name(name)] = Key._of(handle).value
+            key = Key._of(handle)
+            try:
+                values[_name(name)] = key.value
+            except UnicodeDecodeError:
+                values[_name(name)] = key.bytes
         return values
 
     def matches(self, key):
@@ -548,7 +584,8 @@ class Schema:
     """The types that paths lead through. Made by `yaml`, `yaml_text` or `yang`.
 
     `root` names the entity type that paths start from; without it, it is that of the YANG modules, or the one entity
-    type that is a part of no other. With `s4`, values are s4 texts for types that have that encoding.
+    type that is a part of no other. With `s4`, a value whose type has an encoding in protobuf is written as that message
+    in base64, a whole key included: [key=...].
     """
 
     def __init__(self):
@@ -579,7 +616,10 @@ class Schema:
     def yang(cls, dirs, modules=(), *, features=(), root="", all_features=False, implement_imports=False, strict=False):
         """Loads YANG modules by name from folders, or all that are there where none is named.
 
-        `features` are "module:feature", of modules that are named.
+        features           "module:feature", of modules that are loaded
+        all_features       every feature is on; otherwise none but those in `features`
+        implement_imports  identities of modules that are only imported are values, too
+        strict             a module that does not load is an error, also where none is named; else it is in `warnings`
         """
         if any(isinstance(given, (str, bytes, os.PathLike)) for given in (dirs, modules, features)):
             raise TypeError("dirs, modules and features are lists")
@@ -603,7 +643,16 @@ class Schema:
         return lines
 
     def resolve(self, path, *, mode="read"):
-        """The selections of one path, str or bytes. `mode`: "read", "write", "delete", "notify"."""
+        """The selections of one path, str or bytes.
+
+        A key is exact where every part that its type is built from is given. What a path is for is its `mode`:
+
+            "read", "delete"  keys may be left out or "*": all entries that match
+            "write"           every key of every list, but without any the last element is its list as a whole
+            "notify"          keys may be left out, but not "*"
+
+        Whether a leaf can be written is not asked. A path with an element "*" or "..." means many nodes: see `expand`.
+        """
         text = _Text(path)
         return self._resolved(_lib.drovan_resolve_text, text.view, _mode(mode))
 
@@ -626,16 +675,19 @@ class Schema:
         """The same of many paths at once, without the interpreter's lock.
 
         The first path that is refused raises its DecodeError, whose `index` tells which it is; with errors="return",
-        errors stand among the answers.
+        errors stand among the answers. What is no text is a TypeError for the whole list, and no UTF-8 a UnicodeError.
         """
         if errors not in ("raise", "return"):
             raise ValueError(f"errors is 'raise' or 'return', not {errors!r}")
+        if isinstance(paths, (str, bytes)):
+            raise TypeError("paths are a list")
         paths = list(paths)
         try:
             joined = "".join(paths).encode("ascii")
             sizes = array.array("Q", map(len, paths))
         except (TypeError, UnicodeEncodeError):
             encoded = [_encoded(path) for path in paths]
+            paths = encoded
             joined = b"".join(encoded)
             sizes = array.array("Q", map(len, encoded))
         many = _lib.drovan_py_resolve_many(self._resolver, _ffi.from_buffer(joined),
@@ -649,7 +701,8 @@ class Schema:
         return answers
 
     def expand(self, path, *, mode="read", max_nodes=0):
-        """The canonical path of each node that a path with wildcards means; at most `max_nodes`, 0 for 100,000."""
+        """The canonical path of each node of the schema that a path with wildcards means; at most `max_nodes`, 0 for
+        100,000. Lists whose keys are left out, or "*", stand without keys."""
         text = _Text(path)
         paths, failures = [], []
         context = _ffi.new_handle((paths, failures))
@@ -659,7 +712,13 @@ class Schema:
         return paths
 
     def decode(self, entity, collection, fields):
-        """A key from key paths, attribute names joined by "__", and their values: {"key__vrf": "red", ...}."""
+        """A key from key paths, attribute names joined by "__", and their values: {"key__vrf": "red", ...}.
+
+        Each path begins with the attribute of the entity that holds the key; of YANG lists the key leaf alone will do.
+        `entity` and `collection` are named as a Selection names them.
+        """
+        if not isinstance(fields, collections.abc.Mapping):
+            raise TypeError(f"fields are a map from key path to value, not {type(fields).__name__}")
         names = _Text(entity), _Text(collection)
         texts = [(_Text(path), _Text(value)) for path, value in fields.items()]
         list_ = _ffi.new("drovan_field[]", [(path.view, value.view) for path, value in texts])
@@ -667,13 +726,17 @@ class Schema:
                              names[1].view, list_, len(list_), self._flags))
 
     def decode_scalar(self, entity, collection, name, value):
-        """A key that is one value; None for "*", which is every key."""
+        """A key that is one value; None for "*", which is every key. `name`: the attribute that holds the key."""
         texts = [_Text(text) for text in (entity, collection, name, value)]
         return Key._of(_made("drovan_key", _lib.drovan_key_free, _lib.drovan_decode_scalar, self._handle,
                              *(text.view for text in texts), self._flags))
 
     def path_of(self, entries):
         """The path of an entry, from its collections, outermost first: (entity, name, key) each."""
+        entries = list(entries)
+        for _, _, key in entries:
+            if not isinstance(key, Key):
+                raise TypeError(f"a key is a drovan.Key, not {type(key).__name__}")
         texts = [(_Text(entity), _Text(name), key._handle) for entity, name, key in entries]
         list_ = _ffi.new("drovan_entry[]", [(entity.view, name.view, key) for entity, name, key in texts])
         return _str_or_bytes(_written(_lib.drovan_path_of, self._resolver, list_, len(list_)))

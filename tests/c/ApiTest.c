@@ -157,6 +157,17 @@ static void yangFeatures(void) {
   }
 }
 
+/* A file whose name is only the beginning of the name that is given is not the one that is asked for. */
+static void fileNames(void) {
+  drovan_schema *schema = NULL;
+  drovan_text const file = BYTES(FOLDER "/examples/network.yaml\0x");
+  drovan_text const folder = BYTES(FOLDER "/examples/target\0x");
+  drovan_yang const yang = {sizeof yang, &folder, 1, NULL, 0, NULL, 0, 0};
+  REFUSED(drovan_schema_yaml_file(file, &schema, &error), DROVAN_BAD_SCHEMA, "a file name that holds NUL");
+  REFUSED(drovan_schema_yang(&yang, &schema, &error), DROVAN_BAD_SCHEMA, "a file name that holds NUL");
+  CHECK(schema == NULL);
+}
+
 static void roots(void) {
   drovan_schema *const two = yaml("module: M\ntypes: {A: {entity: {x: U8}}, B: {entity: {y: U8}}}");
   drovan_resolver *resolver = NULL;
@@ -167,6 +178,7 @@ static void roots(void) {
   drovan_resolver_free(resolver);
   REFUSED(drovan_resolver_new(two, S(""), 0, &resolver, &error), DROVAN_NO_NAME, "which of 2 entity types");
   REFUSED(drovan_resolver_new(two, S("C"), 0, &resolver, &error), DROVAN_NO_NAME, "");
+  REFUSED(drovan_resolver_new(two, S("U8"), 0, &resolver, &error), DROVAN_NO_NAME, "'U8' is no entity type");
   CHECK(resolver == NULL);
   drovan_schema_free(two);
 }
@@ -237,6 +249,29 @@ static void classes(void) {
   CHECK(error.kind == DROVAN_AMBIGUOUS && error.near_count > 1);
   drovan_resolver_free(resolver);
   drovan_schema_free(modules);
+}
+
+/* Names that are like the one that does not exist stand first. */
+static void nearNames(void) {
+  drovan_schema *const schema = yaml("module: M\ntypes: {A: {entity: {beta: U8, alpha: U8, gama: U8, gamma: U8}}}");
+  drovan_resolver *resolver = NULL;
+  drovan_error unset = {0, NULL, 0, 0, 0, 0, {NULL, 0}, {NULL, 0}, {NULL, 0}, NULL, 0};
+  OK(drovan_resolver_new(schema, S(""), 0, &resolver, &error));
+  REFUSED(drovan_resolve_text(resolver, S("/gamm"), DROVAN_READ, found, &error), DROVAN_UNKNOWN_NODE,
+          "unknown element");
+  CHECK(error.near_count == 4 && same(error.near_names[0], "gama") && same(error.near_names[1], "gamma") &&
+        same(error.near_names[2], "beta") && same(error.near_names[3], "alpha"));
+  OK(drovan_resolve_text(resolver, S("/beta"), DROVAN_READ, found, &error));
+  CHECK(drovan_resolve_text(resolver, S("/beta"), DROVAN_READ, found, &unset) == DROVAN_MISUSE);
+  CHECK(drovan_selection_node(found, NULL, NULL) == DROVAN_MISUSE);
+  {
+    drovan_node node = {sizeof node, 0, {NULL, 0}, {NULL, 0}};
+    REFUSED(drovan_selection_node(found, &node, &error), DROVAN_MISUSE,
+            "a selection that no path"); /* It is empty: the path before is not its answer. */
+  }
+  OK(drovan_resolve_text(device, S("/"), DROVAN_READ, found, &error));
+  drovan_resolver_free(resolver);
+  drovan_schema_free(schema);
 }
 
 static int visits = 0;
@@ -1032,6 +1067,8 @@ int main(void) {
   selections();
   yangPaths();
   yangFeatures();
+  fileNames();
+  nearNames();
   classes();
   expansions();
   messages();

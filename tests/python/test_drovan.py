@@ -113,6 +113,8 @@ def test_invalid_utf8(schema):
     assert key.bytes == b"\xff"
     assert repr(key) == '"\\xff"'
     assert schema.resolve(b"/vrf[name=\xff]").path == b"/vrf[name=\xff]"
+    routes = schema.resolve(b"/vrf/route[vrf=\xff]")
+    assert routes[1].filter == {"vrf": b"\xff"} and "xff" in repr(routes)
     with pytest.raises(UnicodeEncodeError):
         schema.resolve("/vrf[name=\udcff]")
     with pytest.raises(drovan.DecodeError):
@@ -169,6 +171,12 @@ def test_decoder_jobs(schema):
     assert key == key_of(schema, ROUTE) and key.path is None
     with pytest.raises(drovan.DecodeError, match="Missing attribute 'protocol' in the key"):
         schema.decode("Network::Vrf", "route", {"key__vrf": "red", "key__prefix": "10.0.0.0/8"})
+    with pytest.raises(TypeError, match="a map from key path to value, not list"):
+        schema.decode("Network::Vrf", "route", list(fields))
+    with pytest.raises(TypeError, match="a key is a drovan.Key, not str"):
+        schema.path_of([("Network::Device", "vrf", "red")])
+    with pytest.raises(TypeError):
+        "vrf" in key
     assert schema.decode_scalar("Network::Device", "vlan", "id", "7").value == 7
     assert schema.decode_scalar("Network::Device", "vlan", "id", "*") is None
     red = key_of(schema, "/vrf[name=red]")
@@ -211,6 +219,13 @@ def test_messages(schema):
     with pytest.raises(drovan.DecodeError) as caught:
         schema.resolve_message(Path(PathElem("vrf"), PathElem("name")), mode="write")
     assert caught.value.kind == "KeyMissing"
+    old = Path()
+    old.element = ["vrf"]
+    for wrong in (old, {"elems": []}, {"elem": [{"name": "vrf", "keys": {"name": "red"}}]}):  # None of them is the root.
+        with pytest.raises(ValueError, match="old field element|has no field"):
+            schema.resolve_message(wrong, mode="delete")
+    with pytest.raises(TypeError, match="map from name to value, not list"):
+        schema.resolve_message({"elem": [{"name": "vrf", "key": ["name"]}]})
     for wrong in ("/vrf", 7, None):
         with pytest.raises(TypeError, match="field elem"):
             schema.resolve_message(wrong)
@@ -246,6 +261,15 @@ def test_many(schema):
     key = drovan.Schema.yaml(ROOT / "examples/network.yaml").resolve_many(["/vlan[id=7]"])[0][0].key
     gc.collect()
     assert (key.value, key.path) == (7, "/vlan[id=7]")
+
+
+def test_many_of_bytes_that_change(schema):
+    given = bytearray(b"/vrf[nmae=red]")
+    answers = schema.resolve_many([given], errors="return")
+    given[:] = b"/vrf[name=red]"
+    assert answers[0].unknown == "nmae"
+    with pytest.raises(TypeError, match="a list"):
+        schema.resolve_many("/vrf")
 
 
 def test_many_errors(schema):
