@@ -1,265 +1,55 @@
 #include "zynkey/Batch.h"
 
-#include <poll.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <chrono>
-#include <condition_variable>
-#include <cstddef>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <deque>
-#include <mutex>
+#include <expected>
 #include <string>
 #include <string_view>
-#include <system_error>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include "zynkey/Jobs.h"
 #include "zynkey/Names.h"
-#include "zynkey/OutOfMemory.h"
-#include "zynkey/Output.h"
 #include "zynkey/Requests.h"
-#include "zynkey/UsageError.h"
 
 namespace ZynKey {
 namespace {
 
-/** Whole lines, and their answers. */
-struct Chunk {
-  std::string lines;
-  std::uint64_t firstLine = 1;
-  std::string answers;
-  Counts counts;
-  bool done = false;
-};
-
-/** What answers lines, one after the other. */
+/** What a thread answers lines with. */
 struct Answerer {
   Names names;
   Model::Schema const& schema;
   std::size_t maxLine;
-};
 
-std::expected<Request, std::string> readLine(std::string_view line, Answerer& answerer) {
-  if (line.size() > answerer.maxLine) {
-    return std::unexpected("longer than " + std::to_string(answerer.maxLine) + " bytes; --max-line allows more");
-  }
-  auto request = readRequest(line, answerer.names);
-  if (request) {
-    if (auto flaw = validate(*request, answerer.schema)) {
-      return std::unexpected(*std::move(flaw));
+  std::expected<Request, std::string> read(std::string_view line) {
+    if (line.size() > maxLine) {
+      return std::unexpected(tooLong(maxLine));
     }
-  }
-  return request;
-}
-
-std::string answerTo(std::string_view line, std::uint64_t number, Answerer& answerer, Counts& counts) {
-  currentLine = number;
-  ++counts.requests;
-  auto const request = readLine(line, answerer);
-  if (!request) {
-    ++counts.errors;
-    return errorLine("line " + std::to_string(number) + ": " + request.error());
-  }
-  Outcome const outcome = run(*request);
-  counts.errors += outcome ? 0 : 1;
-  return toJsonLine(outcome);
-}
-
-void answer(Chunk& chunk, Answerer& answerer) {
-  std::string_view rest = chunk.lines;
-  for (std::uint64_t number = chunk.firstLine; !rest.empty(); ++number) {
-    std::size_t const end = rest.find('\n');
-    chunk.answers += answerTo(rest.substr(0, end), number, answerer, chunk.counts);
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-  }
-}
-
-/** A queue of chunks: put in as they are read, taken out answered and in the same order. One thread does both. */
-class Pipeline {
- public:
-  /** With one job the caller's thread answers when it puts a chunk in. */
-  Pipeline(unsigned jobs, Answerer answerer) : answerer_(std::move(answerer)), mostChunks_(jobs > 1 ? 2 * jobs : 1) {
-    for (unsigned job = 0; jobs > 1 && job < jobs; ++job) {
-      workers_.emplace_back([this](std::stop_token const& stop) { work(stop); });
+    auto request = readRequest(line, names);
+    if (request) {
+      if (auto flaw = validate(*request, schema)) {
+        return std::unexpected(*std::move(flaw));
+      }
     }
+    return request;
   }
 
-  bool empty() const { return chunks_.empty(); }
-  /** As many chunks as keep every worker busy. */
-  bool full() const { return chunks_.size() >= mostChunks_; }
-
-  void put(Chunk chunk) {
-    if (workers_.empty()) {
-      answer(chunk, answerer_);
-      chunk.done = true;
-      chunks_.push_back(std::move(chunk));
+  void operator()(std::string_view line, std::uint64_t number, std::string& answers, Counts& counts) {
+    ++counts.answers;
+    auto const request = read(line);
+    if (!request) {
+      ++counts.errors;
+      answers += errorLine("line " + std::to_string(number) + ": " + request.error());
       return;
     }
-    {
-      std::lock_guard const lock(mutex_);
-      chunks_.push_back(std::move(chunk));
-      waiting_.push_back(&chunks_.back());
-    }
-    work_.notify_one();
+    Outcome const outcome = run(*request);
+    counts.errors += outcome ? 0 : 1;
+    answers += toJsonLine(outcome);
   }
-
-  /** The oldest chunk, answered; only when there is one. */
-  Chunk take() {
-    std::unique_lock lock(mutex_);
-    done_.wait(lock, [this] { return chunks_.front().done; });
-    Chunk chunk = std::move(chunks_.front());
-    chunks_.pop_front();
-    return chunk;
-  }
-
- private:
-  void work(std::stop_token const& stop) {
-    Answerer answerer = answerer_;
-    std::unique_lock lock(mutex_);
-    while (work_.wait(lock, stop, [this] { return !waiting_.empty(); })) {
-      Chunk& chunk = *waiting_.front();
-      waiting_.pop_front();
-      lock.unlock();
-      answer(chunk, answerer);
-      lock.lock();
-      chunk.done = true;
-      done_.notify_one();
-    }
-  }
-
-  Answerer answerer_;
-  std::size_t mostChunks_;
-  std::mutex mutex_;
-  std::condition_variable_any work_;
-  std::condition_variable done_;
-  // A deque leaves its elements where they are while others come and go at its ends.
-  std::deque<Chunk> chunks_;
-  std::deque<Chunk*> waiting_;
-  // Last, so that the threads end before what they use.
-  std::vector<std::jthread> workers_;
-};
-
-/** Cuts what a file descriptor yields into chunks of whole lines. */
-class LineReader {
- public:
-  /** Of a longer line, one byte more than `maxLine` is kept. */
-  LineReader(int input, std::size_t maxLine) : input_(input), mostKept_(maxLine + 1) {}
-
-  /** Whether the next read would not have to wait. */
-  bool ready() const {
-    pollfd descriptor{input_, POLLIN, 0};
-    return ::poll(&descriptor, 1, 0) != 0;
-  }
-
-  /** Reads once. The chunk is empty when no line has ended yet; at the end of the input, `atEnd()` holds. */
-  Chunk read() {
-    currentLine = nextLine_;
-    ssize_t count = 0;
-    do {
-      // The checker misses that the locks of others have ended.
-      // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection)
-      count = ::read(input_, part_.data(), part_.size());
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) {
-      throw UsageError(std::string("cannot read: ") + std::strerror(errno));
-    }
-    atEnd_ = count == 0;
-    Chunk chunk;
-    chunk.firstLine = nextLine_;
-    std::size_t whole = atEnd_ ? pending_.size() : 0;
-    for (std::string_view rest(part_.data(), static_cast<std::size_t>(count)); !rest.empty();) {
-      std::size_t const end = std::min(rest.find('\n'), rest.size());
-      std::string_view const kept = rest.substr(0, std::min(end, mostKept_ - lineSize_));
-      pending_ += kept;
-      lineSize_ += kept.size();
-      if (end != rest.size()) {
-        pending_ += '\n';
-        lineSize_ = 0;
-        ++nextLine_;
-        whole = pending_.size();
-      }
-      rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    if (whole != 0) {
-      std::string rest = pending_.substr(whole);
-      pending_.resize(whole);
-      chunk.lines = std::exchange(pending_, std::move(rest));
-    }
-    return chunk;
-  }
-
-  bool atEnd() const { return atEnd_; }
-
- private:
-  int input_;
-  std::size_t mostKept_;
-  std::array<char, std::size_t{64} << 10U> part_;
-  /** Lines that have ended, and what is kept of the one that has not. */
-  std::string pending_;
-  std::size_t lineSize_ = 0;
-  std::uint64_t nextLine_ = 1;
-  bool atEnd_ = false;
-};
-
-/** A line on stderr that counts, where a person watches, on a terminal that can erase a line. */
-class Progress {
- public:
-  void show(Counts const& counts) {
-    auto const now = std::chrono::steady_clock::now();
-    if (shown_ && now - last_ >= std::chrono::milliseconds(200)) {
-      last_ = now;
-      std::fprintf(stderr, "\r%llu requests", static_cast<unsigned long long>(counts.requests));
-    }
-  }
-  void clear() const {
-    if (shown_) {
-      std::fputs("\r\033[K", stderr);
-    }
-  }
-
- private:
-  static bool isSmartTerminal() {
-    char const* const terminal = std::getenv("TERM");
-    return ::isatty(STDERR_FILENO) != 0 && terminal != nullptr && *terminal != '\0' &&
-           std::string_view(terminal) != "dumb";
-  }
-
-  bool shown_ = isSmartTerminal();
-  std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace
 
-Counts runBatch(int input, BatchLimits limits, Model::Schema const& schema, Resolvers& resolvers) try {
-  Pipeline pipeline(limits.jobs, {.names = Names(schema, &resolvers), .schema = schema, .maxLine = limits.maxLine});
-  LineReader reader(input, limits.maxLine);
-  Progress progress;
-  Counts total;
-  while (!reader.atEnd() || !pipeline.empty()) {
-    // Answers are written before waiting for more input: the other side may wait for them.
-    if (reader.atEnd() || pipeline.full() || (!pipeline.empty() && !reader.ready())) {
-      Chunk const chunk = pipeline.take();
-      total.requests += chunk.counts.requests;
-      total.errors += chunk.counts.errors;
-      writeOut(chunk.answers);
-      flushOut();
-      progress.show(total);
-    } else if (Chunk chunk = reader.read(); !chunk.lines.empty()) {
-      pipeline.put(std::move(chunk));
-    }
-  }
-  progress.clear();
-  return total;
-} catch (std::system_error const& error) {
-  throw UsageError(std::string("cannot start ") + std::to_string(limits.jobs) + " threads: " + error.what());
+Counts runBatch(int input, LineLimits limits, Model::Schema const& schema, Resolvers& resolvers) {
+  return answerLines(input, limits,
+                     Answerer{.names = Names(schema, &resolvers), .schema = schema, .maxLine = limits.maxLine},
+                     "requests");
 }
 
 }  // namespace ZynKey

@@ -129,8 +129,40 @@ class CommandLine {
     batch->add_option("FILE", options_.file, "The requests; standard input unless given, or -")
         ->option_text(" ")
         ->check(notEmpty());
-    batch->add_option("--max-line", options_.maxLine, maxLineHelp)->check(CLI::Range(1, 1 << 30))->option_text("BYTES");
-    batch->add_option("--jobs", options_.jobs, "Threads that decode")->check(CLI::Range(1, 256))->option_text("N");
+    addJobs(batch);
+
+    CLI::App* const rows =
+        addCommand("rows", "Turn lines with paths into rows of typed columns, in their order",
+                   "echo '/vrf[name=red]/route[vrf=red][tag=7]' | zynkey rows --collection Vrf.route", printRows);
+    rows->add_option("FILE", options_.file, "The lines; standard input unless given, or -")
+        ->option_text(" ")
+        ->check(notEmpty());
+    rows->add_option(
+            "--in", options_.input,
+            "What a line is: path, a path; json, an object with 'path' or 'elem'; event, one of a collector, or "
+            "a list of them")
+        ->option_text("FORM");
+    rows->add_option("--out", options_.output, "What a row is: json, tsv or csv")->option_text("FORM");
+    rows->add_option("--collection", options_.collection,
+                     "One row for each path or event, with a column for each part of the key of Type.attribute; else a "
+                     "row for each collection that is selected")
+        ->type_name("C")
+        ->check(notEmpty());
+    rows->add_option("--root", options_.root, "The entity that paths start from; the one that no other is made of")
+        ->type_name("TYPE")
+        ->check(notEmpty());
+    fields_ =
+        rows->add_option("--field", options_.fields,
+                         "Field of the input to pass on as a column; repeatable. All unless given, for tsv and csv "
+                         "in one column 'fields'")
+            ->option_text("NAME")
+            ->check(notEmpty());
+    fields_->allow_extra_args(false);
+    rows->add_option("--ddl", options_.ddl, "Read no lines: print the columns of a table for the rows, of: clickhouse")
+        ->check(notEmpty())
+        ->option_text("ENGINE");
+    rows->add_flag("--fail", options_.failOnError, "Exit with 1 when a row has an error");
+    addJobs(rows);
   }
 
   Invocation parse(std::vector<std::string> arguments) {
@@ -211,7 +243,9 @@ class CommandLine {
     }
     options_.schema.folders = folders_->results();
     options_.schema.modules = modules_->results();
-    for (std::vector<std::string>* const texts : {&options_.keys, &options_.schema.folders, &options_.schema.modules}) {
+    options_.fields = fields_->results();
+    for (std::vector<std::string>* const texts :
+         {&options_.keys, &options_.schema.folders, &options_.schema.modules, &options_.fields}) {
       std::ranges::transform(*texts, texts->begin(), unescapeBracket);
     }
     for (std::string* text : {&options_.schema.file, &options_.collection, &options_.type, &options_.file,
@@ -245,6 +279,11 @@ class CommandLine {
     addDecoding(app);
     addKeys(app, keys, keysHelp);
     return app;
+  }
+
+  void addJobs(CLI::App* app) {
+    app->add_option("--max-line", options_.maxLine, maxLineHelp)->check(CLI::Range(1, 1 << 30))->option_text("BYTES");
+    app->add_option("--jobs", options_.jobs, "Threads that decode")->check(CLI::Range(1, 256))->option_text("N");
   }
 
   /** Returns the last one, `--json`. */
@@ -326,6 +365,7 @@ class CommandLine {
   CLI::App app_{"Turn textual collection keys into typed keys", "zynkey"};
   CLI::Option* folders_ = nullptr;
   CLI::Option* modules_ = nullptr;
+  CLI::Option* fields_ = nullptr;
   std::vector<Command> commands_;
 };
 

@@ -42,6 +42,15 @@ std::vector<std::string> namesFor(Unfinished const& line, std::string const& wor
   if (line.valueOf == "--type" || line.valueOf == "--root") {
     return typeNames(loadSchema(line.options.schema, ignoreWarning), line.valueOf == "--root");
   }
+  if (line.valueOf == "--in") {
+    return {"path", "json", "event"};
+  }
+  if (line.valueOf == "--out") {
+    return {"json", "tsv", "csv"};
+  }
+  if (line.valueOf == "--ddl") {
+    return {"clickhouse"};
+  }
   if (!line.valueOf.empty()) {
     return {};
   }

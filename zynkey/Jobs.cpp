@@ -122,10 +122,6 @@ std::string text(Elements const& elements) {
   return lines;
 }
 
-std::string collectionName(Zyn::ZynAttr collection) {
-  return std::string(Zyn::ZynType(collection.module(), collection.owner()).name()) + "." + collection.name();
-}
-
 // In one line each.
 std::string phrase(Model::ValuePtr const& key) { return "exact " + Model::print(*key); }
 std::string phrase(All) { return "every"; }
@@ -139,7 +135,7 @@ std::string phrase(Filter const& filter) {
 std::string text(PathAnswer const& answer) {
   std::string lines = answer.collections.empty() ? "no keyed collection\n" : "";
   for (auto const& [collection, keys] : answer.collections) {
-    lines += collectionName(collection) + ": " + std::visit([](auto const& held) { return phrase(held); }, keys) + '\n';
+    lines += fullName(collection) + ": " + std::visit([](auto const& held) { return phrase(held); }, keys) + '\n';
   }
   return lines;
 }
@@ -171,7 +167,7 @@ std::string jsonText(Elements const& elements) {
   return "{\"elements\":" + dumpList(elements, [](std::string const& element) { return element; }) + "}";
 }
 nlohmann::ordered_json json(Selected const& selected) {
-  nlohmann::ordered_json one{{"collection", collectionName(selected.collection)}};
+  nlohmann::ordered_json one{{"collection", fullName(selected.collection)}};
   one.update(std::visit([](auto const& held) { return json(held); }, selected.keys));
   return one;
 }

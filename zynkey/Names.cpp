@@ -109,9 +109,18 @@ std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema) {
                          Text::listNames(names));
 }
 
+std::string suggestion(std::string_view name, std::span<std::string const> names) {
+  std::string near = Text::didYouMean(name, names);
+  return near.empty() ? Text::listNames(names) : near;
+}
+
 std::string nameOf(Model::Schema const& schema, Zyn::ZynType type) {
   std::string const alone(Model::shortName(type));
   return schema.find(alone) == type ? alone : type.name();
+}
+
+std::string fullName(Zyn::ZynAttr collection) {
+  return std::string(Zyn::ZynType(collection.module(), collection.owner()).name()) + "." + collection.name();
 }
 
 std::vector<std::string> collectionNames(Model::Schema const& schema, bool keyedOnly) {

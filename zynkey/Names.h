@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <expected>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,8 +62,14 @@ std::vector<std::size_t> cutsOf(std::string_view name, std::size_t longestType);
 /** The one entity that no other entity is made of. */
 std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema);
 
+/** To end a message with: the near ones of `names`, or all of them where none is near. */
+std::string suggestion(std::string_view name, std::span<std::string const> names);
+
 /** The shortest name under which the schema finds the type. */
 std::string nameOf(Model::Schema const& schema, Zyn::ZynType type);
+
+/** "Module::Type.attribute". */
+std::string fullName(Zyn::ZynAttr collection);
 
 /** "Type.attribute" of each collection of the schema, in declaration order. */
 std::vector<std::string> collectionNames(Model::Schema const& schema, bool keyedOnly);

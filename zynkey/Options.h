@@ -37,6 +37,11 @@ struct Options {
   std::string root;
   std::string prefix;
   std::string mode = "read";
+  /** Of rows. */
+  std::string input = "path";
+  std::string output = "json";
+  std::string ddl;
+  std::vector<std::string> fields;
   /** Keys of a collection, or paths. */
   std::vector<std::string> keys;
   unsigned jobs = 1;
@@ -47,6 +52,7 @@ struct Options {
   bool json = false;
   bool proto = false;
   bool canonical = false;
+  bool failOnError = false;
 };
 
 }  // namespace ZynKey

@@ -1,5 +1,6 @@
 #include "zynkey/Output.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,6 +27,31 @@ void writeOut(std::string_view text) {
   static bool const isTerminal = ::isatty(STDOUT_FILENO) != 0;
   if (!write(text, stdout, isTerminal)) {
     throw UsageError(std::string("cannot write: ") + std::strerror(errno));
+  }
+}
+
+void writeWhole(std::string_view text) {
+  flushOut();
+  auto const sizeOfFile = [] {
+    struct stat file{};
+    return ::fstat(STDOUT_FILENO, &file) == 0 && S_ISREG(file.st_mode) ? file.st_size : -1;
+  };
+  off_t const before = sizeOfFile();
+  if (before < 0) {
+    writeOut(text);
+    flushOut();
+    return;
+  }
+  for (std::string_view rest = text; !rest.empty();) {
+    ssize_t const count = ::write(STDOUT_FILENO, rest.data(), rest.size());
+    if (count >= 0) {
+      rest.remove_prefix(static_cast<std::size_t>(count));
+    } else if (int const error = errno; error != EINTR) {
+      // Not where somebody else has written to the file meanwhile.
+      bool const isOwnEnd = sizeOfFile() == before + static_cast<off_t>(text.size() - rest.size());
+      [[maybe_unused]] bool const isCut = isOwnEnd && ::ftruncate(STDOUT_FILENO, before) == 0;
+      throw UsageError(std::string("cannot write: ") + std::strerror(error));
+    }
   }
 }
 

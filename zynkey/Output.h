@@ -12,6 +12,12 @@ namespace ZynKey {
 /** Throws `UsageError` when the text cannot be written, such as to a full disk: an answer is not lost unnoticed. */
 void writeOut(std::string_view text);
 
+/**
+ * All of the text, and what was written before, has arrived when this returns. Where it cannot, such as on a disk that
+ * is full, a file that nobody else writes to is cut back to where it ended before the text. Throws `UsageError` then.
+ */
+void writeWhole(std::string_view text);
+
 /** What was written has arrived when this returns. Throws `UsageError` when it cannot. */
 void flushOut();
 

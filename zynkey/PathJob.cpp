@@ -6,8 +6,7 @@
 
 #include "gnmi/Message.h"
 #include "gnmi/ModelValues.h"
-#include "text/Messages.h"
-#include "text/Nearest.h"
+#include "zynkey/Names.h"
 
 namespace ZynKey {
 namespace {
@@ -23,10 +22,6 @@ std::variant<Model::ValuePtr, All, Filter> keysOf(Gnmi::Selection const& selecti
     return All();
   }
   return sorted(values);
-}
-
-std::expected<Gnmi::Path, Gnmi::Error> read(PathInput const& input) {
-  return input.isText ? Gnmi::parsePath(input.text) : Gnmi::readPath(input);
 }
 
 /** Quotes around a value are part of it, and nearly always a slip. */
@@ -56,14 +51,6 @@ PathAnswer answerOf(PathRequest const& request, Gnmi::Path const& path, Gnmi::Re
   return answer;
 }
 
-/** The error of a path, with what is probably the reason where a value is refused. */
-Gnmi::Error explained(Gnmi::Error error, Gnmi::Path const& path) {
-  if (std::string const quotes = quotesIn(path); error.kind == Gnmi::ErrorClass::ValueRefused && !quotes.empty()) {
-    error.text += "; " + quotes;
-  }
-  return error;
-}
-
 std::expected<void, Gnmi::Error> checkPayload(PathRequest const& request, Gnmi::Resolved const& found) {
   if (request.payload.empty()) {
     return {};
@@ -79,10 +66,26 @@ std::expected<void, Gnmi::Error> checkPayload(PathRequest const& request, Gnmi::
 
 }  // namespace
 
+std::expected<Gnmi::Path, Gnmi::Error> readPath(PathInput const& input) {
+  return input.isText ? Gnmi::parsePath(input.text) : Gnmi::readPath(input);
+}
+
+Gnmi::Error explained(Gnmi::Error error, Gnmi::Path const& path) {
+  if (std::string const quotes = quotesIn(path); error.kind == Gnmi::ErrorClass::ValueRefused && !quotes.empty()) {
+    error.text += "; " + quotes;
+  }
+  return error;
+}
+
+bool hasWildcards(Gnmi::Path const& path) {
+  return std::ranges::any_of(path.elements(),
+                             [](Gnmi::Element const& element) { return element.name == "*" || element.name == "..."; });
+}
+
 std::expected<std::variant<PathAnswer, Expansions>, Gnmi::Error> resolvePath(PathRequest const& request) {
-  auto path = read(request.path);
+  auto path = readPath(request.path);
   if (path && request.hasPrefix) {
-    auto prefix = read(request.prefix);
+    auto prefix = readPath(request.prefix);
     if (!prefix) {
       prefix.error().inPrefix = true;
       return std::unexpected(std::move(prefix).error());
@@ -92,9 +95,8 @@ std::expected<std::variant<PathAnswer, Expansions>, Gnmi::Error> resolvePath(Pat
   if (!path) {
     return std::unexpected(std::move(path).error());
   }
-  auto const isWildcard = [](Gnmi::Element const& element) { return element.name == "*" || element.name == "..."; };
   bool const takesWildcards = request.mode == Gnmi::Mode::Read || request.mode == Gnmi::Mode::Delete;
-  if (takesWildcards && std::ranges::any_of(path->elements(), isWildcard)) {
+  if (takesWildcards && hasWildcards(*path)) {
     Expansions expansions;
     std::optional<Gnmi::Error> conflict;
     auto done = request.resolver->expand(
@@ -133,9 +135,6 @@ Filter sorted(ZynKeyDecoder::FilterMap const& map) {
   return sorted;
 }
 
-std::string sentence(Gnmi::Error const& error) {
-  std::string const near = Text::didYouMean(error.unknown, error.names);
-  return error.text + (near.empty() ? Text::listNames(error.names) : near);
-}
+std::string sentence(Gnmi::Error const& error) { return error.text + suggestion(error.unknown, error.names); }
 
 }  // namespace ZynKey

@@ -85,6 +85,15 @@ std::expected<std::variant<PathAnswer, Expansions>, Gnmi::Error> resolvePath(Pat
 /** "a filter's values", sorted by attribute name. */
 Filter sorted(Drovan::ZynKeyDecoder::FilterMap const& map);
 
+/** The error of a path, with what is probably the reason where a value is refused: quotes around it. */
+Gnmi::Error explained(Gnmi::Error error, Gnmi::Path const& path);
+
+/** Whether the path has elements "*" or "...", and so may mean several nodes. */
+bool hasWildcards(Gnmi::Path const& path);
+
+/** The path that the input is, which lives longer. */
+std::expected<Gnmi::Path, Gnmi::Error> readPath(PathInput const& input);
+
 /** `error` as a sentence that names what exists: near names where there are some. */
 std::string sentence(Gnmi::Error const& error);
 

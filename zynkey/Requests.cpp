@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "text/Messages.h"
-#include "text/Nearest.h"
 
 namespace ZynKey {
 namespace {
@@ -97,11 +96,10 @@ constexpr std::array<ModeRow, 4> modes = {{{"read", Gnmi::Mode::Read},
 
 /** "; did you mean ...", or all there are. */
 template <typename Rows>
-std::string suggestion(std::string_view name, Rows const& rows) {
+std::string suggestionOf(std::string_view name, Rows const& rows) {
   std::vector<std::string> names;
   std::ranges::transform(rows, std::back_inserter(names), [](auto const& row) { return std::string(row.name); });
-  std::string const near = Text::didYouMean(name, names);
-  return near.empty() ? Text::listNames(names) : near;
+  return suggestion(name, names);
 }
 
 /** The text after the first `end`; all of it where there is none. */
@@ -197,7 +195,7 @@ class Reader final : public nlohmann::json_sax<Json> {
     }
     auto const* const row = std::ranges::find(fields, name, &FieldRow::name);
     if (row == fields.end()) {
-      return fail("unknown field " + Text::inQuotes(name) + suggestion(name, fields));
+      return fail("unknown field " + Text::inQuotes(name) + suggestionOf(name, fields));
     }
     field_ = static_cast<Field>(row - fields.begin());
     if (place_ == InPrefix && ((messageFields | bit(PathField)) & bit(field_)) == 0) {
@@ -244,13 +242,7 @@ class Reader final : public nlohmann::json_sax<Json> {
   bool end_array() override { return place_ == InPair && inPair_ != 2 ? wrongShape() : leave(); }
 
   bool parse_error(std::size_t position, std::string const&, nlohmann::detail::exception const& exception) override {
-    // Without the parser's own prefixes, whose line number is always 1 here; the rest may quote a text of any length.
-    std::string_view what = exception.what();
-    what = after(what, "] ");
-    what = what.starts_with("parse error at ") ? after(what, ": ") : what;
-    constexpr std::size_t shown = 200;
-    return fail("not JSON at byte " + std::to_string(position) + ": " + std::string(what.substr(0, shown)) +
-                (what.size() > shown ? "..." : ""));
+    return fail("not JSON at byte " + std::to_string(position) + ": " + parserReason(exception.what()));
   }
 
  private:
@@ -375,10 +367,18 @@ std::expected<void, std::string> readPathJob(Reader& reader, Names& names) {
 
 }  // namespace
 
+std::string parserReason(std::string_view what) {
+  // Its line number is always 1 here, and what it quotes may be of any length.
+  what = after(what, "] ");
+  what = what.starts_with("parse error at ") ? after(what, ": ") : what;
+  constexpr std::size_t shown = 200;
+  return std::string(what.substr(0, shown)) + (what.size() > shown ? "..." : "");
+}
+
 std::expected<Gnmi::Mode, std::string> modeOf(std::string_view name) {
   auto const* const mode = std::ranges::find(modes, name, &ModeRow::name);
   if (mode == modes.end()) {
-    return std::unexpected("unknown mode " + Text::inQuotes(name) + suggestion(name, modes));
+    return std::unexpected("unknown mode " + Text::inQuotes(name) + suggestionOf(name, modes));
   }
   return mode->mode;
 }
@@ -389,12 +389,12 @@ std::expected<Request, std::string> readRequest(std::string_view json, Names& na
     return std::unexpected(std::move(reader.error));
   }
   if ((reader.seen & bit(OpField)) == 0) {
-    return std::unexpected("field 'op' is missing" + suggestion("", ops));
+    return std::unexpected("field 'op' is missing" + suggestionOf("", ops));
   }
   std::string const& name = reader.texts[OpField];
   auto const* const op = std::ranges::find(ops, name, &OpRow::name);
   if (op == ops.end()) {
-    return std::unexpected("unknown op " + Text::inQuotes(name) + suggestion(name, ops));
+    return std::unexpected("unknown op " + Text::inQuotes(name) + suggestionOf(name, ops));
   }
   if (std::string unfit = unfitFields(*op, reader.seen); !unfit.empty()) {
     return std::unexpected(std::move(unfit));

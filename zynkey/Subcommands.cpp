@@ -20,10 +20,12 @@
 #include "zynkey/Caret.h"
 #include "zynkey/Describe.h"
 #include "zynkey/Jobs.h"
+#include "zynkey/Lines.h"
 #include "zynkey/Names.h"
 #include "zynkey/Output.h"
 #include "zynkey/Requests.h"
 #include "zynkey/Resolvers.h"
+#include "zynkey/Rows.h"
 #include "zynkey/Schemas.h"
 #include "zynkey/UsageError.h"
 
@@ -217,14 +219,24 @@ Status checkSchema(Options const& options) {
   return Done;
 }
 
-Status answerBatch(Options const& options) {
+namespace {
+
+/** The file descriptor of the lines. */
+int openLines(Options const& options, std::string_view what) {
   if (options.schema.file == standardInput && isStandardInput(options.file)) {
-    throw UsageError("standard input cannot be both the schema and the requests");
+    throw UsageError("standard input cannot be both the schema and the " + std::string(what));
   }
   int const input = isStandardInput(options.file) ? STDIN_FILENO : ::open(options.file.c_str(), O_RDONLY | O_CLOEXEC);
   if (input < 0) {
     throw UsageError("cannot open " + Text::inQuotes(options.file) + ": " + std::strerror(errno));
   }
+  return input;
+}
+
+}  // namespace
+
+Status answerBatch(Options const& options) {
+  int const input = openLines(options, "requests");
   Source const source = loadSource(options.schema);
   Resolvers resolvers(source.facts);
   Counts const counts = runBatch(input, {.jobs = options.jobs, .maxLine = options.maxLine}, source.schema, resolvers);
@@ -233,6 +245,36 @@ Status answerBatch(Options const& options) {
                               std::to_string(counts.errors) + " errors\n";
   writeError(summary);
   return Done;
+}
+
+Status printRows(Options const& options) {
+  bool const isDdl = !options.ddl.empty();
+  if (isDdl && options.ddl != "clickhouse") {
+    throw UsageError("unknown engine " + Text::inQuotes(options.ddl) + "; there is 'clickhouse'");
+  }
+  int const input = isDdl ? -1 : openLines(options, "lines");
+  Source const source = loadSource(options.schema);
+  Rows rows = orThrow(Rows::make(source.schema, source.facts,
+                                 {.input = orThrow(rowInput(options.input)),
+                                  .output = orThrow(rowFormat(options.output)),
+                                  .collection = options.collection,
+                                  .root = options.root,
+                                  .fields = options.fields,
+                                  .maxLine = options.maxLine}));
+  if (isDdl) {
+    writeOut(rows.clickHouseColumns());
+    return Done;
+  }
+  auto const answer = [rows](std::string_view line, std::uint64_t, std::string& out, Counts& counts) mutable {
+    for (Row const& row : rows.rows(line, out)) {
+      ++counts.answers;
+      counts.errors += row.failed ? 1 : 0;
+    }
+  };
+  Counts const counts = answerLines(input, {.jobs = options.jobs, .maxLine = options.maxLine}, answer, "lines");
+  writeError(std::to_string(counts.requests) + " lines, " + std::to_string(counts.answers) + " rows, " +
+             std::to_string(counts.errors) + " errors\n");
+  return options.failOnError && counts.errors != 0 ? NotDecoded : Done;
 }
 
 }  // namespace ZynKey

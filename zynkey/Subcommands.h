@@ -14,5 +14,6 @@ Status showTypes(Options const& options);
 Status showS4(Options const& options);
 Status checkSchema(Options const& options);
 Status answerBatch(Options const& options);
+Status printRows(Options const& options);
 
 }  // namespace ZynKey

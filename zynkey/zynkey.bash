@@ -15,7 +15,7 @@ _zynkey() {
   ((${#words[@]} > 1)) && previous=${words[-2]}
   COMPREPLY=()
   case $previous in
-    --schema | --import-from | --yang | check | batch)
+    --schema | --import-from | --yang | check | batch | rows)
       [[ $current == -* ]] || { compopt -o default 2>/dev/null; return; }
       ;;
   esac
