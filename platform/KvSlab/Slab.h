@@ -10,7 +10,8 @@
 namespace KvSlab {
 
 /**
- * `size` bytes of uninitialised storage, aligned for every fundamental type; never null, also for a size of 0.
+ * `size` bytes of uninitialised storage; never null, also for a size of 0. Aligned to 16 bytes where `size` is a
+ * multiple of 16, and to 8 otherwise: so an array of any fundamental type is aligned when `size` is that of the array.
  * Throws `std::bad_alloc` when memory runs out.
  */
 void* slabAllocOrStdMalloc(std::size_t size);
