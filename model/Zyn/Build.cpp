@@ -86,13 +86,14 @@ Zyn::ZynType addType(Module& ofModule, std::string_view name, Kind kind) {
   auto& module = static_cast<ModuleTables&>(ofModule);
   auto const index = static_cast<std::uint32_t>(module.types.size());
   TypeRow& row = module.types.emplace_back();
+  row.handle = {&module, index};
   row.name = fmt::format("{}::{}", module.name, name);
   row.shortNameAt = module.name.size() + 2;
   row.kind = kind;
   row.marks = startMarks(kind);
   row.levels = isComposed(kind) ? 1 : 0;
   module.typesByName.emplace(std::string_view(row.name).substr(row.shortNameAt), index);
-  return {&module, index};
+  return row.handle;
 }
 
 void checkNewType(Module const& module, std::string_view name) {

@@ -14,7 +14,7 @@ namespace {
 nlohmann::ordered_json scalarJson(Scalar const& value) {
   std::string text;
   printScalar(value, TextForm::Gnmi, text);
-  switch (value.kind) {
+  switch (value.kind()) {
     case Kind::Bool:
       return value.number() != 0;
     case Kind::S8:
@@ -46,11 +46,11 @@ nlohmann::ordered_json scalarJson(Scalar const& value) {
 
 nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
   ValueObject const& object = valueObject(value);
-  if (!isComposed(object.kind)) {
+  if (!isComposed(object.kind())) {
     return scalarJson(static_cast<Scalar const&>(object));
   }
   auto const slots = static_cast<Composed const&>(object).slots();
-  if (object.kind == Kind::Wrapper) {
+  if (object.kind() == Kind::Wrapper) {
     return slots[0] ? toJson(*slots[0]) : nlohmann::ordered_json();
   }
   auto json = nlohmann::ordered_json::object();
@@ -58,7 +58,7 @@ nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
     if (slots[slot]) {
       // The names differ, so no search for an equal one is needed before each.
       json.get_ref<nlohmann::ordered_json::object_t&>().push_back(
-          {attrRow(object.type, slot).name, toJson(*slots[slot])});
+          {attrRow(object.type(), slot).name, toJson(*slots[slot])});
     }
   }
   return json;

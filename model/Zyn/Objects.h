@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,17 +32,25 @@ inline Zyn::ZynType unwrapped(Zyn::ZynType type) {
   return type;
 }
 
-/** The base class of all value objects. */
+/**
+ * The base class of all value objects. Each class frees its objects' blocks itself: `operator delete` runs no
+ * destructor but those of slots, as all others would do nothing.
+ */
 class ValueObject : public Zyn::GenericIf {
  public:
-  // The subclasses construct their objects in a block that has space for what they hold.
-  static void operator delete(void* storage) noexcept;  // NOLINT(misc-new-delete-overloads)
-
-  Kind const kind;
-  Zyn::ZynType const type;
+  TypeRow const& row() const noexcept { return row_; }
+  Kind kind() const noexcept { return row_.kind; }
+  Zyn::ZynType type() const noexcept { return row_.handle; }
 
  protected:
-  ValueObject(Zyn::ZynType ofType, Kind itsKind) noexcept : kind(itsKind), type(ofType) {}
+  ValueObject(TypeRow const& itsRow, std::uint32_t itsSize) noexcept : size_(itsSize), row_(itsRow) {}
+
+  /** What the subclass makes of it. Kept here, beside the count of users, where it takes no memory of its own. */
+  std::uint32_t const size_;
+
+ private:
+  // Not the handle, which takes twice the memory.
+  TypeRow const& row_;
 };
 
 inline ValueObject const& valueObject(Zyn::GenericIf const& value) { return static_cast<ValueObject const&>(value); }
@@ -70,38 +79,40 @@ struct Content {
   std::string large;
 };
 
-/** A value of a scalar kind, or an enumerator. */
+/** A value of a scalar kind, or an enumerator. A number that `size_` does not hold, and then the bytes, follow it. */
 class Scalar final : public ValueObject {
  public:
-  static NewValue make(Zyn::ZynType type, Content const& content);
+  static NewValue make(TypeRow const& row, Content const& content);
+  static NewValue make(Zyn::ZynType type, Content const& content) { return make(rowOf(type), content); }
+  static void operator delete(Scalar* value, std::destroying_delete_t) noexcept;
 
   /** The same as `Content::number`; for kinds that hold bytes, their count. */
-  std::uint64_t number() const noexcept { return number_; }
+  std::uint64_t number() const noexcept {
+    return size_ != isWide ? size_ : *reinterpret_cast<std::uint64_t const*>(this + 1);
+  }
   /** Only for kinds that hold bytes. */
   std::string_view text() const noexcept {
-    return {reinterpret_cast<char const*>(this + 1), static_cast<std::size_t>(number_)};
+    auto const* const behind = reinterpret_cast<char const*>(this + 1);
+    return {size_ != isWide ? behind : behind + sizeof(std::uint64_t), static_cast<std::size_t>(number())};
   }
 
  private:
-  Scalar(Zyn::ZynType ofType, Kind itsKind, std::uint64_t number) noexcept
-      : ValueObject(ofType, itsKind), number_(number) {}
+  static constexpr std::uint32_t isWide = 0xFFFFFFFFU;
 
-  std::uint64_t const number_;
+  using ValueObject::ValueObject;
 };
 
 /** A wrapper, a union or a value type: one slot for each attribute, null while it is not set. */
 class Composed final : public ValueObject {
  public:
   static Velko::Ptr<Composed> make(Zyn::ZynType type);
-  ~Composed() override;
+  static void operator delete(Composed* value, std::destroying_delete_t) noexcept;
 
-  std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), count_}; }
-  std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), count_}; }
+  std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), size_}; }
+  std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), size_}; }
 
  private:
-  Composed(Zyn::ZynType ofType, Kind itsKind, std::size_t count) noexcept;
-
-  std::size_t const count_;
+  Composed(TypeRow const& itsRow, std::uint32_t count) noexcept;
 };
 
 // Scalars (Scalars.cpp).

@@ -236,7 +236,7 @@ NewValue readField(Reader& reader, Place place, Zyn::ZynType type) {
         fault("{}: {} does not fit: {}", place.text(), shownNumber(wire, raw), fieldExpectation(type));
       }
   }
-  NewValue value = Scalar::make(type, content);
+  NewValue value = Scalar::make(row, content);
   // The rule of a type has been asked already where the field is a text.
   if (row.rule && wire != Wire::Text) {
     auto const& scalar = static_cast<Scalar const&>(*value);
@@ -338,15 +338,15 @@ std::string messageOf(Composed const& value);
 
 void writeField(std::uint32_t number, Zyn::GenericIf const& value, std::string& out) {
   ValueObject const& object = valueObject(value);
-  if (object.kind == Kind::Wrapper) {
+  if (object.kind() == Kind::Wrapper) {
     ValuePtr const& inner = static_cast<Composed const&>(object).slots()[0];
     if (!inner) {
-      refuse("{}: it holds nothing, and has no message", object.type.name());
+      refuse("{}: it holds nothing, and has no message", object.type().name());
     }
     writeField(number, *inner, out);
     return;
   }
-  Wire const wire = wireOf(object.kind).wire;
+  Wire const wire = wireOf(object.kind()).wire;
   writeVarint(WireFormatLite::MakeTag(static_cast<int>(number), wireType(wire)), out);
   if (wire == Wire::Message) {
     writeBytes(messageOf(static_cast<Composed const&>(object)), out);
@@ -363,7 +363,7 @@ void writeField(std::uint32_t number, Zyn::GenericIf const& value, std::string& 
     case Wire::Enum: {
       // A negative number is sign-extended to 64 bits, so it takes ten bytes, as protobuf wants it.
       auto const position = static_cast<std::size_t>(scalar.number());
-      writeVarint(static_cast<std::uint64_t>(std::int64_t{rowOf(scalar.type).enumerators[position].number}), out);
+      writeVarint(static_cast<std::uint64_t>(std::int64_t{scalar.row().enumerators[position].number}), out);
       break;
     }
     case Wire::Fixed32:
@@ -385,14 +385,14 @@ void writeField(std::uint32_t number, Zyn::GenericIf const& value, std::string& 
 
 /** Refuses a value whose message could not be read back. */
 void checkWhole(Composed const& value) {
-  for (std::uint32_t const slot : rowOf(value.type).argSlots) {
+  for (std::uint32_t const slot : value.row().argSlots) {
     if (!value.slots()[slot]) {
-      refuse("{}.{}: it is not set, but a message needs it", value.type.name(), attrRow(value.type, slot).name);
+      refuse("{}.{}: it is not set, but a message needs it", value.type().name(), attrRow(value.type(), slot).name);
     }
   }
-  if (value.kind == Kind::Union &&
+  if (value.kind() == Kind::Union &&
       std::ranges::none_of(value.slots(), [](ValuePtr const& part) { return part != nullptr; })) {
-    refuse("{}: no alternative is set, but a message needs one", value.type.name());
+    refuse("{}: no alternative is set, but a message needs one", value.type().name());
   }
 }
 
@@ -400,7 +400,7 @@ std::string messageOf(Composed const& value) {
   checkWhole(value);
   std::vector<std::pair<std::uint32_t, Zyn::GenericIf const*>> fields;
   for (std::uint32_t slot = 0; slot < value.slots().size(); ++slot) {
-    std::uint32_t const number = fieldNumber(value.type, slot);
+    std::uint32_t const number = fieldNumber(value.type(), slot);
     if (number != 0 && value.slots()[slot]) {
       fields.emplace_back(number, value.slots()[slot].get());
     }
@@ -417,11 +417,11 @@ std::string messageOf(Composed const& value) {
 
 std::string s4Text(Zyn::GenericIf const& value) {
   ValueObject const& object = valueObject(value);
-  if (!hasMark(object.type, Mark::S4)) {
-    refuse("{}: it has no s4 encoding", object.type.name());
+  if (!hasMark(object.type(), Mark::S4)) {
+    refuse("{}: it has no s4 encoding", object.type().name());
   }
   std::string message;
-  if (object.kind == Kind::Value || object.kind == Kind::Union) {
+  if (object.kind() == Kind::Value || object.kind() == Kind::Union) {
     message = messageOf(static_cast<Composed const&>(object));
   } else {
     writeField(onlyField, value, message);

@@ -395,14 +395,14 @@ Range rangeOf(Kind kind) noexcept {
 NewValue normalize(Scalar const& value) {
   std::string text;
   printScalar(value, TextForm::Gnmi, text);
-  return readText(value.type, text, TextForm::Gnmi);
+  return readText(value.type(), text, TextForm::Gnmi);
 }
 
 void printScalar(Scalar const& value, TextForm form, std::string& out) {
-  ScalarRow const& scalar = scalarRow(value.kind);
+  ScalarRow const& scalar = scalarRow(value.kind());
   std::size_t const quotes = form == TextForm::Literal && scalar.quote != '\0' ? 1 : 0;
   out.append(quotes, scalar.quote);
-  scalar.print(rowOf(value.type), value, out);
+  scalar.print(value.row(), value, out);
   out.append(quotes, scalar.quote);
 }
 

@@ -61,6 +61,7 @@ struct KnownName {
 struct TypeRow {
   static constexpr std::size_t mostKnownNames = 8;
 
+  Zyn::ZynType handle;
   /** "Module::Type". */
   std::string name;
   /** Where the part after "Module::" starts. */

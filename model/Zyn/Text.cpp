@@ -223,12 +223,12 @@ void listAlternatives(Zyn::ZynType type, std::string& text) {
 
 void printTo(Zyn::GenericIf const& value, std::string& out) {
   ValueObject const& object = valueObject(value);
-  if (!isComposed(object.kind)) {
+  if (!isComposed(object.kind())) {
     printScalar(static_cast<Scalar const&>(object), TextForm::Literal, out);
     return;
   }
   auto const slots = static_cast<Composed const&>(object).slots();
-  out += object.type.name();
+  out += object.type().name();
   out += '(';
   bool isFirst = true;
   for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
@@ -237,8 +237,8 @@ void printTo(Zyn::GenericIf const& value, std::string& out) {
     }
     out += isFirst ? "" : ", ";
     isFirst = false;
-    if (object.kind != Kind::Wrapper) {
-      out += attrRow(object.type, slot).name;
+    if (object.kind() != Kind::Wrapper) {
+      out += attrRow(object.type(), slot).name;
       out += '=';
     }
     printTo(*slots[slot], out);
@@ -249,17 +249,17 @@ void printTo(Zyn::GenericIf const& value, std::string& out) {
 /** False where the value has no such text; then some of it may have been appended. */
 bool appendGnmiText(Zyn::GenericIf const& value, std::string& out) {
   ValueObject const& object = valueObject(value);
-  if (!isComposed(object.kind)) {
+  if (!isComposed(object.kind())) {
     printScalar(static_cast<Scalar const&>(object), TextForm::Gnmi, out);
     return true;
   }
   auto const slots = static_cast<Composed const&>(object).slots();
-  if (object.kind != Kind::Value) {
+  if (object.kind() != Kind::Value) {
     // A wrapper's one value, or the alternative that a union holds.
     auto const part = std::ranges::find_if(slots, [](ValuePtr const& slot) { return slot != nullptr; });
     return part != slots.end() && appendGnmiText(**part, out);
   }
-  std::optional<Pattern> const& pattern = rowOf(object.type).pattern;
+  std::optional<Pattern> const& pattern = object.row().pattern;
   if (!pattern) {
     return false;
   }
@@ -282,7 +282,7 @@ NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
     return readParts(type, row, text, form);
   }
   Content content;
-  return readScalar(row, text, form, content) ? Scalar::make(type, content) : nullptr;
+  return readScalar(row, text, form, content) ? Scalar::make(row, content) : nullptr;
 }
 
 std::string textExpectation(Zyn::ZynType type, TextForm form) {

@@ -31,34 +31,41 @@ GenericIf::~GenericIf() = default;
 namespace Model {
 
 // What follows an object in its block is aligned as it must be.
-static_assert(sizeof(Composed) % alignof(ValuePtr) == 0);
+static_assert(sizeof(Composed) % alignof(ValuePtr) == 0 && sizeof(Scalar) % alignof(std::uint64_t) == 0);
+static_assert(sizeof(Composed) == 24 && sizeof(Scalar) == 24, "tables of millions of keys hold these");
 
-// NOLINTNEXTLINE(misc-new-delete-overloads): see the class
-void ValueObject::operator delete(void* storage) noexcept { KvSlab::slabFreeOrStdFree(storage, typeid(ValueObject)); }
+void Scalar::operator delete(Scalar* value, std::destroying_delete_t) noexcept {
+  KvSlab::slabFreeOrStdFree(value, typeid(Scalar));
+}
 
-NewValue Scalar::make(Zyn::ZynType type, Content const& content) {
-  Kind const kind = rowOf(type).kind;
-  if (!holdsBytes(kind)) {
-    return NewValue::adopt(::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar))) Scalar(type, kind, content.number));
+void Composed::operator delete(Composed* value, std::destroying_delete_t) noexcept {
+  std::ranges::destroy(value->slots());
+  KvSlab::slabFreeOrStdFree(value, typeid(Composed));
+}
+
+NewValue Scalar::make(TypeRow const& row, Content const& content) {
+  std::string_view const text = holdsBytes(row.kind) ? content.text : std::string_view();
+  std::uint64_t const number = holdsBytes(row.kind) ? text.size() : content.number;
+  bool const isWideNumber = number >= isWide;
+  std::size_t const wideSize = isWideNumber ? sizeof number : 0;
+  void* const storage = KvSlab::slabAllocOrStdMalloc(sizeof(Scalar) + wideSize + text.size());
+  auto* const value = ::new (storage) Scalar(row, isWideNumber ? isWide : static_cast<std::uint32_t>(number));
+  if (isWideNumber) {
+    ::new (static_cast<void*>(value + 1)) std::uint64_t(number);
   }
-  std::size_t const size = content.text.size();
-  auto* const value = ::new (KvSlab::slabAllocOrStdMalloc(sizeof(Scalar) + size)) Scalar(type, kind, size);
-  std::copy_n(content.text.data(), size, reinterpret_cast<char*>(value + 1));
+  std::copy_n(text.data(), text.size(), reinterpret_cast<char*>(value + 1) + wideSize);
   return NewValue::adopt(value);
 }
 
-Composed::Composed(Zyn::ZynType ofType, Kind itsKind, std::size_t count) noexcept
-    : ValueObject(ofType, itsKind), count_(count) {
-  std::uninitialized_value_construct_n(slots().data(), count_);
+Composed::Composed(TypeRow const& itsRow, std::uint32_t count) noexcept : ValueObject(itsRow, count) {
+  std::uninitialized_value_construct_n(slots().data(), count);
 }
-
-Composed::~Composed() { std::ranges::destroy(slots()); }
 
 Velko::Ptr<Composed> Composed::make(Zyn::ZynType type) {
   TypeRow const& row = rowOf(type);
   std::size_t const count = row.attrs.size();
   void* const storage = KvSlab::slabAllocOrStdMalloc(sizeof(Composed) + count * sizeof(ValuePtr));
-  return Velko::Ptr<Composed>::adopt(::new (storage) Composed(type, row.kind, count));
+  return Velko::Ptr<Composed>::adopt(::new (storage) Composed(row, static_cast<std::uint32_t>(count)));
 }
 
 namespace {
@@ -142,7 +149,7 @@ NewValue initial(Zyn::ZynType type) {
 double doubleOf(Scalar const& value) { return std::bit_cast<double>(value.number()); }
 
 std::strong_ordering compareScalars(Scalar const& a, Scalar const& b) noexcept {
-  switch (a.kind) {
+  switch (a.kind()) {
     case Kind::Bool:
     case Kind::U8:
     case Kind::U16:
@@ -163,7 +170,7 @@ std::strong_ordering compareScalars(Scalar const& a, Scalar const& b) noexcept {
     case Kind::MacAddress:
       return a.text() <=> b.text();
     case Kind::Enum: {
-      auto const& enumerators = rowOf(a.type).enumerators;
+      auto const& enumerators = a.row().enumerators;
       return enumerators[static_cast<std::size_t>(a.number())].number <=>
              enumerators[static_cast<std::size_t>(b.number())].number;
     }
@@ -189,14 +196,14 @@ std::strong_ordering compareTypes(Zyn::ZynType a, Zyn::ZynType b) noexcept {
 /** The scalar in a value, through any number of wrappers. */
 Scalar const& scalarIn(Zyn::GenericIf const& value, std::string_view wanted) {
   ValueObject const* object = &valueObject(value);
-  while (object->kind == Kind::Wrapper) {
+  while (object->kind() == Kind::Wrapper) {
     ValuePtr const& inner = static_cast<Composed const*>(object)->slots()[0];
     if (!inner) {
       refuse("{}: it holds nothing, and no {}", typeOf(value).name(), wanted);
     }
     object = &valueObject(*inner);
   }
-  if (isComposed(object->kind)) {
+  if (isComposed(object->kind())) {
     refuse("{}: it holds attributes, and no {}", typeOf(value).name(), wanted);
   }
   return static_cast<Scalar const&>(*object);
@@ -209,28 +216,27 @@ Scalar const& scalarIn(Zyn::GenericIf const& value, std::string_view wanted) {
 /** False when the scalar is no number. `isNegative` says whether `number` is to be read as signed. */
 bool readInteger(Scalar const& value, std::uint64_t& number, bool& isNegative) {
   number = value.number();
-  if (value.kind == Kind::Enum) {
-    number = static_cast<std::uint64_t>(
-        std::int64_t{rowOf(value.type).enumerators[static_cast<std::size_t>(number)].number});
-  } else if (!isSigned(value.kind) && !isUnsigned(value.kind) && value.kind != Kind::Seconds &&
-             value.kind != Kind::Time) {
+  if (value.kind() == Kind::Enum) {
+    number = static_cast<std::uint64_t>(std::int64_t{value.row().enumerators[static_cast<std::size_t>(number)].number});
+  } else if (!isSigned(value.kind()) && !isUnsigned(value.kind()) && value.kind() != Kind::Seconds &&
+             value.kind() != Kind::Time) {
     return false;
   }
-  isNegative = !isUnsigned(value.kind) && static_cast<std::int64_t>(number) < 0;
+  isNegative = !isUnsigned(value.kind()) && static_cast<std::int64_t>(number) < 0;
   return true;
 }
 
 }  // namespace
 
-Zyn::ZynType typeOf(Zyn::GenericIf const& value) noexcept { return valueObject(value).type; }
+Zyn::ZynType typeOf(Zyn::GenericIf const& value) noexcept { return valueObject(value).type(); }
 
 std::strong_ordering compare(Zyn::GenericIf const& a, Zyn::GenericIf const& b) noexcept {
   ValueObject const& left = valueObject(a);
   ValueObject const& right = valueObject(b);
-  if (auto const order = compareTypes(left.type, right.type); order != 0) {
+  if (auto const order = compareTypes(left.type(), right.type()); order != 0) {
     return order;
   }
-  if (!isComposed(left.kind)) {
+  if (!isComposed(left.kind())) {
     return compareScalars(static_cast<Scalar const&>(left), static_cast<Scalar const&>(right));
   }
   auto const leftSlots = static_cast<Composed const&>(left).slots();
@@ -240,15 +246,31 @@ std::strong_ordering compare(Zyn::GenericIf const& a, Zyn::GenericIf const& b) n
       [](ValuePtr const& x, ValuePtr const& y) { return x && y ? compare(*x, *y) : bool(x) <=> bool(y); });
 }
 
-bool equal(Zyn::GenericIf const& a, Zyn::GenericIf const& b) noexcept { return compare(a, b) == 0; }
+bool equal(Zyn::GenericIf const& a, Zyn::GenericIf const& b) noexcept {
+  ValueObject const& left = valueObject(a);
+  ValueObject const& right = valueObject(b);
+  if (&left.row() != &right.row()) {
+    return false;
+  }
+  if (!isComposed(left.kind())) {
+    auto const& x = static_cast<Scalar const&>(left);
+    auto const& y = static_cast<Scalar const&>(right);
+    return x.number() == y.number() && (!holdsBytes(left.kind()) || x.text() == y.text());
+  }
+  auto const leftSlots = static_cast<Composed const&>(left).slots();
+  auto const rightSlots = static_cast<Composed const&>(right).slots();
+  return std::ranges::equal(leftSlots, rightSlots,
+                            [](ValuePtr const& x, ValuePtr const& y) { return x && y ? equal(*x, *y) : !x && !y; });
+}
 
 std::size_t hash(Zyn::GenericIf const& value) noexcept {
   ValueObject const& object = valueObject(value);
-  std::size_t state = absl::HashOf(object.type.module(), object.type.index());
-  if (!isComposed(object.kind)) {
+  TypeRow const* const row = &object.row();
+  if (!isComposed(object.kind())) {
     auto const& scalar = static_cast<Scalar const&>(object);
-    return absl::HashOf(state, scalar.number(), holdsBytes(object.kind) ? scalar.text() : std::string_view());
+    return holdsBytes(object.kind()) ? absl::HashOf(row, scalar.text()) : absl::HashOf(row, scalar.number());
   }
+  std::size_t state = absl::HashOf(row);
   for (ValuePtr const& slot : static_cast<Composed const&>(object).slots()) {
     state = absl::HashOf(state, slot ? hash(*slot) : 0);
   }
@@ -261,12 +283,12 @@ ValuePtr attribute(Zyn::GenericIf const& value, std::string_view name) {
 
 ValuePtr attribute(Zyn::GenericIf const& value, Zyn::ZynAttr attr) noexcept {
   ValueObject const& object = valueObject(value);
-  if (!isComposed(object.kind) || attr.module() != object.type.module()) {
+  if (!isComposed(object.kind()) || attr.module() != object.type().module()) {
     return nullptr;
   }
   auto const slots = static_cast<Composed const&>(object).slots();
   std::uint32_t const slot = rowOf(attr).slot;
-  return slot < slots.size() && rowOf(object.type).attrs[slot] == attr.index() ? slots[slot] : nullptr;
+  return slot < slots.size() && object.row().attrs[slot] == attr.index() ? slots[slot] : nullptr;
 }
 
 void Key::refuseNull() { refuse("A key is a value, and this pointer is null"); }
@@ -276,7 +298,7 @@ namespace Detail {
 bool asBool(Zyn::GenericIf const& value) {
   constexpr std::string_view wanted = "boolean";
   Scalar const& scalar = scalarIn(value, wanted);
-  if (scalar.kind != Kind::Bool) {
+  if (scalar.kind() != Kind::Bool) {
     refuseAs(value, wanted);
   }
   return scalar.number() != 0;
@@ -307,7 +329,7 @@ std::uint64_t asUnsigned(Zyn::GenericIf const& value, std::uint64_t max, int bit
 double asDouble(Zyn::GenericIf const& value) {
   constexpr std::string_view wanted = "floating-point number";
   Scalar const& scalar = scalarIn(value, wanted);
-  if (scalar.kind != Kind::Float && scalar.kind != Kind::Double) {
+  if (scalar.kind() != Kind::Float && scalar.kind() != Kind::Double) {
     refuseAs(value, wanted);
   }
   return doubleOf(scalar);
@@ -315,7 +337,7 @@ double asDouble(Zyn::GenericIf const& value) {
 
 std::string asString(Zyn::GenericIf const& value) {
   Scalar const& scalar = scalarIn(value, "text");
-  if (scalar.kind == Kind::Bytes) {
+  if (scalar.kind() == Kind::Bytes) {
     return std::string(scalar.text());
   }
   std::string text;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -15,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "model/Runtime.h"
 #include "tests/model/Network.h"
 
 namespace ModelTest {
@@ -64,6 +66,38 @@ TEST(Default, IsRefusedWhereThereIsNone) {
   EXPECT_EQ(errorOf([&] { network.routeKey.genericIf(&data, false); }),
             "Network::RouteKey: a default value is made from null data only");
 }
+
+TEST(Objects, NumbersOfEverySizeAreKeptWhole) {
+  for (std::string_view const number : {"0", "1", "4294967294", "4294967295", "4294967296", "18446744073709551615"}) {
+    EXPECT_EQ(Model::print(*literal(Model::core(Kind::U64), number)), number);
+  }
+  for (std::string_view const number : {"-9223372036854775808", "-1", "4294967295", "9223372036854775807"}) {
+    EXPECT_EQ(Model::print(*literal(Model::core(Kind::S64), number)), number);
+  }
+  EXPECT_EQ(Model::print(*literal(Model::core(Kind::U32), "4294967295")), "4294967295");
+}
+
+#ifndef __SANITIZE_ADDRESS__
+TEST(Objects, AKeyOfThreeFieldsTakesFewBytes) {
+  Zyn::ZynType const u32 = Model::core(Kind::U32);
+  Network network;
+  Zyn::ZynType const type = network.module.value("Key")
+                                .attr("vrf", Model::core(Kind::String))
+                                .attr("tag", u32)
+                                .attr("prefix", Model::core(Kind::IpPrefix))
+                                .args({"vrf", "tag", "prefix"});
+  constexpr std::size_t count = 100'000;
+  std::vector<Value> held;
+  held.reserve(count);
+  std::size_t const before = Model::slabMemory().used;
+  for (std::size_t i = 0; i < count; ++i) {
+    held.push_back(build(type, literal(Model::core(Kind::String), "\"customer\""), literal(u32, std::to_string(i)),
+                         gnmi(Model::core(Kind::IpPrefix), "10.20.30.0/24")));
+  }
+  // The key with three pointers 48, the string 32, the number 24, the prefix 32.
+  EXPECT_LE((Model::slabMemory().used - before) / count, 138U);
+}
+#endif
 
 TEST(Arguments, FillTheAttributesInTheirOrder) {
   Network network;
