@@ -249,7 +249,7 @@ Zyn::ZynAttr keyAttr(Zyn::ZynAttr const& collection, bool emptyNameIsNone) {
 
 /** A type under construction on a node, and how many children the node had when that began. A list, innermost first. */
 struct Construction {
-  Zyn::ZynType type;
+  Zyn::ZynType const& type;
   std::size_t childrenAtStart;
   Construction const* outer;
 };
@@ -258,14 +258,14 @@ struct Construction {
  * Whether constructing `type` on the node would repeat itself for ever: it is under construction there already, and no
  * child has been used up since. Argument types that lead back to each other do that when a caller leaves a path out.
  */
-bool isEndless(KeyElemNode const& node, Zyn::ZynType type, Construction const* underWay) {
+bool isEndless(KeyElemNode const& node, Zyn::ZynType const& type, Construction const* underWay) {
   while (underWay != nullptr && underWay->type != type) {
     underWay = underWay->outer;
   }
   return underWay != nullptr && underWay->childrenAtStart == node.children.size();
 }
 
-Value construct(KeyElemNode& node, Zyn::ZynType type, Construction const* outer) {
+Value construct(KeyElemNode& node, Zyn::ZynType const& type, Construction const* outer) {
   TRACE("KeyElemNode", "construct", "Constructing type: '{}'", type);
   Construction const underWay{type, node.children.size(), outer};
   Zyn::GenericIfArgs args;

@@ -93,7 +93,7 @@ namespace Drovan {
  * Whether one text supplies a value of the type as a whole; every other type is assembled from its attributes. Inline,
  * so that other libraries ask the same question without another exported symbol.
  */
-inline bool isScalarKeyType(Zyn::ZynType type, bool useS4Encoding) noexcept {
+inline bool isScalarKeyType(Zyn::ZynType const& type, bool useS4Encoding) noexcept {
   return (useS4Encoding && type.hasS4Encoding() && type.isValue()) || type.isEnumType() || type.isScalarKind() ||
          !type.valAttr().empty();
 }

@@ -121,7 +121,7 @@ NewValue fromArgs(Zyn::ZynType type, Zyn::GenericIfArgs const& args) {
   }
   Velko::Ptr<Composed> value = Composed::make(type);
   for (std::size_t i = 0; i < slots.size(); ++i) {
-    value->slots()[slots[i]] = args[i];
+    value->slots()[slots[i]] = args[i].copyAlone();
   }
   return value;
 }

@@ -38,6 +38,16 @@ class Node {
     }
   }
 
+  /** As `incUse`, for `Ptr::copyAlone`: an only user becomes two without a locked instruction. */
+  void incUseAlone() const noexcept {
+    std::atomic_ref const uses(uses_);
+    if (uses.load(std::memory_order_relaxed) == 1) {
+      uses.store(2, std::memory_order_relaxed);
+    } else {
+      incUse();
+    }
+  }
+
   /** For the maker of an object that nobody else knows of yet: its first use needs no locked instruction. */
   void startUse() const noexcept { uses_ = 1; }
 
@@ -56,13 +66,14 @@ class Node {
 
  private:
   std::uint32_t dropOneUse() const noexcept {
-    if (!ThreadControl::tsp_) {
-      return --uses_;
-    }
-    // The release half publishes this user's last access, the acquire half lets the last user destroy safely. An only
-    // user needs no locked instruction, which costs more than all else here: nobody is left to change the count.
+    // An only user needs no locked instruction, which costs more than all else here: nobody is left to change the
+    // count.
     std::atomic_ref const uses(uses_);
-    return uses.load(std::memory_order_acquire) == 1 ? 0 : uses.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (uses.load(std::memory_order_acquire) == 1) {
+      return 0;
+    }
+    // The release half publishes this user's last access, the acquire half lets the last user destroy safely.
+    return ThreadControl::tsp_ ? uses.fetch_sub(1, std::memory_order_acq_rel) - 1 : --uses_;
   }
 
   /**
@@ -90,6 +101,18 @@ class Ptr {
     Ptr made;
     made.object_ = object;
     return made;
+  }
+  /**
+   * A copy, where no other thread copies this same `Ptr` at the same time. If the object has no other user, then nobody
+   * else can change its count, and no locked instruction is needed.
+   */
+  Ptr copyAlone() const noexcept {
+    if (object_ != nullptr) {
+      object_->incUseAlone();
+    }
+    Ptr copy;
+    copy.object_ = object_;
+    return copy;
   }
   /** Takes a reference of its own; `object` may be null. */
   explicit Ptr(T* object) noexcept : object_(object) { take(); }

@@ -243,8 +243,9 @@ class ZynType : public ZynTypeBase {
   /** The default value, for null `data`; nothing else is ever passed. Throws `Velko::Exception` where there is none. */
   Velko::Ptr<GenericIf> genericIf(void const* data, bool mode) const;
   /**
-   * From constructor arguments, which the value may keep. Throws `Velko::Exception` when number or types differ. For a
-   * null argument it throws, too, or makes a value that lacks it: the provider decides.
+   * From constructor arguments, which the value may keep. One list is used by one thread at a time, also for this call:
+   * what its pointers alone hold may be counted without a lock. Throws `Velko::Exception` when number or types differ.
+   * For a null argument it throws, too, or makes a value that lacks it: the provider decides.
    */
   Velko::Ptr<GenericIf> genericIf(GenericIfArgs const& args, bool mode) const;
   /** From the gNMI string form. Text that is no value of the type throws `Velko::Exception`. */

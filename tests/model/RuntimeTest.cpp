@@ -392,6 +392,23 @@ TEST_P(PtrTest, TheLastOneDestroys) {
   EXPECT_EQ(destroyed, 1);
 }
 
+TEST_P(PtrTest, ACopyMadeAloneCountsLikeAnyOther) {
+  std::atomic<int> destroyed = 0;
+  {
+    Velko::Ptr<Counted> const one(new Counted(destroyed));
+    Velko::Ptr<Counted> two = one.copyAlone();
+    EXPECT_EQ(one, two);
+    EXPECT_EQ(one->useCount(), 2U);
+    Velko::Ptr<Counted> const three = one.copyAlone();
+    EXPECT_EQ(one->useCount(), 3U);
+    two = nullptr;
+    EXPECT_EQ(one->useCount(), 2U);
+    EXPECT_EQ(two.copyAlone(), nullptr);
+    EXPECT_EQ(destroyed, 0);
+  }
+  EXPECT_EQ(destroyed, 1);
+}
+
 INSTANTIATE_TEST_SUITE_P(ThreadSafe, PtrTest, testing::Bool());
 
 TEST(Ptr, ThreadsShareAnObject) {
