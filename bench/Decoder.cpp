@@ -3,11 +3,14 @@
 #include <absl/strings/escaping.h>
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <memory>
+#include <random>
 
 #include "bench/Gnmi.h"
 #include "model/Runtime.h"
 #include "model/Schema.h"
+#include "yaml/Yaml.h"
 
 namespace Bench {
 namespace {
@@ -41,14 +44,6 @@ Zyn::ZynType numbers(std::string const& name, std::size_t count, std::size_t arg
   return type;
 }
 
-Fields numberFields(std::size_t count) {
-  Fields fields;
-  for (std::size_t i = 0; i < count; ++i) {
-    fields.emplace_back(fmt::format("key__f{}", i), fmt::format("{}", 1000 + i));
-  }
-  return fields;
-}
-
 /** A union of `width` alternatives, of which only the last takes a text that is no number. */
 Zyn::ZynType unionOf(std::size_t width) {
   Model::TypeBuilder type = module().unionOf(fmt::format("Union{}", width));
@@ -71,27 +66,41 @@ std::string s4Text(std::size_t size) {
   return absl::Base64Escape(message);
 }
 
-/** Of the schema that has the collection at its top. */
+/** Collections of so many types: for each a key of two numbers, an entry, and an owner. */
+std::vector<Zyn::ZynAttr> collectionsOf(std::size_t types, Model::Schema& schema) {
+  Model::Module& all = schema.module(fmt::format("Types{}", types));
+  std::vector<Zyn::ZynAttr> lists;
+  for (std::size_t i = 0; i < types / 3; ++i) {
+    Zyn::ZynType const key =
+        all.value(fmt::format("Key{}", i)).attr("f0", core(Kind::U32)).attr("f1", core(Kind::U32)).args({"f0", "f1"});
+    Zyn::ZynType const entry = all.entity(fmt::format("Entry{}", i)).attr("key", key);
+    lists.push_back(Zyn::ZynType(all.entity(fmt::format("Owner{}", i)).keyed("list", entry, "key")).attr("list"));
+  }
+  // In an order without pattern, so that the next one is not at hand already.
+  std::ranges::shuffle(lists, std::mt19937_64());
+  return lists;
+}
+
+}  // namespace
+
+Zyn::ZynAttr listOf3() {
+  static Zyn::ZynAttr const list = collectionOf(module()
+                                                    .value("Key3")
+                                                    .attr("vrf", core(Kind::String))
+                                                    .attr("tag", core(Kind::U32))
+                                                    .attr("prefix", core(Kind::IpPrefix))
+                                                    .args({"vrf", "tag", "prefix"}));
+  return list;
+}
+
 SharedResolver resolverOf(Zyn::ZynAttr collection) {
   return std::make_shared<Gnmi::Resolver const>(Zyn::ZynType(collection.module(), collection.owner()));
 }
 
-Fields const threeFields = {{"key__vrf", vrfText}, {"key__tag", tagText}, {"key__prefix", prefixText}};
-
-}  // namespace
-
-void setThreadSafe(bool on) { Model::setThreadSafe(on); }
-
 void addJobs(Works& works) {
   Zyn::ZynType const string = core(Kind::String);
   Zyn::ZynType const u32 = core(Kind::U32);
-  Zyn::ZynType const key3 = module()
-                                .value("Key3")
-                                .attr("vrf", string)
-                                .attr("tag", u32)
-                                .attr("prefix", core(Kind::IpPrefix))
-                                .args({"vrf", "tag", "prefix"});
-  Zyn::ZynAttr const list3 = collectionOf(key3);
+  Zyn::ZynAttr const list3 = listOf3();
   Zyn::ZynType const inner = module().wrapper("Inner", core(Kind::U16));
   Zyn::ZynType const outer = module().wrapper("Outer", inner);
   Zyn::ZynType const color = module().enumeration("Color", {{"red", 1}, {"green", 2}, {"blue", 3}});
@@ -118,7 +127,13 @@ void addJobs(Works& works) {
   works.push_back(scalar("scalar, s4 of 16 bytes", list3, blob, s4Text(16), true));
   works.push_back(scalar("scalar, s4 of 1 MiB", list3, blob, s4Text(std::size_t{1} << 20U), true));
   works.back().rounds = 2;
+  Fields const threeFields = fieldsOf({vrfText, tagText, prefixText});
   works.push_back(wholeKey("key, 3 fields", list3, threeFields));
+  works.push_back({"key, 3 fields, plain counts", [whole = works.back().run] {
+                     Model::setThreadSafe(false);
+                     whole();
+                     Model::setThreadSafe(true);
+                   }});
   works.push_back(wholeKey("key, 8 fields", collectionOf(numbers("Key8", 8, 8)), numberFields(8)));
   works.push_back(wholeKey("key, 12 fields", collectionOf(numbers("Key12", 12, 9)), numberFields(12)));
   works.push_back(wholeKey("key, nested three deep", collectionOf(tunnel),
@@ -126,13 +141,21 @@ void addJobs(Works& works) {
                             {"key__from__site__rack", "42"},
                             {"key__from__address", "10.0.0.1"},
                             {"key__id", "7"}}));
+  static Yaml::Loaded const example = Yaml::loadFile(EXAMPLE_SCHEMA);
+  if (!example) {
+    fail(EXAMPLE_SCHEMA, "does not load");
+  }
+  works.push_back(wholeKey("key, as in a batch", example->type("Vrf").attr("route"),
+                           {{"key__vrf", "red"}, {"key__prefix", "10.0.0.0/24"}, {"key__protocol", "bgp"}}));
   works.push_back(filter("filter, 3 fields", list3, {{"vrf", vrfText}, {"tag", tagText}, {"prefix", prefixText}}));
   works.push_back(wholeKey("error, unknown attribute", list3, {{"key__color", "red"}}, true));
   works.push_back(wholeKey("error, value that does not fit", list3, {{"key__tag", "red"}}, true));
+  works.push_back(
+      wholeKey("error, key with a value that does not fit", list3, fieldsOf({vrfText, "red", prefixText}), true));
   works.push_back(wholeKey("error, missing attribute", list3, {{"key__vrf", "red"}}, true));
   Zyn::ZynAttr const list1 = collectionOf(string);
   works.push_back(textPath("gnmi, path of 1 key", resolverOf(list1), fmt::format("/{}[key=Ethernet1]", list1.name())));
-  std::string const path3 = fmt::format("/{}[vrf={}][tag={}][prefix={}]", list3.name(), vrfText, tagText, prefixText);
+  std::string const path3 = pathOf({vrfText, tagText, prefixText});
   works.push_back(textPath("gnmi, path of 3 keys", resolverOf(list3), path3));
   works.push_back(messagePath("gnmi, message of 3 keys", resolverOf(list3), path3));
 }
@@ -168,9 +191,25 @@ void addGrowth(Works& works) {
     works.back().rounds = 5;
   }
   for (std::size_t const mib : {1U, 8U, 16U, 24U, 32U, 40U, 48U, 56U, 64U}) {
-    works.push_back(scalar(fmt::format("growth, string of MiB: {}", mib), anyList, core(Kind::String),
-                           std::string(std::size_t{mib} << 20U, 'x')));
-    works.back().rounds = 0;  // long, and the same instruction over and over: only timed
+    works.push_back(later(fmt::format("growth, string of MiB: {}", mib), [mib, anyList] {
+      return scalar("string", anyList, core(Kind::String), std::string(std::size_t{mib} << 20U, 'x')).run;
+    }));
+  }
+  std::vector<std::size_t> const sizes = {1'000, 10'000, 100'000, 250'000, 500'000, 750'000, 1'000'000};
+  for (std::size_t const types : sizes) {
+    works.push_back(later(fmt::format("growth, types of a schema that is built: {}", types), [types] {
+      return [types] {
+        Model::Schema schema;
+        keep(collectionsOf(types, schema));
+      };
+    }));
+  }
+  for (std::size_t const types : sizes) {
+    works.push_back(later(fmt::format("growth, types of a schema that decode a key in turn: {}", types), [types] {
+      static Model::Schema schema;
+      return inTurn(collectionsOf(types, schema),
+                    [fields = numberFields(2)](Zyn::ZynAttr list) { keep(decodedKey(list, fields)); });
+    }));
   }
 }
 
@@ -178,8 +217,11 @@ Works works() {
   Works all;
   addJobs(all);
   addFloor(all);
-  addYang(all);
   addProtobufPeer(all);
+  addYang(all);
+  addVaried(all);
+  addTables(all);
+  addMatcher(all);
   addGrowth(all);
   addPathGrowth(all);
   return all;

@@ -101,20 +101,6 @@ Zyn::ZynType rootOfNodes(std::size_t nodes) {
   return roots[nodes] = root;
 }
 
-/** Made when it is first run: the larger ones take memory. */
-template <typename Make>
-Work later(std::string name, Make make) {
-  auto const made = std::make_shared<std::function<void()>>();
-  return {std::move(name),
-          [made, make] {
-            if (!*made) {
-              *made = make();
-            }
-            (*made)();
-          },
-          0};
-}
-
 }  // namespace
 
 Work textPath(std::string name, SharedResolver resolver, std::string text) {

@@ -11,6 +11,9 @@ namespace Bench {
 
 using SharedResolver = std::shared_ptr<Gnmi::Resolver const>;
 
+/** Of the schema that has the collection at its top. */
+SharedResolver resolverOf(Zyn::ZynAttr collection);
+
 /** The text is read each time; path and results are used again. */
 Work textPath(std::string name, SharedResolver resolver, std::string text);
 /** The same path as a message, which is read each time. */

@@ -1,4 +1,6 @@
-// Measures every work of the program: its heap calls, its slab calls, and the most bytes that it holds at once.
+// Measures works of the program: their heap calls, their slab calls, and the most bytes that each holds at once.
+//
+//   bench_memory [NAME...]
 //
 // This program has a slab of its own, which takes every block from the heap, in place of the provider's: so that all of
 // the memory passes through here. Heap calls are those that are not the slab's. One JSON object a line.
@@ -87,8 +89,8 @@ void slabFreeOrStdFree(void* pointer, std::type_info const& /*type*/) noexcept {
 
 }  // namespace KvSlab
 
-int main() {
-  for (Bench::Work const& work : Bench::works()) {
+int main(int argc, char** argv) {
+  for (Bench::Work const& work : Bench::worksNamed({argv + 1, argv + argc})) {
     work.run();
     std::uint64_t const containers = containerAllocations();
     Account const before = account;

@@ -155,8 +155,6 @@ AttributeQIterator& AttributeQIterator::operator++() noexcept { return *this; }
 
 namespace Bench {
 
-void setThreadSafe(bool on) { Velko::ThreadControl::tsp_ = on; }
-
 Works works() {
   Zyn::ZynAttr const list(&theModule, EntryType, ListAttr);
   Fields const fields = {{"key__vrf", "customer1"}, {"key__tag", "4200"}, {"key__prefix", "10.20.0.0/16"}};

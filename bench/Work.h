@@ -1,7 +1,9 @@
 // What is measured: named pieces of work, each of which may be done any number of times.
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,7 +17,7 @@ struct Work {
   std::string name;
   /** Does it once, and leaves nothing behind. */
   std::function<void()> run;
-  /** How often it is done for one count of instructions. */
+  /** How often it is done for one count of instructions; 0 where it is only timed. */
   int rounds = 200;
 };
 
@@ -29,6 +31,18 @@ void keep(T const& value) {
   asm volatile("" : : "r,m"(&value) : "memory");
 }
 
+/** What takes time or memory to prepare: prepared when it is first done. Only timed. */
+Work later(std::string name, std::function<std::function<void()>()> prepare);
+
+/** Calls with the next item each time, from first to last and again. */
+template <typename Items, typename Call>
+auto inTurn(Items items, Call call) {
+  return [items = std::move(items), call = std::move(call), next = std::size_t{0}]() mutable {
+    call(items[next]);
+    next = next + 1 == items.size() ? 0 : next + 1;
+  };
+}
+
 /** Ends the program: what is measured would not be what its name says. */
 [[noreturn]] void fail(std::string_view what, std::string_view why);
 
@@ -40,12 +54,12 @@ Work scalar(std::string name, Zyn::ZynAttr collection, Zyn::ZynType type, std::s
 /** The root, every path, `instantiate`, and the drop of the tree with its key. */
 Work wholeKey(std::string name, Zyn::ZynAttr collection, Fields fields, bool fails = false);
 Work filter(std::string name, Zyn::ZynAttr collection, Fields fields);
+/** A key of the collection; the program ends where there is none. */
+Velko::Ptr<Zyn::GenericIf> decodedKey(Zyn::ZynAttr collection, Fields const& fields);
 
-// What a program measures; each program has its own.
-
-/** In the order of the report. */
+/** What a program measures, in the order of the report; each program has its own. */
 Works works();
-/** Called before each measurement, with what its name ends in: "plain counts", for instance. */
-void setThreadSafe(bool on);
+/** Of these the ones named, in this order; all where none is named. The program ends where there is no such name. */
+Works worksNamed(std::span<char const* const> names);
 
 }  // namespace Bench

@@ -2,7 +2,7 @@
 from html import escape
 
 FONT = 'font-family="sans-serif" font-size="12"'
-INK, TIME, MEMORY = "#333", "#1f6fb4", "#c1591c"
+INK, FIRST, SECOND = "#333", "#1f6fb4", "#c1591c"
 
 
 def page(width, height, parts):
@@ -21,7 +21,7 @@ def bars(title, rows):
         y = 34 + 24 * i
         width = 380 * value / most
         parts += [label(240, y + 14, name, "end"),
-                  f'<rect x="250" y="{y}" width="{width:.1f}" height="18" fill="{MEMORY if i == 1 else TIME}"/>',
+                  f'<rect x="250" y="{y}" width="{width:.1f}" height="18" fill="{SECOND if i == 1 else FIRST}"/>',
                   label(256 + width, y + 14, f"{value:,}")]
     return page(720, 44 + 24 * len(rows), parts)
 
@@ -37,15 +37,15 @@ def line(points, box, color):
 
 
 def lines(kinds):
-    """One plot for each kind: rows of size, nanoseconds and bytes."""
+    """One plot for each kind: rows of a size and two figures, and the units of these."""
     parts = []
-    for i, (kind, rows) in enumerate(kinds.items()):
+    for i, (kind, (rows, first, second)) in enumerate(kinds.items()):
         x0, y0, width, height = 40 + 360 * (i % 2), 40 + 230 * (i // 2), 270, 150
         parts += [f'<path d="M{x0},{y0} V{y0 + height} H{x0 + width}" fill="none" stroke="{INK}"/>',
                   label(x0, y0 - 22, kind),
-                  label(x0, y0 - 6, f"to {rows[-1][1]:,.0f} ns", color=TIME),
-                  label(x0 + width, y0 - 6, f"to {max(row[2] for row in rows):,} bytes", "end", MEMORY),
+                  label(x0, y0 - 6, f"to {max(row[1] for row in rows):,.0f} {first}", color=FIRST),
+                  label(x0 + width, y0 - 6, f"to {max(row[2] for row in rows):,.0f} {second}", "end", SECOND),
                   label(x0, y0 + height + 16, "0"), label(x0 + width, y0 + height + 16, str(rows[-1][0]), "end"),
-                  *line([(size, ns) for size, ns, _ in rows], (x0, y0, width, height), TIME),
-                  *line([(size, size_bytes) for size, _, size_bytes in rows], (x0, y0, width, height), MEMORY)]
+                  *line([(size, y) for size, y, _ in rows], (x0, y0, width, height), FIRST),
+                  *line([(size, y) for size, _, y in rows], (x0, y0, width, height), SECOND)]
     return page(740, 40 + 230 * ((len(kinds) + 1) // 2), parts)

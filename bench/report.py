@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
-"""report.py count|all BUILD_DIR [--update]: measures, compares, writes.
+"""report.py BUILD_DIR [...]: measures, compares, writes; see `./dev bench` and --help.
 
-  count   instructions by callgrind, against `budget.json`; fails where one is more than 5 % over. --update writes the
-          budget anew.
-  all     instructions, times and memory: the table of ratios, and docs/performance.md with its plots
+  (nothing)      instructions, times and memory: docs/performance.md with its plots
+  --growth       the same, and time and memory against sizes: the page's last section, which stays as it is otherwise
+  --count        instructions by callgrind, against `budget.json`; fails where one is more than 5 % over
+  --only WORK    the time of one work, beside its peer where it has one
 """
+import argparse
 import json
 import os
 import pathlib
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -20,29 +23,59 @@ BENCH = pathlib.Path(__file__).resolve().parent
 DOCS = BENCH.parent / "docs"
 BUDGET = BENCH / "budget.json"
 ROOM = 1.05
+ROUNDS = 41
+BATCH_ROUNDS = 20
 BATCH_LINES = 200_000
+HELD = 1_000_000
 KEY = "key, 3 fields"
+PLAIN = "key, 3 fields, plain counts"
+BATCH_KEY = "key, as in a batch"
+STRING = "scalar, string of 9"
+S4 = "scalar, s4 of 1 MiB"
 BARE = "a bare throw and catch"
 FLOOR = "floor, 3 fields"
+BY_HAND = "protobuf, by hand, 3 fields"
+REFUSED = "libyang, error, value that does not fit"
+UNION_FIRST, UNION_LAST = "scalar, union of 5 hit first", "scalar, union of 5 hit last"
+PATHS = ["gnmi, path of 3 keys", "gnmi, message of 3 keys"]
+PEERS = [BY_HAND, "protobuf, by hand, prefix as bytes", "protobuf, TextFormat, 3 fields", "libyang, values, 3 keys",
+         "libyang, text, 3 keys"]
+VARIED = ["protobuf, by hand, varied", "key, 3 fields, varied", "gnmi, path of 3 keys, varied"]
+TABLE = ["table of 10^6 keys, typed", "table of 10^6 keys, by text"]
+ERRORS = ["error, value that does not fit", "error, key with a value that does not fit"]
+DEEP = ["libyang, path of 7 elements", "gnmi, path of 7 elements", "gnmi, message of 7 elements"]
+MATCHER = [f"matcher, {count} subscriptions" for count in (10, 1000, 100000)]
 # The same lists through yang/ and through libyang.
 LISTS = ["1 string", "3 keys", "union hit first", "union hit last", "restricted string", "4 keys of FRR"]
-PEERS = ["libyang, text, 3 keys", "libyang, values, 3 keys", "protobuf, TextFormat, 3 fields",
-         "protobuf, by hand, 3 fields", "protobuf, by hand, prefix as bytes"]
+# Works beside their peer, and the goal for the ratio of their times.
+PAIRS = [
+    ("a key of 3 fields, time to protobuf by hand", KEY, BY_HAND, 0.95),
+    ("a key of 8 fields, time to protobuf by hand", "key, 8 fields", "protobuf, by hand, 8 fields", 1.6),
+    ("a path of 3 keys as text, time to protobuf by hand", PATHS[0], BY_HAND, 1.4),
+    ("the same path as a message", PATHS[1], BY_HAND, 1.1),
+    ("the error of a value that does not fit, time to `lyd_new_list2` with that error", ERRORS[0], REFUSED, 0.9),
+    ("from a path to its entry among 10^6 keys, time to a table of texts", *TABLE, 1.3),
+]
+# What is timed in turns with each other; each work but the rest is in one of them.
+GROUPS = [
+    [KEY, *PEERS[:2], FLOOR, *PATHS, PLAIN, *PEERS[2:]],
+    [*PAIRS[1][1:3]],
+    [*ERRORS, REFUSED, BARE, UNION_FIRST, UNION_LAST],
+    VARIED,
+    TABLE,
+    MATCHER,
+    DEEP,
+    *([f"yang, {name}", f"libyang, text, {name}"] for name in LISTS if name != "3 keys"),
+]
 # Name, what came before the work on speed, and the goal: of the decoder's instructions.
-DECODER_GOALS = [("split, 3 elements", 470, 200), ("scalar, string of 9", 445, 310), ("scalar, u32", 287, 280),
+DECODER_GOALS = [("split, 3 elements", 470, 200), (STRING, 445, 310), ("scalar, u32", 287, 280),
                  ("scalar, union hit first", 437, 430), (KEY, 3894, 2600), ("key, 8 fields", 10146, 7000),
                  ("key, 12 fields", 14413, 10300), ("key, nested three deep", 7456, 5300),
                  ("filter, 3 fields", 1928, 1750)]
-# Of the decoder, gnmi/ and the model together: what came before the resolver, the goal, and that for the time beside
-# protobuf by hand, which reads no path.
-BY_HAND = "protobuf, by hand, 3 fields"
-PATH_GOALS = [("gnmi, path of 3 keys", 15481, 5500, 1.4), ("gnmi, message of 3 keys", None, 4800, 1.2),
-              ("gnmi, path of 7 elements", None, 9000, None), ("gnmi, message of 7 elements", None, None, None),
-              ("libyang, path of 7 elements", None, None, None)]
 
 
-def with_commas(number):
-    return "-" if number is None else f"{number:,.0f}"
+def with_commas(number, digits=0):
+    return "-" if number is None else f"{number:,.{digits}f}"
 
 
 def table(head, rows):
@@ -50,7 +83,27 @@ def table(head, rows):
     return "\n".join(lines + ["| " + " | ".join(str(cell) for cell in row) + " |" for row in rows])
 
 
-def check_budget(found, update):
+def spread(values, digits=2):
+    """The median, and the quartiles where there is more than one value."""
+    median = with_commas(statistics.median(values), digits)
+    if len(values) == 1:
+        return median
+    first, _, third = statistics.quantiles(values, n=4, method="inclusive")
+    return f"{median} ({with_commas(first, digits)} to {with_commas(third, digits)})"
+
+
+def json_lines(command):
+    run = subprocess.run([str(part) for part in command], stdout=subprocess.PIPE, text=True, check=True)
+    return [json.loads(line) for line in run.stdout.splitlines()]
+
+
+# --- Instructions against their budget
+
+
+def check_budget(build, update):
+    # The peers are other people's code, and growth is the same work again: neither has a budget.
+    found = {name: cost for name, cost in counts.count(build / "bench" / "bench").items()
+             if not name.startswith(("growth", "libyang", "protobuf", "nothing"))}
     if update:
         BUDGET.write_text(json.dumps(found, indent=1) + "\n")
         print(f"wrote {BUDGET.name}: {len(found)} works")
@@ -71,146 +124,242 @@ def check_budget(found, update):
     return 1 if over else 0
 
 
-def count_works(build):
-    # The peers are other people's code, and growth is the same work again: neither has a budget.
-    return {name: cost for name, cost in counts.count(build / "bench" / "bench").items()
-            if not name.startswith(("growth", "libyang", "protobuf", "nothing"))}
+# --- Measuring
 
 
-def measure_times(build, what, repetitions):
-    """Nanoseconds of processor time by name: the least of several repetitions, which other work disturbs the least."""
-    with tempfile.TemporaryDirectory() as scratch:
-        out = pathlib.Path(scratch, "out.json")
-        subprocess.run([build / "bench" / "bench", f"--benchmark_filter={what}", "--benchmark_min_time=0.05",
-                        f"--benchmark_repetitions={repetitions}", "--benchmark_enable_random_interleaving=true",
-                        "--benchmark_out_format=json", f"--benchmark_out={out}"], stdout=subprocess.DEVNULL, check=True)
-        times = {}
-        for row in json.loads(out.read_text())["benchmarks"]:
-            if row["run_type"] == "iteration":
-                times.setdefault(row["name"], []).append(row["cpu_time"])
-    return {name: min(values) for name, values in times.items()}
+def names_of_works(build):
+    return subprocess.run([build / "bench" / "bench", "--list"], stdout=subprocess.PIPE, text=True,
+                          check=True).stdout.splitlines()
 
 
-def measure_memory(build):
-    lines = subprocess.run([build / "bench" / "bench_memory"], stdout=subprocess.PIPE, text=True, check=True).stdout
-    return {row["name"]: row for row in map(json.loads, lines.splitlines())}
+def timed(build, names, rounds=ROUNDS):
+    """For each work what a round of it took: lists of equal length, as the works took turns."""
+    return {row["name"]: row for row in json_lines([build / "bench" / "bench", "--time", rounds, *names])}
 
 
-def measure_batch(build, jobs, lines):
-    """Lines a second, microseconds of processor time for a line, and the most memory in MiB."""
-    command = build / "zynkey" / "zynkey"
-    with tempfile.TemporaryFile() as requests:
-        for i in range(lines):
-            requests.write(b'{"op": "decode", "collection": "Vrf.route", "keys": [["key__vrf", "red"], '
-                           b'["key__prefix", "10.%d.%d.0/24"], ["key__protocol", "bgp"]]}\n' % (i >> 8 & 255, i & 255))
-        requests.seek(0)
-        start = time.monotonic()
-        child = subprocess.Popen([command, "batch", "--jobs", str(jobs)], stdin=requests, stdout=subprocess.DEVNULL,
-                                 stderr=subprocess.DEVNULL)
-        _, status, usage = os.wait4(child.pid, 0)
-        seconds = time.monotonic() - start
+def ratios(times, ours, theirs):
+    return [a / b for a, b in zip(times[ours]["ns"], times[theirs]["ns"])]
+
+
+def in_threads(build, rounds, threads):
+    rows = json_lines([build / "bench" / "bench", "--threads", rounds, KEY, *threads])
+    return {row["threads"]: row for row in rows}
+
+
+def held(build, what, count=HELD):
+    return json_lines([build / "bench" / "bench_held", what, count])[0]
+
+
+def batch_requests(lines):
+    """A file with so many requests."""
+    block = [b'{"op": "decode", "collection": "Vrf.route", "keys": [["key__vrf", "red"], '
+             b'["key__prefix", "10.%d.%d.0/24"], ["key__protocol", "bgp"]]}\n' % (i >> 8, i & 255) for i in range(65536)]
+    requests = tempfile.TemporaryFile()
+    for _ in range(lines // len(block)):
+        requests.write(b"".join(block))
+    requests.write(b"".join(block[:lines % len(block)]))
+    return requests
+
+
+def run_batch(build, jobs, requests, lines):
+    """Seconds by the clock for all and until the first answer, nanoseconds of processor time a line, MiB at most."""
+    requests.seek(0)
+    start = time.monotonic()
+    child = subprocess.Popen([build / "zynkey" / "zynkey", "batch", "--jobs", str(jobs)], stdin=requests,
+                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, bufsize=0)
+    os.read(child.stdout.fileno(), 1)
+    first = time.monotonic() - start
+    while os.read(child.stdout.fileno(), 1 << 20):
+        pass
+    _, status, usage = os.wait4(child.pid, 0)
+    seconds = time.monotonic() - start
     if os.waitstatus_to_exitcode(status) != 0:
         raise SystemExit("bench: zynkey batch failed")
-    return lines / seconds, (usage.ru_utime + usage.ru_stime) / lines * 1e6, usage.ru_maxrss / 1024
+    return {"seconds": seconds, "first": first, "ns": (usage.ru_utime + usage.ru_stime) / lines * 1e9,
+            "MiB": usage.ru_maxrss / 1024}
 
 
-def ratio(a, b):
-    return f"{a / b:.2f}"
+def batch_in_turns(build):
+    rows = {1: [], 2: []}
+    with batch_requests(BATCH_LINES) as requests:
+        for i in range(BATCH_ROUNDS):
+            for jobs in (1, 2) if i % 2 == 0 else (2, 1):
+                rows[jobs].append(run_batch(build, jobs, requests, BATCH_LINES))
+    return {jobs: {part: [row[part] for row in runs] for part in runs[0]} for jobs, runs in rows.items()}
 
 
-def sections(cost, times, memory, null, batch):
+class Measured:
+    """Everything that the page tells."""
+
+    def __init__(self, build):
+        names = names_of_works(build)
+        self.load = os.getloadavg()[0]
+        self.names = [name for name in names if not name.startswith("growth")]
+        groups = [group for group in GROUPS if all(name in names for name in group)]
+        grouped = {name for group in groups for name in group}
+        self.times = {}
+        for group in [*groups, [name for name in self.names if name not in grouped]]:
+            self.times |= timed(build, group)
+        self.threads = in_threads(build, BATCH_ROUNDS, [1, 2])
+        self.batch = batch_in_turns(build)
+        self.held = {what: held(build, what) for what in ("key", "protobuf", "protobuf, flat", "libyang")}
+        self.memory = {row["name"]: row for row in json_lines([build / "bench" / "bench_memory", *self.names])}
+        self.cost = counts.count(build / "bench" / "bench")
+        self.null = counts.count(build / "bench" / "bench_null")
+
+    def ns(self, name):
+        return statistics.median(self.times[name]["ns"])
+
+    def ratio(self, ours, theirs):
+        return spread(ratios(self.times, ours, theirs))
+
+    def counted(self, name, what):
+        """By the machine, or nothing."""
+        values = self.times[name][what]
+        return statistics.median(values) if values else None
+
+    def instructions(self, name):
+        return self.cost[name]["whole"] if name in self.cost else self.counted(name, "instructions")
+
+    def rows(self, names, beside):
+        for name in names:
+            yield (name, with_commas(self.ns(name)), self.ratio(name, beside), with_commas(self.instructions(name)),
+                   with_commas(self.counted(name, "misses"), 1), self.memory[name]["heap"], self.memory[name]["slab"])
+
+    def works(self, names, beside):
+        return table(["Work", "ns", f"time to *{beside}*", "instructions", "cache misses", "heap calls", "slab calls"],
+                     self.rows(names, beside))
+
+
+# --- The page
+
+
+def goals(m):
+    """Work, values, digits, unit, goal, and whether more is better."""
+    pairs = [(label, ratios(m.times, ours, theirs), 2, "", goal, False) for label, ours, theirs, goal in PAIRS]
+    return [
+        *pairs[:2],
+        ("a scalar string of 9", m.times[STRING]["ns"], 1, " ns", 30, False),
+        *pairs[2:],
+        ("memory of a key of 3 fields that is held, its slot included", [m.held["key"]["all"] / HELD], 0, " B", 180, False),
+        ("resident memory above the start when 10^6 keys were dropped", [m.held["key"]["none"] / 1e6], 0, " MB", 30, False),
+        ("batch, processor time of a line to the time of its key",
+         [line / m.ns(BATCH_KEY) for line in m.batch[1]["ns"]], 1, "", 4, False),
+        ("batch, 2 jobs to 1, by the clock",
+         [one / two for one, two in zip(m.batch[1]["seconds"], m.batch[2]["seconds"])], 2, "", 1.85, True),
+        ("an s4 text of 1 MiB, instructions a byte", [m.cost[S4]["whole"] / 2**20], 1, "", None, False),
+    ]
+
+
+def goal_rows(m):
+    for label, values, digits, unit, goal, more in goals(m):
+        median = statistics.median(values)
+        met = "-" if goal is None else "yes" if (median >= goal if more else median <= goal) else "no"
+        yield label, spread(values, digits) + unit, "-" if goal is None else f"{goal:g}{unit}", met
+
+
+def sections(m):
+    yield "## Goals"
+    yield table(["Work", "Now", "Goal", "Met"], goal_rows(m))
+    yield ("Ratios are medians, with their quartiles. Keys of the tables and of the memory rows have one shape and differ in a\n"
+           "number and a prefix; the table of texts is an `absl::flat_hash_map` by the text that is built from the path, its\n"
+           "keys sorted by name.")
+    yield "## A key of three fields, from text to object and dropped again"
+    yield "![Time of a key of three fields](performance.svg)"
+    yield m.works([KEY, FLOOR, *PEERS], KEY)
+    yield "## Keys that differ from call to call"
+    yield m.works(VARIED, VARIED[0])
+    yield ("10^5 keys in turn: names of interfaces and routing tables of 4 to 24 bytes, prefixes of IPv4 and IPv6 of the lengths\n"
+           "that are common. Hand-tuned code stays only where it wins here too.")
+    yield "## Keys by the million"
+    yield m.works(TABLE, TABLE[1])
+    yield table(["Held, 10^6 keys", "bytes each, slot included", "MB when a random 90 % were dropped", "MB when all were"],
+                [(what, *(with_commas(m.held[what][part] / scale) for part, scale in
+                          (("all", HELD), ("tenth", 1e6), ("none", 1e6)))) for what in m.held])
+    yield "Resident memory above that at the start. Slots are handles in a `std::vector`: two words for a key, one for its peers."
+    yield "## Errors"
+    yield m.works([*ERRORS, REFUSED, BARE], REFUSED)
+    yield ("libyang reads a whole list instance; of the decoder, the first row is told of the value that does not fit alone, the\n"
+           "second of the fields before it as well.")
+    yield "## Ratios"
+    one, two = m.threads[1], m.threads[2]
+    failed = [(last - first) / 4 / bare for first, last, bare in
+              zip(*(m.times[name]["ns"] for name in (UNION_FIRST, UNION_LAST, BARE)))]
+    failed_cost = (m.cost[UNION_LAST]["whole"] - m.cost[UNION_FIRST]["whole"]) / 4 / m.cost[BARE]["whole"]
+    yield table(["What", "Ratio"], [
+        ("a union's failed alternative to a bare throw and catch", spread(failed)),
+        ("the same in instructions", with_commas(failed_cost, 2)),
+        ("two threads to one, by processor time", spread([2 * a / b for a, b in zip(one["processor"], two["processor"])])),
+        ("two threads to one, by the clock", spread([a / b for a, b in zip(one["clock"], two["clock"])])),
+        ("atomic counts to plain ones, one thread", m.ratio(KEY, PLAIN)),
+        ("batch, 2 jobs to 1, by processor time", spread([2 * a / b for a, b in zip(m.batch[1]["ns"], m.batch[2]["ns"])])),
+    ])
+    yield ("By processor time means: twice what one operation takes on one thread, to what it takes while another thread works\n"
+           "too. Other programs on the machine hardly count then; by the clock they do.")
+    yield "## Keys of YANG lists, from text"
+    yield table(["List", "ns", "instructions", "libyang, instructions", "libyang's time to ours"],
+                [(name, with_commas(m.ns(ours)), with_commas(m.instructions(ours)), with_commas(m.instructions(theirs)),
+                  m.ratio(theirs, ours))
+                 for name in LISTS for ours, theirs in [(f"yang, {name}", f"libyang, text, {name}")] if ours in m.times])
+    yield "## gNMI paths, from text or message to typed keys"
+    yield m.works(PATHS, BY_HAND)
+    yield m.works(DEEP, DEEP[0])
+    yield ("Schema, path and results are used again; the message is read each time; protobuf by hand reads no path. The path of 7\n"
+           "elements is one of the shape that OpenConfig's have, with lists inside of lists\n"
+           "([bench-network.yang](../bench/peers/bench-network.yang)); libyang makes its tree from the same path. A change\n"
+           "against subscriptions, of which it concerns the first ten or nearly so:")
+    yield m.works(MATCHER, MATCHER[0])
     yield "## The decoder alone, in instructions"
     yield table(["Work", "Before", "Now", "Goal"],
-                [(name, with_commas(before), with_commas(cost[name]["decoder"]), with_commas(goal))
+                [(name, with_commas(before), with_commas(m.cost[name]["decoder"]), with_commas(goal))
                  for name, before, goal in DECODER_GOALS])
-    yield "## A key of three fields, from text to object and dropped again"
-    rows = [(name, with_commas(times[name]), memory[name]["heap"], memory[name]["slab"], with_commas(cost[name]["whole"]),
-             ratio(cost[name]["whole"], cost[KEY]["whole"]), ratio(times[name], times[KEY]))
-            for name in [KEY, FLOOR, *PEERS]]
-    yield table(["Work", "ns", "heap calls", "slab calls", "instructions", "instructions to ours", "time to ours"], rows)
-    first, last = times["scalar, union of 5 hit first"], times["scalar, union of 5 hit last"]
-    one = times[f"{KEY}, atomic counts/threads:1"]
-    two = times[f"{KEY}, atomic counts/threads:2"]
-    plain_one = times[f"{KEY}, plain counts/threads:1"]
-    plain_two = times[f"{KEY}, plain counts/threads:2"]
-    yield "## Ratios"
-    first_cost, last_cost = (cost[f"scalar, union of 5 hit {which}"]["whole"] for which in ("first", "last"))
-    yield table(["What", "Ratio"], [
-        ("a union's failed alternative to a bare throw and catch", ratio((last - first) / 4, times[BARE])),
-        ("the same in instructions", ratio((last_cost - first_cost) / 4, cost[BARE]["whole"])),
-        ("two threads to one, atomic counts", ratio(2 * one, two)),
-        ("two threads to one, plain counts", ratio(2 * plain_one, plain_two)),
-        ("atomic counts to plain ones, one thread", ratio(one, plain_one)),
-        ("batch, 2 jobs to 1, by processor time", ratio(2 * batch[1][1], batch[2][1])),
-    ])
-    yield ("Threads and jobs are compared by the processor time that one operation takes while others work too, so that other\n"
-           "programs on the machine do not count.")
-    yield "## Keys of YANG lists, from text"
-    yield table(["List", "yang/, instructions", "libyang, instructions", "libyang to ours", "time"],
-                [(name, with_commas(cost[ours]["whole"]), with_commas(cost[theirs]["whole"]),
-                  ratio(cost[theirs]["whole"], cost[ours]["whole"]), ratio(times[theirs], times[ours]))
-                 for name in LISTS for ours, theirs in [(f"yang, {name}", f"libyang, text, {name}")] if ours in cost])
-    yield "## gNMI paths, from text or message to typed keys"
-    yield table(["Work", "ns", "heap calls", "instructions", "before", "goal", "time to protobuf by hand", "goal"],
-                [(name, with_commas(times[name]), memory[name]["heap"], with_commas(cost[name]["whole"]),
-                  with_commas(before), with_commas(goal), ratio(times[name], times[BY_HAND]), time_goal or "-")
-                 for name, before, goal, time_goal in PATH_GOALS])
-    yield ("Schema, path and results are used again; the message is read each time. The path of 7 elements is one of the shape\n"
-           "that OpenConfig's have, with lists inside of lists ([bench-network.yang](../bench/peers/bench-network.yang)); of its\n"
-           "instructions, PCRE2 takes 2,460 for the pattern of an address. libyang makes its tree from the same path.")
     yield "## Every work"
-    yield table(["Work", "ns", "heap calls", "slab calls", "instructions", "of these outside of the provider"],
-                [(name, with_commas(times.get(name)), memory[name]["heap"], memory[name]["slab"],
-                  with_commas(cost.get(name, {}).get("whole")), with_commas(cost.get(name, {}).get("decoder")))
-                 for name in memory if not name.startswith("growth")])
+    yield table(["Work", "ns", "instructions", "of these the decoder's", "cache misses", "heap calls", "slab calls"],
+                [(name, spread(m.times[name]["ns"], 1), with_commas(m.instructions(name)),
+                  with_commas(m.cost.get(name, {}).get("decoder")), with_commas(m.counted(name, "misses"), 1),
+                  m.memory[name]["heap"], m.memory[name]["slab"]) for name in m.names])
     yield "With a provider that does next to nothing, which leaves the decoder and the harness:"
-    yield table(["Work", "instructions"], [(name, with_commas(row["whole"])) for name, row in null.items()])
-    yield "`zynkey batch`:"
-    yield table(["Jobs", "lines", "lines a second", "us of processor time a line", "MiB at most"],
-                [(jobs, with_commas(row[3]), with_commas(row[0]), f"{row[1]:.1f}", f"{row[2]:.0f}")
-                 for jobs, row in batch.items()])
-    yield ("Memory does not grow with the number of requests: 10^7 of them took 11.8 MB at most with two jobs, 10^5 took\n"
-           "11.1 MB. What was read and is not yet answered is bounded, and it alone is kept.")
+    yield table(["Work", "instructions"], [(name, with_commas(row["whole"])) for name, row in m.null.items()])
+    yield f"`zynkey batch`, {with_commas(BATCH_LINES)} lines:"
+    yield table(["Jobs", "lines a second, by the clock", "us of processor time a line", "MiB at most"],
+                [(jobs, spread([BATCH_LINES / seconds for seconds in row["seconds"]], 0),
+                  spread([ns / 1000 for ns in row["ns"]]), with_commas(max(row["MiB"]))) for jobs, row in m.batch.items()])
 
 
-def growth(times, memory):
-    """For each kind of growth: its unit, and rows of size, nanoseconds, bytes."""
-    kinds = {}
-    for name in memory:
-        if name.startswith("growth, "):
-            kind, _, size = name.removeprefix("growth, ").rpartition(": ")
-            kinds.setdefault(kind, []).append((int(size), times[name], memory[name]["bytes"]))
-    return kinds
-
-
-RERUN = """# Performance
+INTRO = """# Performance
 
 How fast the decoder is, beside the least that the work can cost (the floor: hand-written code that knows the key's type,
-with the same value objects) and beside what a user would pick instead. All figures of one page come from one run.
-Compiled as the preset `release` does: the decoder and the embedded type system at -O3, all else at -O2; libyang and
-protobuf as Debian builds them.
+with the same value objects) and beside what a user would pick instead. All figures but those under
+[Growth](#growth) come from one run, on {model}, {processors} processors; the load of the minute before was {load:.1f}.
+Compiled as the preset `release` does: the decoder and the embedded type system at -O3, all else at -O2; libyang, protobuf
+and Abseil as Debian builds them.
 
-    ./dev bench                  measures everything and writes this page and its plots
+    ./dev bench                  measures everything but growth, and writes this page and its plots
+    ./dev bench --growth         the same with growth, which takes some minutes more
+    ./dev bench --only 'key, 3 fields' --runs 10    ten runs of one work beside its peer, a pause before each
     ./dev bench --count          only counts instructions, and compares them with bench/budget.json (5 % room)
     ./dev bench --count --update writes the budget anew, after a change that was meant to cost or save
 
-Instructions are counted by callgrind and repeat exactly on one machine. *The decoder's* are those below the library's
-entry points (and inline code of its header) without those below its calls into the provider; where an exception
-passes, only the sum is known. Times are processor time, the least of several repetitions; they differ from machine to
-machine and with what else it does. *Heap calls* are those that do not come from the slab; *slab calls* are containers
-and value objects. "By hand" is protobuf's reflection: every field found by name, every text read by its type; what the
-decoder refuses is refused there too. In the row with the prefix as bytes it is one text of five bytes, not a message.
+Times are processor time. What is compared is done by one process in turns: {rounds} rounds, in each some milliseconds of
+every work, in turned order every other round; a ratio is the median of the rounds' ratios, in brackets its quartiles.
+Instructions are counted by callgrind, where they repeat exactly on one machine; those of works that take long to
+prepare, and cache misses, by the processor. {counted}
+*The decoder's* instructions are those below the library's entry points (and inline code of its header) without those below
+its calls into the provider; where an exception passes, only the sum is known. *Heap calls* are those that do not come
+from the slab; *slab calls* are containers and value objects. "By hand" is protobuf's reflection: every field found by
+name, every text read by its type; what the decoder refuses is refused there too. In the row with the prefix as bytes it
+is one text of five bytes, not a message.
 """
 
 WHAT_IS_LEFT = """## What is left
 
-Of the decoder's instructions for a key of three fields:
+Of the decoder's instructions for a key of three fields, the most first:
 
-- the map of a node's children: a quarter. A new child is looked for twice, as its trace and its type come before its
-  place in the map; then it is found and taken out once.
-- the elements of each path: a seventh. They are a block of memory, taken, told to the memory tracker and given back;
-  callers of `splitPath` receive that vector, so it is made for `processKeyPath` as well.
-- some fifty calls to the type system, which is asked anew for each path, as nothing is cached between operations.
+- the map of a node's children. A new child is looked for twice, as its trace and its type come before its place in the
+  map; then it is found and taken out once.
+- the elements of each path. They are a block of memory, taken, told to the memory tracker and given back; callers of
+  `splitPath` receive that vector, so it is made for `processKeyPath` as well.
+- the calls to the type system, which is asked anew for each path, as nothing is cached between operations.
 
 The error of a union's alternative that is not read has no text, on either side. What a failed alternative costs more
 than a bare throw is frames that save more registers, which the unwinder restores one by one, and an exception that holds
@@ -218,39 +367,132 @@ the text it refused.
 """
 
 
-def report(build):
-    cost = counts.count(build / "bench" / "bench")
-    null = counts.count(build / "bench" / "bench_null")
-    memory = measure_memory(build)
-    times = measure_times(build, "-^growth", 25) | measure_times(build, "^growth", 2)
-    batch = {}
-    for jobs in (1, 2):
-        best = max((measure_batch(build, jobs, BATCH_LINES) for _ in range(3)), key=lambda row: row[0])
-        batch[jobs] = (*best, BATCH_LINES)
-    text = [RERUN, *sections(cost, times, memory, null, batch)]
-    grown = growth(times, memory)
+def intro(m):
+    with open("/proc/cpuinfo") as file:
+        model = next((line.split(":")[1].strip() for line in file if line.startswith("model name")), os.uname().machine)
+    counted = ("This machine let both be counted." if m.counted(KEY, "misses") is not None else
+               "This machine, or its settings, let neither be counted (`perf_event_open`): they are left out.")
+    return INTRO.format(model=model, processors=os.cpu_count(), load=m.load, rounds=ROUNDS, counted=counted)
+
+
+def report(build, with_growth):
+    page = DOCS / "performance.md"
+    # What growth was measured last stays.
+    _, heading, growth = (page.read_text() if page.exists() else "").partition("## Growth\n")
+    m = Measured(build)
     (DOCS / "performance.svg").write_text(plots.bars(
-        "Instructions for a key of three fields", [(name, cost[name]["whole"]) for name in [FLOOR, KEY, *PEERS]]))
-    (DOCS / "growth.svg").write_text(plots.lines(grown))
-    text.insert(1, "![Instructions for a key of three fields](performance.svg)")
-    text.append(WHAT_IS_LEFT)
-    text.append("## Growth")
-    text.append("Time and memory, each against a size; memory grows in steps where containers double.")
-    text.append("![Growth](growth.svg)")
-    text.append(table(["Size", "from", "to", "time for each unit, least and most (ns)", "bytes for each unit at the end"],
-                      [(kind, rows[0][0], rows[-1][0],
-                        "{:.4g} to {:.4g}".format(min(ns / size for size, ns, _ in rows[len(rows) // 2:]),
-                                                  max(ns / size for size, ns, _ in rows[len(rows) // 2:])),
-                        f"{rows[-1][2] / rows[-1][0]:,.0f}") for kind, rows in grown.items()]))
-    page = "\n\n".join(part.strip() for part in text) + "\n"
-    (DOCS / "performance.md").write_text(page)
-    print(page)
+        "A key of three fields: ns of processor time", [(name, round(m.ns(name))) for name in [FLOOR, KEY, *PEERS]]))
+    text = [intro(m), *sections(m), WHAT_IS_LEFT, heading + growth]
+    if with_growth:
+        text[-1] = "\n\n".join(growth_sections(build))
+    page.write_text("\n\n".join(part.strip() for part in text).strip() + "\n")
+    print(page.read_text())
+    return 0
+
+
+# --- Growth
+
+GROWTH_ROUNDS = 5
+# What should take the same time whatever the size.
+CONSTANT = ["types of a schema that decode a key in turn", "nodes of a schema that a path is resolved in"]
+TABLE_SIZES = [10_000, 100_000, 1_000_000, 2_500_000, 5_000_000, 7_500_000, 10_000_000]
+THREADS = [1, 2, 4, 8, 16, 24, 32, 40, 48, 56, 64]
+BATCH_SIZES = [10_000, 100_000, 1_000_000, 2_500_000, 5_000_000, 7_500_000, 10_000_000]
+
+GROWTH = """## Growth
+
+Time and memory, each against a size, of one run of their own. Time is processor time where nothing else is said; memory
+grows in steps where containers double. What limits each:
+
+- *fields, depth, path elements, keys*: nothing but the work itself, which is the same for each.
+- *union width*: each alternative that is tried fails by an exception, and unwinding is nearly all of it.
+- *strings*: the speed of memory, once they are larger than the caches.
+- *keys in a table*: a look-up waits for memory once the table is larger than the caches: for the table's slot, the key,
+  and each of its parts, which are objects of their own.
+- *types of a schema*: to build them, the names and rows of their tables; to decode with all of them in turn, the caches,
+  in which their rows and names find no room any more: the same instructions wait for memory.
+- *threads*: the processors. More threads than those take turns and gain nothing. Each counts its memory in a place of
+  its own as long as there are such places; threads beyond those share one, and wait for each other's counts.
+- *lines of a batch*: reading and printing JSON. What was read and is not yet answered is bounded, and it alone is kept;
+  the first answer comes when the first lines have been read, however many follow.
+"""
+
+
+def growth_sections(build):
+    kinds = {}
+    for name in names_of_works(build):
+        if name.startswith("growth, "):
+            kind, _, size = name.removeprefix("growth, ").rpartition(": ")
+            kinds.setdefault(kind, {})[int(size)] = name
+    grown = {}
+    for kind, works in kinds.items():
+        times = timed(build, works.values(), GROWTH_ROUNDS)
+        memory = json_lines([build / "bench" / "bench_memory", *works.values()])
+        grown[kind] = [(size, min(times[name]["ns"]), row["bytes"])
+                       for (size, name), row in zip(works.items(), memory)]
+    tables = [(size, row["ns"], row["bytes"]) for size in TABLE_SIZES for row in [held(build, "table", size)]]
+    threads = in_threads(build, GROWTH_ROUNDS, THREADS)
+    batch = {}
+    for lines in BATCH_SIZES:
+        with batch_requests(lines) as requests:
+            batch[lines] = run_batch(build, 2, requests, lines)
+    (DOCS / "growth.svg").write_text(plots.lines({
+        **{kind: (rows, "ns", "bytes") for kind, rows in grown.items()},
+        "keys in a table: a path to its entry": (tables, "ns", "bytes each"),
+        "threads: a key": ([(size, statistics.median(row["clock"]), statistics.median(row["processor"]))
+                            for size, row in threads.items()], "ns by the clock", "ns of all processors"),
+        "lines of a batch, 2 jobs": ([(lines, row["seconds"], row["MiB"]) for lines, row in batch.items()],
+                                     "s by the clock", "MiB"),
+    }))
+    yield GROWTH
+    yield "![Growth](growth.svg)"
+    each = {kind: [ns / size for size, ns, _ in rows[len(rows) // 2:]] for kind, rows in grown.items()}
+    yield table(["Size", "from", "to", "ns for each unit in the upper half, least and most", "bytes for each unit at the end"],
+                [(kind, rows[0][0], rows[-1][0], " to ".join(with_commas(one(each[kind]), 0 if min(each[kind]) >= 100 else 2) for one in (min, max)),
+                  with_commas(rows[-1][2] / rows[-1][0])) for kind, rows in grown.items() if kind not in CONSTANT])
+    yield table(["Size that time does not depend on", *("ns at " + with_commas(row[0]) for row in grown[CONSTANT[0]])],
+                [(kind, *(with_commas(row[1]) for row in grown[kind])) for kind in CONSTANT])
+    yield table(["Keys in a table", "ns from a path to its entry", "bytes each, with key and entry"],
+                [tuple(map(with_commas, row)) for row in tables])
+    yield table(["Threads", "ns a key, by the clock", "ns of all processors a key"],
+                [(size, spread(row["clock"], 0), spread(row["processor"], 0)) for size, row in threads.items()])
+    yield table(["Lines of a batch, 2 jobs", "s by the clock", "us of processor time a line", "MiB at most",
+                 "ms to the first answer"],
+                [(with_commas(lines), with_commas(row["seconds"], 2), with_commas(row["ns"] / 1000, 2),
+                  with_commas(row["MiB"]), with_commas(row["first"] * 1000, 1)) for lines, row in batch.items()])
+
+
+# --- One work
+
+
+def only(build, name, runs, pause):
+    peer = next((theirs for _, ours, theirs, _ in PAIRS if ours == name), None)
+    for run in range(runs):
+        if run:
+            time.sleep(pause)
+        times = timed(build, [name] + ([peer] if peer else []))
+        print(f"{time.strftime('%H:%M:%S')}  {name}: {spread(times[name]['ns'], 1)} ns", end="")
+        print(f"; {peer}: {spread(times[peer]['ns'], 1)} ns; ratio {spread(ratios(times, name, peer), 3)}" if peer else "",
+              flush=True)
     return 0
 
 
 def main():
-    what, build = sys.argv[1], pathlib.Path(sys.argv[2]).resolve()
-    return check_budget(count_works(build), "--update" in sys.argv) if what == "count" else report(build)
+    parser = argparse.ArgumentParser(prog="./dev bench")
+    parser.add_argument("build", type=pathlib.Path, help=argparse.SUPPRESS)
+    parser.add_argument("--growth", action="store_true", help="measure growth as well")
+    parser.add_argument("--count", action="store_true", help="only count instructions, against their budget")
+    parser.add_argument("--update", action="store_true", help="with --count: write the budget anew")
+    parser.add_argument("--only", metavar="WORK", help="only time this work, beside its peer where it has one")
+    parser.add_argument("--runs", type=int, default=1, metavar="N", help="with --only: so often")
+    parser.add_argument("--pause", type=float, default=10, metavar="SECONDS", help="with --runs: between them (10)")
+    options = parser.parse_args()
+    build = options.build.resolve()
+    if options.count:
+        return check_budget(build, options.update)
+    if options.only:
+        return only(build, options.only, options.runs, options.pause)
+    return report(build, options.growth)
 
 
 if __name__ == "__main__":

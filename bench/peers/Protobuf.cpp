@@ -1,5 +1,6 @@
 // A message of a type that is known at run time only: what a reflective system over protobuf would do with the text.
 #include <arpa/inet.h>
+#include <fmt/core.h>
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/dynamic_message.h>
@@ -12,6 +13,7 @@
 #include <string_view>
 
 #include "bench/Decoder.h"
+#include "bench/Held.h"
 
 namespace Bench {
 namespace {
@@ -72,6 +74,18 @@ Pb::Message const* flatKey() {
         field { name: "prefix" number: 3 label: LABEL_OPTIONAL type: TYPE_BYTES }
       })",
                                                     "FlatKey");
+  return one;
+}
+
+/** Eight numbers, `f0` to `f7`. */
+Pb::Message const* wideKey() {
+  static Pb::Message const* const one = [] {
+    std::string file = "name: \"wide.proto\" message_type { name: \"WideKey\"";
+    for (int i = 0; i < 8; ++i) {
+      file += fmt::format(" field {{ name: \"f{}\" number: {} label: LABEL_OPTIONAL type: TYPE_UINT32 }}", i, i + 1);
+    }
+    return prototypeOf((file + " }").c_str(), "WideKey");
+  }();
   return one;
 }
 
@@ -165,14 +179,26 @@ std::unique_ptr<Pb::Message> byHand(Pb::Message const& prototype, Fields const& 
 
 void addProtobufPeer(Works& works) {
   std::string const text = std::string("vrf: \"") + vrfText + "\" tag: " + tagText + " prefix: \"" + prefixText + '"';
-  Fields const fields = {{"key__vrf", vrfText}, {"key__tag", tagText}, {"key__prefix", prefixText}};
+  Fields const fields = fieldsOf({vrfText, tagText, prefixText});
   if (byTextFormat(text)->ByteSizeLong() != 28 || byHand(*structuredKey(), fields)->ByteSizeLong() != 24 ||
       byHand(*flatKey(), fields)->ByteSizeLong() != 21) {
     fail("protobuf", byHand(*structuredKey(), fields)->ShortDebugString());
   }
-  works.push_back({"protobuf, TextFormat, 3 fields", [text] { keep(byTextFormat(text)); }});
   works.push_back({"protobuf, by hand, 3 fields", [fields] { keep(byHand(*structuredKey(), fields)); }});
   works.push_back({"protobuf, by hand, prefix as bytes", [fields] { keep(byHand(*flatKey(), fields)); }});
+  works.push_back({"protobuf, TextFormat, 3 fields", [text] { keep(byTextFormat(text)); }});
+  works.push_back({"protobuf, by hand, 8 fields", [eight = numberFields(8)] { keep(byHand(*wideKey(), eight)); }});
+  works.push_back(later("protobuf, by hand, varied", [] {
+    return inTurn(variedFields(), [](Fields const& fields) { keep(byHand(*structuredKey(), fields)); });
+  }));
+}
+
+Held holdMessages(std::size_t count) {
+  return hold(count, [](std::size_t i) { return byHand(*structuredKey(), fieldsOf(numberedKey(i))); });
+}
+
+Held holdFlatMessages(std::size_t count) {
+  return hold(count, [](std::size_t i) { return byHand(*flatKey(), fieldsOf(numberedKey(i))); });
 }
 
 }  // namespace Bench

@@ -9,6 +9,7 @@
 
 #include "bench/Decoder.h"
 #include "bench/Gnmi.h"
+#include "bench/Held.h"
 #include "gnmi/YangFacts.h"
 #include "yang/Yang.h"
 
@@ -107,16 +108,38 @@ void addNexthop(Works& works) {
           {{"nh-type", "ip4-ifindex"}, {"vrf", "default"}, {"gateway", "10.0.0.1"}, {"interface", "eth0"}});
 }
 
+Module const& benchModule() {
+  static Module const one(BENCH_MODULES, "bench");
+  return one;
+}
+
+/** The error of a value that does not fit, with its text, which libyang keeps in its context. */
+void addRefused(Works& works) {
+  ly_log_options(LY_LOSTORE_LAST);
+  auto const refused = [] {
+    lys_module const* const module = benchModule().module;
+    lyd_node* node = nullptr;
+    if (lyd_new_list2(nullptr, module, "route", "[vrf='customer1'][tag='red'][prefix='10.20.0.0/16']", 0, &node) ==
+            LY_SUCCESS ||
+        ly_errmsg(module->ctx) == nullptr) {
+      fail("libyang", "takes a value that does not fit");
+    }
+    keep(ly_errmsg(module->ctx));
+  };
+  refused();
+  works.push_back({"libyang, error, value that does not fit", refused});
+}
+
 }  // namespace
 
 void addYang(Works& works) {
-  static Module const bench(BENCH_MODULES, "bench");
-  auto const add = [&works](std::string const& name, char const* list, Fields const& keys) {
+  Module const& bench = benchModule();
+  auto const add = [&works, &bench](std::string const& name, char const* list, Fields const& keys) {
     addBoth(works, name, {nullptr, bench.module, bench.root.attr(list)}, keys);
   };
   add("1 string", "interface", {{"name", "Ethernet1"}});
   add("3 keys", "route", {{"vrf", vrfText}, {"tag", tagText}, {"prefix", prefixText}});
-  works.push_back({"libyang, values, 3 keys", [] {
+  works.push_back({"libyang, values, 3 keys", [&bench] {
                      lyd_node* node = nullptr;
                      if (lyd_new_list(nullptr, bench.module, "route", 0, &node, vrfText, tagText, prefixText) !=
                          LY_SUCCESS) {
@@ -129,6 +152,20 @@ void addYang(Works& works) {
   add("restricted string", "port", {{"name", "Ethernet1/2"}});
   addDeepPath(works);
   addNexthop(works);
+  addRefused(works);
+}
+
+Held holdNodes(std::size_t count) {
+  using Node = std::unique_ptr<lyd_node, decltype([](lyd_node* node) { lyd_free_tree(node); })>;
+  return hold(count, [](std::size_t i) {
+    KeyTexts const key = numberedKey(i);
+    lyd_node* node = nullptr;
+    if (lyd_new_list(nullptr, benchModule().module, "route", 0, &node, key.vrf.c_str(), key.tag.c_str(),
+                     key.prefix.c_str()) != LY_SUCCESS) {
+      fail("libyang", key.prefix);
+    }
+    return Node(node);
+  });
 }
 
 }  // namespace Bench
