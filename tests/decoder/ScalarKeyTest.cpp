@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <string>
+#include <string_view>
 
 #include "tests/support/DecoderTest.h"
 
@@ -48,6 +50,20 @@ TEST_F(ScalarKey, EachKindReadsItsText) {
   };
   for (auto const& row : rows) {
     EXPECT_EQ(scalar(row.type, row.text), row.value) << row.type.name() << ' ' << row.text;
+  }
+}
+
+TEST_F(ScalarKey, TextsOfEveryLengthAndByteGoBetweenQuotes) {
+  std::string text;
+  for (int size = 0; size <= 80; ++size) {
+    EXPECT_EQ(scalar(core(Kind::String), text), '"' + text + '"') << size;
+    text += static_cast<char>(255 - 3 * size);
+  }
+  std::string name = "x";
+  for (int size = 1; size <= 40; ++size) {
+    Zyn::ZynType const one = module.enumeration("Enum" + std::to_string(size), {{name, 1}});
+    EXPECT_EQ(scalar(one, name), '\'' + name + '\'') << size;
+    name += static_cast<char>('a' + size % 26);
   }
 }
 
