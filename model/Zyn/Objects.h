@@ -20,9 +20,10 @@ namespace Model {
 
 using NewValue = Velko::Ptr<Zyn::GenericIf>;
 
-inline AttrRow const& attrRow(Zyn::ZynType type, std::uint32_t slot) {
-  return tablesOf(*type.module()).attrs[rowOf(type).attrs[slot]];
+inline AttrRow const& attrRow(TypeRow const& row, std::uint32_t slot) {
+  return tablesOf(*row.handle.module()).attrs[row.attrs[slot]];
 }
+inline AttrRow const& attrRow(Zyn::ZynType type, std::uint32_t slot) { return attrRow(rowOf(type), slot); }
 
 /** What wrappers hold: the type whose texts and whose fields of messages they take for theirs. */
 inline Zyn::ZynType unwrapped(Zyn::ZynType type) {
@@ -105,7 +106,8 @@ class Scalar final : public ValueObject {
 /** A wrapper, a union or a value type: one slot for each attribute, null while it is not set. */
 class Composed final : public ValueObject {
  public:
-  static Velko::Ptr<Composed> make(Zyn::ZynType type);
+  static Velko::Ptr<Composed> make(TypeRow const& row);
+  static Velko::Ptr<Composed> make(Zyn::ZynType type) { return make(rowOf(type)); }
   static void operator delete(Composed* value, std::destroying_delete_t) noexcept;
 
   std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), size_}; }
@@ -184,7 +186,7 @@ void defaultScalar(Kind kind, Content& content);
 // Text (Text.cpp).
 
 /** Null when the text is no value of the type. */
-NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form);
+NewValue readText(TypeRow const& row, std::string_view text, TextForm form);
 /** What `readText` takes, to end a message with: "a decimal number from 0 to 65535". */
 std::string textExpectation(Zyn::ZynType type, TextForm form);
 

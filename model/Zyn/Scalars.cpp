@@ -395,7 +395,7 @@ Range rangeOf(Kind kind) noexcept {
 NewValue normalize(Scalar const& value) {
   std::string text;
   printScalar(value, TextForm::Gnmi, text);
-  return readText(value.type(), text, TextForm::Gnmi);
+  return readText(value.row(), text, TextForm::Gnmi);
 }
 
 void printScalar(Scalar const& value, TextForm form, std::string& out) {

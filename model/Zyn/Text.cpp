@@ -44,11 +44,11 @@ bool cut(Pattern const& pattern, std::string_view text, Use&& use) {
   return text.empty();
 }
 
-NewValue readPattern(Zyn::ZynType type, Pattern const& pattern, std::string_view text) {
-  Velko::Ptr<Composed> value = Composed::make(type);
-  bool const fits = cut(pattern, text, [&](std::uint32_t slot, std::string_view piece) {
+NewValue readPattern(TypeRow const& row, std::string_view text) {
+  Velko::Ptr<Composed> value = Composed::make(row);
+  bool const fits = cut(*row.pattern, text, [&](std::uint32_t slot, std::string_view piece) {
     ValuePtr& part = value->slots()[slot];
-    part = readText(attrRow(type, slot).type, piece, TextForm::Gnmi);
+    part = readText(rowOf(attrRow(row, slot).type), piece, TextForm::Gnmi);
     return part != nullptr;
   });
   if (!fits) {
@@ -57,20 +57,20 @@ NewValue readPattern(Zyn::ZynType type, Pattern const& pattern, std::string_view
   return value;
 }
 
-NewValue readComposed(Zyn::ZynType type, std::uint32_t slot, std::string_view text, TextForm form) {
-  ValuePtr part = readText(attrRow(type, slot).type, text, form);
+NewValue readComposed(TypeRow const& row, std::uint32_t slot, std::string_view text, TextForm form) {
+  ValuePtr part = readText(rowOf(attrRow(row, slot).type), text, form);
   if (!part) {
     return nullptr;
   }
-  Velko::Ptr<Composed> value = Composed::make(type);
+  Velko::Ptr<Composed> value = Composed::make(row);
   value->slots()[slot] = std::move(part);
   return value;
 }
 
-NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
-  auto const count = static_cast<std::uint32_t>(rowOf(type).attrs.size());
+NewValue readUnion(TypeRow const& row, std::string_view text, TextForm form) {
+  auto const count = static_cast<std::uint32_t>(row.attrs.size());
   for (std::uint32_t slot = 0; slot < count; ++slot) {
-    if (NewValue value = readComposed(type, slot, text, form)) {
+    if (NewValue value = readComposed(row, slot, text, form)) {
       return value;
     }
   }
@@ -78,14 +78,14 @@ NewValue readUnion(Zyn::ZynType type, std::string_view text, TextForm form) {
 }
 
 /** Not inlined: most values are scalars, and reading those then saves fewer registers. */
-[[gnu::noinline]] NewValue readParts(Zyn::ZynType type, TypeRow const& row, std::string_view text, TextForm form) {
+[[gnu::noinline]] NewValue readParts(TypeRow const& row, std::string_view text, TextForm form) {
   switch (row.kind) {
     case Kind::Wrapper:
-      return readComposed(type, 0, text, form);
+      return readComposed(row, 0, text, form);
     case Kind::Union:
-      return readUnion(type, text, form);
+      return readUnion(row, text, form);
     case Kind::Value:
-      return row.pattern ? readPattern(type, *row.pattern, text) : nullptr;
+      return row.pattern ? readPattern(row, text) : nullptr;
     default:
       return nullptr;  // an entity
   }
@@ -119,7 +119,7 @@ std::string hintOn(Zyn::ZynType wrapper, std::string_view text, TextForm form) {
   if (row.kind == Kind::Value && row.pattern) {
     cut(*row.pattern, text, [&](std::uint32_t slot, std::string_view piece) {
       AttrRow const& attr = attrRow(type, slot);
-      bool const fits = readText(attr.type, piece, TextForm::Gnmi) != nullptr;
+      bool const fits = readText(rowOf(attr.type), piece, TextForm::Gnmi) != nullptr;
       if (!fits) {
         hint = fmt::format("; {} takes {}", attr.name, textExpectation(attr.type, TextForm::Gnmi));
       }
@@ -176,7 +176,7 @@ class Unfit final : public Error {
 };
 
 /** Not inlined, so that reading a text that fits saves no registers for it. */
-[[gnu::noinline]] Unfit unfit(Zyn::ZynType type, Velko::String const& text, TextForm form) {
+[[gnu::noinline]] Unfit unfit(Zyn::ZynType const& type, Velko::String const& text, TextForm form) {
   return Unfit(type, text, form);
 }
 
@@ -184,9 +184,9 @@ class Unfit final : public Error {
  * Inline, and without a local object when it throws: unwinding takes time for each frame, for the registers that the
  * frame saved, and for each destructor that it runs.
  */
-[[gnu::always_inline]] inline NewValue fromText(Zyn::ZynType type, Velko::String const& text, TextForm form) {
+[[gnu::always_inline]] inline NewValue fromText(Zyn::ZynType const& type, Velko::String const& text, TextForm form) {
   if (!type.empty()) {
-    if (NewValue value = readText(type, text.view(), form)) {
+    if (NewValue value = readText(rowOf(type), text.view(), form)) {
       return value;
     }
   }
@@ -276,10 +276,9 @@ bool appendGnmiText(Zyn::GenericIf const& value, std::string& out) {
 
 }  // namespace
 
-NewValue readText(Zyn::ZynType type, std::string_view text, TextForm form) {
-  TypeRow const& row = rowOf(type);
+NewValue readText(TypeRow const& row, std::string_view text, TextForm form) {
   if (row.kind > Kind::Enum) {
-    return readParts(type, row, text, form);
+    return readParts(row, text, form);
   }
   Content content;
   return readScalar(row, text, form, content) ? Scalar::make(row, content) : nullptr;

@@ -61,8 +61,7 @@ Composed::Composed(TypeRow const& itsRow, std::uint32_t count) noexcept : ValueO
   std::uninitialized_value_construct_n(slots().data(), count);
 }
 
-Velko::Ptr<Composed> Composed::make(Zyn::ZynType type) {
-  TypeRow const& row = rowOf(type);
+Velko::Ptr<Composed> Composed::make(TypeRow const& row) {
   std::size_t const count = row.attrs.size();
   void* const storage = KvSlab::slabAllocOrStdMalloc(sizeof(Composed) + count * sizeof(ValuePtr));
   return Velko::Ptr<Composed>::adopt(::new (storage) Composed(row, static_cast<std::uint32_t>(count)));
@@ -105,7 +104,8 @@ Arguments argumentsOf(TypeRow const& row, Zyn::ZynModule const& module) {
 }
 
 NewValue fromArgs(Zyn::ZynType type, Zyn::GenericIfArgs const& args) {
-  auto const [slots, argTypes] = argumentsOf(rowOf(type), *type.module());
+  TypeRow const& row = rowOf(type);
+  auto const [slots, argTypes] = argumentsOf(row, *type.module());
   if (slots.size() != args.size()) {
     std::string wanted;
     for (std::uint32_t const slot : slots) {
@@ -119,9 +119,11 @@ NewValue fromArgs(Zyn::ZynType type, Zyn::GenericIfArgs const& args) {
       refuseValue(type, slots[i], args[i]);
     }
   }
-  Velko::Ptr<Composed> value = Composed::make(type);
+  Velko::Ptr<Composed> value = Composed::make(row);
   for (std::size_t i = 0; i < slots.size(); ++i) {
-    value->slots()[slots[i]] = args[i].copyAlone();
+    // In place of the null that is there, without looking at it: a load would wait for the store that cleared all
+    // slots.
+    ::new (&value->slots()[slots[i]]) ValuePtr(args[i].copyAlone());
   }
   return value;
 }
