@@ -21,7 +21,8 @@ namespace Velko::MemTrack {
 
 namespace {
 
-constexpr std::size_t shardCount = 32;
+/** As many threads as a large server runs at once; 8 KiB for each tag that is tracked. */
+constexpr std::size_t shardCount = 128;
 /** Of threads that found all shards taken, and of those that are ending. */
 constexpr std::size_t sharedShard = shardCount;
 
