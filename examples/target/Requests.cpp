@@ -23,14 +23,14 @@ Gnmi::Path Requests::absolute(gnmi::Path const& prefix, gnmi::Path const& path, 
   std::size_t keys = 0;
   std::ranges::for_each(whole.elements(), [&](Gnmi::Element const& element) { keys += element.keyCount; });
   if (whole.elements().size() > limits.elements || keys > limits.keys) {
-    refuse(grpc::StatusCode::RESOURCE_EXHAUSTED,
-           fmt::format("a path of {} elements and {} keys: at most {} and {} are taken", whole.elements().size(), keys,
-                       limits.elements, limits.keys));
+    refuse(fmt::format("a path of {} elements and {} keys: at most {} and {} are taken", whole.elements().size(), keys,
+                       limits.elements, limits.keys),
+           grpc::StatusCode::RESOURCE_EXHAUSTED);
   }
   return whole;
 }
 
-void Requests::expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, std::size_t& budget,
+void Requests::expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, Allowance& allowance,
                       std::function<void(Gnmi::Resolved const&)> const& visit) const {
   std::size_t found = 0;
   auto const visitAll = [&](Gnmi::Resolved const& node) {
@@ -38,23 +38,32 @@ void Requests::expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, 
     visit(node);
     return true;
   };
-  orRefuse(schema.resolver().expand(path, visitAll, mode, {.expansions = budget + 1}), call);
-  budget -= found - 1;
+  orRefuse(schema.resolver().expand(path, visitAll, mode, {.expansions = allowance.expansions + 1}), call);
+  allowance.expansions -= found - 1;
 }
 
 void Requests::write(Gnmi::Resolved const& at, gnmi::Path& into) const {
   Gnmi::writePath(orRefuse(schema.resolver().canonical(at, Gnmi::ModelValues()), Gnmi::Call::Get), into);
 }
 
-void Requests::checkModel(std::string const& name) const {
-  if (std::ranges::find(schema.models(), name, &gnmi::ModelData::name) == schema.models().end()) {
-    refuse(grpc::StatusCode::INVALID_ARGUMENT, fmt::format("model '{}' is not served", name));
+Filter Requests::filterOf(gnmi::Encoding encoding,
+                          google::protobuf::RepeatedPtrField<gnmi::ModelData> const& models) const {
+  if (encoding != gnmi::JSON && encoding != gnmi::JSON_IETF && encoding != gnmi::PROTO) {
+    refuse("this encoding is not supported: JSON, JSON_IETF and PROTO are", grpc::StatusCode::UNIMPLEMENTED);
   }
+  Filter filter;
+  for (gnmi::ModelData const& model : models) {
+    if (std::ranges::find(schema.models(), model.name(), &gnmi::ModelData::name) == schema.models().end()) {
+      refuse(fmt::format("model '{}' is not served", model.name()));
+    }
+    filter.modules.insert(model.name());
+  }
+  return filter;
 }
 
-void Requests::checkEncoding(gnmi::Encoding encoding) {
-  if (encoding != gnmi::JSON && encoding != gnmi::JSON_IETF && encoding != gnmi::PROTO) {
-    refuse(grpc::StatusCode::UNIMPLEMENTED, "this encoding is not supported: JSON, JSON_IETF and PROTO are");
+void refuseExtensions(int count) {
+  if (count != 0) {
+    refuse("extensions are not supported", grpc::StatusCode::UNIMPLEMENTED);
   }
 }
 

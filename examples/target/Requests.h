@@ -21,9 +21,15 @@ struct Limits {
   std::size_t keys = 256;
   /** Nodes of the schema that the wildcards of one request mean. */
   std::size_t expansions = 10'000;
-  /** Of what a Get answers. */
-  std::size_t answerBytes = std::size_t{64} << 20U;
-  /** Of all clients together. */
+  /** Entries of lists that a request looks at, but for those of exact keys. */
+  std::size_t entries = 10'000'000;
+  /** Of what a Get answers: clients of gRPC take no more, unless they are told to. */
+  std::size_t answerBytes = std::size_t{4} << 20U;
+  /** Calls that a connection has under way; further ones wait in the client. Streams count as well. */
+  std::size_t calls = 256;
+  /** Of a connection. */
+  std::size_t connectionStreams = 200;
+  /** Of all connections together. */
   std::size_t streams = 2'000;
   /** Of a stream. */
   std::size_t subscriptions = 256;
@@ -43,37 +49,22 @@ class Requests {
 
   /** The path behind its prefix. It views the messages. */
   Gnmi::Path absolute(gnmi::Path const& prefix, gnmi::Path const& path, Gnmi::Call call) const;
-  /** Each node of the schema that the path means; all but the first are taken from the budget of the request. */
-  void expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, std::size_t& budget,
+  /** Each node of the schema that the path means; all but the first are taken from the allowance. */
+  void expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, Allowance& allowance,
               std::function<void(Gnmi::Resolved const&)> const& visit) const;
   /** The canonical path. */
   void write(Gnmi::Resolved const& at, gnmi::Path& into) const;
 
-  /** Checks what Get and Subscribe have in common. */
-  template <typename Request>
-  Filter filterOf(Request const& request) const {
-    checkEncoding(request.encoding());
-    Filter filter;
-    for (gnmi::ModelData const& model : request.use_models()) {
-      checkModel(model.name());
-      filter.modules.insert(model.name());
-    }
-    return filter;
-  }
+  /** What the answer holds. Checks what Get and Subscribe have in common. */
+  Filter filterOf(gnmi::Encoding encoding, google::protobuf::RepeatedPtrField<gnmi::ModelData> const& models) const;
+  /** Of one request. */
+  Allowance allowance() const { return {limits.expansions, limits.entries, limits.answerBytes}; }
 
   Schema const& schema;
   Limits const limits;
-
- private:
-  void checkModel(std::string const& name) const;
-  static void checkEncoding(gnmi::Encoding encoding);
 };
 
-template <typename Request>
-void refuseExtensions(Request const& request) {
-  if (request.extension_size() != 0) {
-    refuse(grpc::StatusCode::UNIMPLEMENTED, "extensions are not supported");
-  }
-}
+/** Extensions are not supported. */
+void refuseExtensions(int count);
 
 }  // namespace Target

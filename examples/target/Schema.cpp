@@ -28,33 +28,27 @@ std::shared_ptr<Yang::Loaded const> load(std::string const& folder) {
   return std::make_shared<Yang::Loaded const>(*std::move(loaded));
 }
 
+/** How values of a built-in type stand in JSON, where they are no strings. */
+constexpr std::array<std::pair<LY_DATA_TYPE, Form>, 13> forms{{{LY_TYPE_BOOL, Form::Boolean},
+                                                               {LY_TYPE_INT8, Form::Number},
+                                                               {LY_TYPE_INT16, Form::Number},
+                                                               {LY_TYPE_INT32, Form::Number},
+                                                               {LY_TYPE_UINT8, Form::Number},
+                                                               {LY_TYPE_UINT16, Form::Number},
+                                                               {LY_TYPE_UINT32, Form::Number},
+                                                               {LY_TYPE_INT64, Form::Number64},
+                                                               {LY_TYPE_UINT64, Form::Number64},
+                                                               {LY_TYPE_DEC64, Form::Decimal},
+                                                               {LY_TYPE_EMPTY, Form::Empty},
+                                                               {LY_TYPE_BINARY, Form::Binary},
+                                                               {LY_TYPE_UNION, Form::Any}}};
+
 Form formOf(lysc_type const& type) {
-  switch (type.basetype) {
-    case LY_TYPE_LEAFREF:
-      return formOf(*reinterpret_cast<lysc_type_leafref const&>(type).realtype);
-    case LY_TYPE_BOOL:
-      return Form::Boolean;
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_UINT8:
-    case LY_TYPE_UINT16:
-    case LY_TYPE_UINT32:
-      return Form::Number;
-    case LY_TYPE_INT64:
-    case LY_TYPE_UINT64:
-      return Form::Number64;
-    case LY_TYPE_DEC64:
-      return Form::Decimal;
-    case LY_TYPE_EMPTY:
-      return Form::Empty;
-    case LY_TYPE_BINARY:
-      return Form::Binary;
-    case LY_TYPE_UNION:
-      return Form::Any;
-    default:
-      return Form::Text;
+  if (type.basetype == LY_TYPE_LEAFREF) {
+    return formOf(*reinterpret_cast<lysc_type_leafref const&>(type).realtype);
   }
+  auto const* const row = std::ranges::find(forms, type.basetype, &std::pair<LY_DATA_TYPE, Form>::first);
+  return row == forms.end() ? Form::Text : row->second;
 }
 
 }  // namespace
@@ -78,25 +72,9 @@ Value readText(Zyn::ZynType type, std::string_view text) {
   Drovan::ZynKeyDecoder::KeyElemNode whole(type, false);
   Drovan::ZynKeyDecoder::PathElements const none;
   if (auto const done = whole.insertPathSuffix(none.begin(), none.end(), Velko::String(text)); !done) {
-    throw Refused(grpc::StatusCode::INVALID_ARGUMENT, std::string(done.error().view()));
+    refuse(std::string(done.error().view()));
   }
   return whole.value;
-}
-
-DataNode const* DataNode::child(std::string_view text) const noexcept {
-  std::size_t const colon = text.find(':');
-  std::string_view const wanted = colon == text.npos ? text : text.substr(colon + 1);
-  DataNode const* found = nullptr;
-  for (DataNode const* const node : children) {
-    if (node->name != wanted || (colon != text.npos && node->module != text.substr(0, colon))) {
-      continue;
-    }
-    if (found != nullptr && found->isQualified == node->isQualified) {
-      return nullptr;  // Of two other modules: only a module tells which.
-    }
-    found = found == nullptr || found->isQualified ? node : found;
-  }
-  return found;
 }
 
 Schema::Schema(std::string const& folder)
@@ -126,7 +104,12 @@ DataNode* Schema::add(Zyn::ZynAttr attr, Zyn::ZynType type) {
   }
   for (Zyn::AttributeQIterator it(type); it; ++it) {
     if (!modules_->isWholeKey(*it)) {
-      node.children.push_back(add(*it, (*it).attrType()));
+      DataNode const* const child = node.children.emplace_back(add(*it, (*it).attrType()));
+      node.names[child->module + ":" + child->name] = child;
+      node.names[child->plainName()] = child;
+      if (!child->isQualified) {
+        node.names[child->name] = child;
+      }
     }
   }
   if (attr.isKeyed()) {
@@ -137,7 +120,8 @@ DataNode* Schema::add(Zyn::ZynAttr attr, Zyn::ZynType type) {
     }
     DataNode const* const state = node.child("state");
     DataNode const* const changes = state == nullptr ? nullptr : state->child("changes");
-    if (changes != nullptr && changes->isState && changes->kind == Gnmi::NodeKind::Leaf) {
+    if (changes != nullptr && changes->isState && changes->kind == Gnmi::NodeKind::Leaf &&
+        Model::kindOf(changes->type()) == Model::Kind::U64) {
       node.counterParent = state;
       node.counter = changes;
     }

@@ -10,6 +10,7 @@
 #include <yang/Yang.h>
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -43,6 +44,8 @@ struct DataNode {
   /** What holds while nothing is set. */
   std::vector<Value> defaults = {};
   std::vector<DataNode const*> children = {};
+  /** By their names: with the module in front, and without it where that is enough (RFC 7951, section 4). */
+  std::map<std::string, DataNode const*, std::less<>> names = {};
   /** Of a list, in the order of the `key` statement. */
   std::vector<DataNode const*> keys = {};
   /** Of a list: the leaf `state/changes`, in which the target counts the requests that changed an entry; or null. */
@@ -54,8 +57,11 @@ struct DataNode {
   Zyn::ZynType type() const noexcept { return attr.attrType(); }
   /** Without its module, unless a sibling of another module has the name as well. */
   std::string plainName() const { return attr.name(); }
-  /** Null where there is none. In front of the name may stand a module, which is then the child's. */
-  DataNode const* child(std::string_view name) const noexcept;
+  /** Null where there is none. */
+  DataNode const* child(std::string_view called) const noexcept {
+    auto const found = names.find(called);
+    return found == names.end() ? nullptr : found->second;
+  }
 };
 
 class Schema {
@@ -64,7 +70,7 @@ class Schema {
   explicit Schema(std::string const& folder);
 
   DataNode const& root() const noexcept { return *root_; }
-  DataNode const& node(Zyn::ZynAttr attr) const noexcept { return *byIndex_[attr.index()]; }
+  DataNode const& node(Zyn::ZynAttr attr) const noexcept { return attr.empty() ? *root_ : *byIndex_[attr.index()]; }
   Gnmi::Resolver const& resolver() const noexcept { return resolver_; }
   std::vector<gnmi::ModelData> const& models() const noexcept { return models_; }
   std::vector<std::string> const& warnings() const noexcept { return modules_->warnings; }

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <deque>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,21 +24,13 @@ grpc::ServerUnaryReactor* answer(grpc::CallbackServerContext* context, Work work
   return reactor;
 }
 
-[[noreturn]] void refuseValue(std::string text) { refuse(grpc::StatusCode::INVALID_ARGUMENT, std::move(text)); }
-
-void checkSettable(DataNode const& node) {
-  if (node.isState) {
-    refuseValue(fmt::format("'{}' is state: it cannot be set", node.name));
-  }
-}
-
 /** The keys in a payload are those of the path, however they are written. */
 void checkKeys(Gnmi::Resolver const& resolver, DataNode const& node, Edit const& edit) {
-  std::vector<std::string> texts;
+  std::deque<std::string> texts;  // Which leaves view: they stay where they are while others are added.
   std::vector<Gnmi::PayloadLeaf> leaves;
   auto const add = [&](DataNode const& key, Held const& held) {
-    texts.push_back(Model::gnmiText(*std::get<std::vector<Value>>(held).front()).value_or(""));
-    leaves.emplace_back(key.name, "");
+    auto const& value = *std::get<std::vector<Value>>(held).front();
+    leaves.emplace_back(key.name, texts.emplace_back(Model::gnmiText(value).value_or("")));
   };
   if (node.isKey) {
     add(node, edit.payload);
@@ -47,12 +40,9 @@ void checkKeys(Gnmi::Resolver const& resolver, DataNode const& node, Edit const&
       if (Held const* const held = (*entry)->find(*key)) {
         add(*key, *held);
       } else if (edit.kind == Edit::Kind::Replace) {
-        refuseValue(fmt::format("the entry of '{}' lacks its key '{}', which a replacement has", node.name, key->name));
+        refuse(fmt::format("the entry of '{}' lacks its key '{}', which a replacement has", node.name, key->name));
       }
     }
-  }
-  for (std::size_t i = 0; i < leaves.size(); ++i) {
-    leaves[i].second = texts[i];
   }
   if (!leaves.empty()) {
     orRefuse(resolver.checkPayload(edit.at.selections.back(), leaves, Gnmi::ModelValues()), Gnmi::Call::Set);
@@ -65,7 +55,7 @@ grpc::ServerUnaryReactor* Service::Capabilities(grpc::CallbackServerContext* con
                                                 gnmi::CapabilityRequest const* request,
                                                 gnmi::CapabilityResponse* response) {
   return answer(context, [&] {
-    refuseExtensions(*request);
+    refuseExtensions(request->extension_size());
     auto const& models = requests_.schema.models();
     response->mutable_supported_models()->Add(models.begin(), models.end());
     for (gnmi::Encoding const encoding : {gnmi::JSON, gnmi::JSON_IETF, gnmi::PROTO}) {
@@ -86,61 +76,54 @@ grpc::ServerUnaryReactor* Service::Set(grpc::CallbackServerContext* context, gnm
 }
 
 grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>* Service::Subscribe(
-    grpc::CallbackServerContext*) {
-  return streams_.open();
+    grpc::CallbackServerContext* context) {
+  return streams_.open(context->peer());
 }
 
 void Service::get(gnmi::GetRequest const& request, gnmi::GetResponse& response) const {
-  refuseExtensions(request);
-  Filter filter = requests_.filterOf(request);
+  refuseExtensions(request.extension_size());
+  Filter filter = requests_.filterOf(request.encoding(), request.use_models());
   if (!gnmi::GetRequest::DataType_IsValid(request.type())) {
-    refuseValue("this type of data is none of ALL, CONFIG, STATE and OPERATIONAL");
+    refuse("this type of data is none of ALL, CONFIG, STATE and OPERATIONAL");
   }
   filter.type = request.type();
   bool const isProto = request.encoding() == gnmi::PROTO;
-  std::size_t budget = requests_.limits.expansions;
-  std::size_t bytes = 0;
+  Allowance allowance = requests_.allowance();
   Tree const tree = store_.tree();
   for (gnmi::Path const& wanted : request.path()) {
     gnmi::Notification& notification = *response.add_notification();
     notification.set_timestamp(now());
     notification.mutable_prefix()->set_target(request.prefix().target());
     auto const path = requests_.absolute(request.prefix(), wanted, Gnmi::Call::Get);
-    requests_.expand(path, Gnmi::Mode::Read, Gnmi::Call::Get, budget, [&](Gnmi::Resolved const& found) {
-      for (Walk walk(requests_.schema, *tree, found, isProto); walk.next();) {
+    requests_.expand(path, Gnmi::Mode::Read, Gnmi::Call::Get, allowance, [&](Gnmi::Resolved const& found) {
+      for (Walk walk(requests_.schema, *tree, found, isProto, &allowance); walk.next();) {
         gnmi::TypedValue value;
-        if (writeNode(walk.node(), walk.entry(), filter, request.encoding(), value)) {
+        if (writeNode(walk.node(), walk.entry(), filter, request.encoding(), allowance, value)) {
           gnmi::Update& update = *notification.add_update();
           requests_.write(walk.place(), *update.mutable_path());
           *update.mutable_val() = std::move(value);
-          bytes += update.ByteSizeLong();
-        }
-        if (bytes > requests_.limits.answerBytes) {
-          refuse(grpc::StatusCode::RESOURCE_EXHAUSTED,
-                 fmt::format("the answer has more than {} bytes", requests_.limits.answerBytes));
+          std::size_t const bytes = update.ByteSizeLong();
+          allowance.checkBytes(bytes);
+          allowance.bytes -= bytes;
         }
       }
     });
     if (notification.update().empty()) {
-      refuse(grpc::StatusCode::NOT_FOUND, fmt::format("no data at {}", Gnmi::formatPath(path)));
+      refuse(fmt::format("no data at {}", Gnmi::formatPath(path)), grpc::StatusCode::NOT_FOUND);
     }
   }
 }
 
-DataNode const& Service::nodeOf(Gnmi::Resolved const& at) const {
-  return at.nodes.empty() ? requests_.schema.root() : requests_.schema.node(at.node.attr);
-}
-
-void Service::readDelete(Gnmi::Path const& path, std::size_t& budget, std::vector<Edit>& into) const {
+void Service::readDelete(Gnmi::Path const& path, Allowance& allowance, std::vector<Edit>& into) const {
   std::size_t const others = into.size();
-  requests_.expand(path, Gnmi::Mode::Delete, Gnmi::Call::Set, budget,
+  requests_.expand(path, Gnmi::Mode::Delete, Gnmi::Call::Set, allowance,
                    [&](Gnmi::Resolved const& at) { into.push_back({.kind = Edit::Kind::Delete, .at = at}); });
   // What wildcards mean besides configuration is passed over.
   if (into.size() == others + 1) {
-    DataNode const& node = nodeOf(into.back().at);
+    DataNode const& node = requests_.schema.node(into.back().at.node.attr);
     checkSettable(node);
     if (node.isKey) {
-      refuseValue(fmt::format("'{}' is a key: it goes with its entry alone", node.name));
+      refuse(fmt::format("'{}' is a key: it goes with its entry alone", node.name));
     }
   }
 }
@@ -149,7 +132,7 @@ Edit Service::readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, E
   Gnmi::Resolver const& resolver = requests_.schema.resolver();
   Edit edit{.kind = kind};
   orRefuse(resolver.resolve(path, edit.at, Gnmi::Mode::Write), Gnmi::Call::Set);
-  DataNode const& node = nodeOf(edit.at);
+  DataNode const& node = requests_.schema.node(edit.at.node.attr);
   checkSettable(node);
   // Without keys, the last element is a list as a whole.
   bool const isWholeList = node.kind == Gnmi::NodeKind::List && path.elements().back().keyCount == 0;
@@ -160,18 +143,18 @@ Edit Service::readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, E
 
 void Service::set(gnmi::SetRequest const& request, gnmi::SetResponse& response) {
   if (request.union_replace_size() != 0) {
-    refuse(grpc::StatusCode::UNIMPLEMENTED, "union_replace is not supported");
+    refuse("union_replace is not supported", grpc::StatusCode::UNIMPLEMENTED);
   }
   if (request.delete__size() + request.replace_size() + request.update_size() != 0) {
-    refuseExtensions(request);
+    refuseExtensions(request.extension_size());
   }
   std::vector<Edit> edits;
-  std::size_t budget = requests_.limits.expansions;
+  Allowance allowance = requests_.allowance();
   auto const read = [&](std::string_view what, int index, gnmi::Path const& path, gnmi::TypedValue const* value,
                         Edit::Kind kind, gnmi::UpdateResult::Operation operation) {
     try {
       Gnmi::Path const whole = requests_.absolute(request.prefix(), path, Gnmi::Call::Set);
-      value == nullptr ? readDelete(whole, budget, edits) : edits.push_back(readWrite(whole, *value, kind));
+      value == nullptr ? readDelete(whole, allowance, edits) : edits.push_back(readWrite(whole, *value, kind));
     } catch (Refused& refused) {
       refused.text = fmt::format("{}[{}]: {}", what, index, refused.text);
       throw;
@@ -191,8 +174,7 @@ void Service::set(gnmi::SetRequest const& request, gnmi::SetResponse& response) 
     auto const& update = request.update(i);
     read("update", i, update.path(), &update.val(), Edit::Kind::Update, gnmi::UpdateResult::UPDATE);
   }
-  // Nothing can go wrong from here on.
-  store_.commit(edits, [&](std::span<Changed const> changes) { streams_.publish(changes); });
+  store_.commit(edits, allowance, [&](std::span<Changed const> changes) { streams_.publish(changes); });
   *response.mutable_prefix() = request.prefix();
   response.set_timestamp(now());
 }

@@ -33,8 +33,7 @@ class Service final : public gnmi::gNMI::CallbackService {
   void get(gnmi::GetRequest const& request, gnmi::GetResponse& response) const;
   void set(gnmi::SetRequest const& request, gnmi::SetResponse& response);
 
-  DataNode const& nodeOf(Gnmi::Resolved const& at) const;
-  void readDelete(Gnmi::Path const& path, std::size_t& budget, std::vector<Edit>& into) const;
+  void readDelete(Gnmi::Path const& path, Allowance& allowance, std::vector<Edit>& into) const;
   Edit readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, Edit::Kind kind) const;
 
   Requests requests_;

@@ -6,26 +6,18 @@
 
 namespace Target {
 
-std::vector<Changed> changesBetween(Schema const& schema, Entry const& before, Entry const& after) {
-  std::vector<Changed> changes;
-  compareTrees(schema, before, after,
-               [&](Gnmi::Resolved const& at, DataNode const* node, std::span<Value const> values) {
-                 changes.push_back({at, node, {values.begin(), values.end()}});
-               });
-  return changes;
-}
-
 Tree Store::tree() const {
   std::lock_guard const lock(publishing_);
   return tree_;
 }
 
-void Store::commit(std::span<Edit const> edits, std::function<void(std::span<Changed const>)> const& publish) {
+void Store::commit(std::span<Edit const> edits, Allowance& allowance,
+                   std::function<void(std::span<Changed const>)> const& publish) {
   std::lock_guard const lock(writing_);
   Tree before = tree();
   auto const after = std::make_shared<Entry>(*before);
   for (Edit const& edit : edits) {
-    apply(schema_, *after, edit);
+    apply(schema_, *after, edit, allowance);
   }
   std::vector<Changed> changes = changesBetween(schema_, *before, *after);
   count(*after, changes);
@@ -60,10 +52,10 @@ void Store::count(Entry& root, std::vector<Changed>& changes) const {
       at.node = {list.counter->attr, list.counter->type(), list.counter->kind};
       std::uint64_t former = 0;
       for (Walk walk(schema_, root, at, true); walk.next();) {
-        former = Model::as<std::uint64_t>(*walk.entry().values(*list.counter).front());
+        former = Model::as<std::uint64_t>(*valuesAt(&walk.entry(), *list.counter).front());
       }
       std::vector const values{readText(list.counter->type(), std::to_string(former + 1))};
-      apply(schema_, root, {.kind = Edit::Kind::Update, .at = at, .payload = values});
+      writeLeafAt(schema_, root, at, values);
       changes.push_back({std::move(at), list.counter, values});
     }
   }

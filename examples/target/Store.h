@@ -12,23 +12,18 @@ namespace Target {
 
 using Tree = std::shared_ptr<Entry const>;
 
-/** A leaf and its new values, none where it was deleted; or an entry that has gone: then there is no `node`. */
-struct Changed {
-  Gnmi::Resolved at;
-  DataNode const* node;
-  std::vector<Value> values;
-};
-
-std::vector<Changed> changesBetween(Schema const& schema, Entry const& before, Entry const& after);
-
 class Store {
  public:
   explicit Store(Schema const& schema) : schema_(schema), tree_(std::make_shared<Entry>()) {}
 
   Tree tree() const;
 
-  /** One transaction: no reader sees a part of it. `publish` is told what changed before the next one begins. */
-  void commit(std::span<Edit const> edits, std::function<void(std::span<Changed const>)> const& publish);
+  /**
+   * One transaction: no reader sees a part of it. `publish` is told what changed before the next one begins. Throws
+   * `Refused` where more is looked at than is allowed, and then nothing has happened.
+   */
+  void commit(std::span<Edit const> edits, Allowance& allowance,
+              std::function<void(std::span<Changed const>)> const& publish);
   /** Calls `work` with the tree while no transaction is under way. */
   void between(std::function<void(Tree const&)> const& work);
 

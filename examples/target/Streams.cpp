@@ -3,8 +3,12 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <deque>
 #include <iostream>
+#include <iterator>
+#include <optional>
 #include <utility>
+#include <variant>
 
 namespace Target {
 namespace {
@@ -34,28 +38,43 @@ struct Dump {
 /** What changed, with its path, which streams share. */
 struct News {
   Changed changed;
-  gnmi::Path path;
+  gnmi::Path path = {};
+  /** Streams are sampled only when all was sent, so samples do not count among what waits. */
+  bool isSampled = false;
 };
 
-/** A subscription that has something to send without a change. */
+std::shared_ptr<News const> newsOf(Requests const& requests, Changed changed, bool isSampled) {
+  auto news = std::make_shared<News>(News{.changed = std::move(changed), .isSampled = isSampled});
+  requests.write(news->changed.at, news->path);
+  return news;
+}
+
+std::vector<Gnmi::Matcher::Id> concernedBy(Changed const& changed, Gnmi::Matcher const& matcher) {
+  std::vector<Gnmi::Matcher::Id> ids;
+  bool const isDeleted = changed.values.empty();
+  matcher.match(changed.at, isDeleted ? Gnmi::Matcher::Reach::Subtree : Gnmi::Matcher::Reach::Node, ids);
+  return ids;
+}
+
+/** What is sent again and again: of a SAMPLE what it selects, and heartbeats. */
 struct Timed {
   Nodes nodes;
-  /** Zero where there is none. */
-  Clock::duration sampleInterval;
-  Clock::duration heartbeat;
-  bool isRedundantSent;
-  Clock::time_point nextSample = {};
-  Clock::time_point nextHeartbeat = {};
-  /** Of the last sample. */
-  Tree last = nullptr;
+  Clock::duration interval;
+  /** All values, or only what changed since the last time. */
+  bool isAll;
+  /** Of a SAMPLE: which changes concern it. */
   std::unique_ptr<Gnmi::Matcher> matcher = nullptr;
+  Clock::time_point next = {};
+  /** Of the last time. */
+  Tree last = nullptr;
 };
 
 }  // namespace
 
-class Stream final : public Reactor, public std::enable_shared_from_this<Stream> {
+class Stream final : public Reactor {
  public:
-  Stream(Streams& streams, std::uint64_t id) : streams_(streams), id_(id) {}
+  Stream(Streams& streams, std::uint64_t id, std::string connection)
+      : connection(std::move(connection)), streams_(streams), id_(id) {}
 
   void start() { StartRead(&request_); }
 
@@ -70,18 +89,22 @@ class Stream final : public Reactor, public std::enable_shared_from_this<Stream>
   /** Sends what is due; when the next is, or never. */
   std::optional<Clock::time_point> tick(Clock::time_point time);
 
+  std::string const connection;
+
  private:
   using Item = std::variant<Dump, std::shared_ptr<News const>>;
+  using Lock = std::unique_lock<std::mutex>;
 
   void read();
   void subscribe(gnmi::SubscriptionList const& list);
-  void dump(Tree const& tree, Nodes nodes, bool isSynced) {
-    queue_.emplace_back(Dump{tree, std::move(nodes), isSynced});
-  }
-  void sample(Timed& timed, Tree const& tree);
-  void send();
-  bool fill(Dump& dump, gnmi::Notification& notification);
-  bool fill(News const& news, gnmi::Notification& notification);
+  std::vector<Timed> timedOf(gnmi::Subscription const& one, Nodes const& nodes) const;
+  // With the lock held.
+  void enqueue(std::shared_ptr<News const> news);
+  void sample(Timed& timed, Tree tree);
+  void finish(grpc::Status const& status);
+  void send(Lock& lock);
+  // Without it.
+  bool fill(Item& item);
 
   Streams& streams_;
   std::uint64_t id_;
@@ -95,19 +118,21 @@ class Stream final : public Reactor, public std::enable_shared_from_this<Stream>
   Nodes nodes_;
   std::vector<Timed> timed_;
   std::deque<Item> queue_;
+  /** Changes in the queue. */
   std::size_t waiting_ = 0;
-  bool isWriting_ = false;
+  /** Somebody is making or sending a message, and nobody else does until that is sent. */
+  bool isSending_ = false;
   bool isLast_ = false;
   bool isEnded_ = false;
 };
 
 void Stream::OnReadDone(bool ok) {
   if (!ok) {
-    std::lock_guard const lock(mutex_);
+    Lock lock(mutex_);
     // The client says no more. Changes go on; else what is asked for is sent, and that is all.
     if (!list_ || list_->mode() != gnmi::SubscriptionList::STREAM) {
       isLast_ = true;
-      send();
+      send(lock);
     }
     return;
   }
@@ -119,96 +144,108 @@ void Stream::OnReadDone(bool ok) {
 }
 
 void Stream::read() {
-  refuseExtensions(request_);
+  refuseExtensions(request_.extension_size());
   if (request_.has_subscribe()) {
     if (list_) {
-      refuse(grpc::StatusCode::INVALID_ARGUMENT, "a second list of subscriptions on one stream");
+      refuse("a second list of subscriptions on one stream");
     }
     subscribe(request_.subscribe());
   } else if (!request_.has_poll() || !list_ || list_->mode() != gnmi::SubscriptionList::POLL) {
-    refuse(grpc::StatusCode::INVALID_ARGUMENT, "a list of subscriptions comes first, and polls are for the mode POLL");
+    refuse("a list of subscriptions comes first, and polls are for the mode POLL");
   } else {
-    Tree const tree = streams_.store_.tree();
-    std::lock_guard const lock(mutex_);
-    dump(tree, list_->updates_only() ? nullptr : nodes_, true);
-    send();
+    Tree tree = streams_.store_.tree();
+    Lock lock(mutex_);
+    queue_.emplace_back(Dump{std::move(tree), list_->updates_only() ? nullptr : nodes_, true});
+    send(lock);
   }
-  std::lock_guard const lock(mutex_);
+  Lock const lock(mutex_);
   // A poll is read when the one before is answered: see `send`.
   if (!isEnded_ && list_->mode() != gnmi::SubscriptionList::POLL) {
     StartRead(&request_);
   }
 }
 
+/** What a subscription of a list in mode STREAM sends by the clock. */
+std::vector<Timed> Stream::timedOf(gnmi::Subscription const& one, Nodes const& nodes) const {
+  std::chrono::milliseconds const shortest(streams_.requests_.limits.sampleMilliseconds);
+  std::vector<Timed> timed;
+  auto const add = [&](std::uint64_t interval, bool isAll) {
+    if (nanoseconds(interval) < shortest) {
+      refuse(fmt::format("an interval is at least {} ms", shortest.count()));
+    }
+    return &timed.emplace_back(Timed{nodes, nanoseconds(interval), isAll});
+  };
+  if (!gnmi::SubscriptionMode_IsValid(one.mode())) {
+    refuse("the mode of a subscription is one of TARGET_DEFINED, ON_CHANGE and SAMPLE");
+  }
+  if (one.mode() == gnmi::SAMPLE) {
+    std::chrono::nanoseconds const fastest = shortest;
+    Timed* const sample =
+        add(one.sample_interval() == 0 ? static_cast<std::uint64_t>(fastest.count()) : one.sample_interval(),
+            !one.suppress_redundant());
+    sample->matcher = std::make_unique<Gnmi::Matcher>(streams_.values_);
+    std::ranges::for_each(*nodes, [&](Gnmi::Resolved const& node) { sample->matcher->add(0, node); });
+  }
+  if (one.heartbeat_interval() != 0) {
+    add(one.heartbeat_interval(), true);
+  }
+  return timed;
+}
+
 void Stream::subscribe(gnmi::SubscriptionList const& list) {
   Requests const& requests = streams_.requests_;
-  auto const refuseList = [](std::string text) { refuse(grpc::StatusCode::INVALID_ARGUMENT, std::move(text)); };
-  Filter filter = requests.filterOf(list);
+  Filter filter = requests.filterOf(list.encoding(), list.use_models());
   if (!gnmi::SubscriptionList::Mode_IsValid(list.mode()) || list.subscription().empty()) {
-    refuseList("a list of subscriptions has a mode of STREAM, ONCE and POLL, and at least one subscription");
+    refuse("a list of subscriptions has a mode of STREAM, ONCE and POLL, and at least one subscription");
   }
   if (static_cast<std::size_t>(list.subscription_size()) > requests.limits.subscriptions) {
-    refuse(grpc::StatusCode::RESOURCE_EXHAUSTED, fmt::format("{} subscriptions: at most {} are taken",
-                                                             list.subscription_size(), requests.limits.subscriptions));
+    refuse(
+        fmt::format("{} subscriptions: at most {} are taken", list.subscription_size(), requests.limits.subscriptions),
+        grpc::StatusCode::RESOURCE_EXHAUSTED);
   }
   bool const isStream = list.mode() == gnmi::SubscriptionList::STREAM;
-  std::chrono::nanoseconds const shortest = std::chrono::milliseconds(requests.limits.sampleMilliseconds);
   auto all = std::make_shared<std::vector<Gnmi::Resolved>>();
   std::vector<Gnmi::Resolved> onChange;
   std::vector<Timed> timed;
-  std::size_t budget = requests.limits.expansions;
+  Allowance allowance = requests.allowance();
   for (gnmi::Subscription const& one : list.subscription()) {
     auto nodes = std::make_shared<std::vector<Gnmi::Resolved>>();
     requests.expand(requests.absolute(list.prefix(), one.path(), Gnmi::Call::Subscribe), Gnmi::Mode::Read,
-                    Gnmi::Call::Subscribe, budget, [&](Gnmi::Resolved const& node) { nodes->push_back(node); });
+                    Gnmi::Call::Subscribe, allowance, [&](Gnmi::Resolved const& node) { nodes->push_back(node); });
     all->insert(all->end(), nodes->begin(), nodes->end());
-    if (!isStream) {
-      continue;
+    if (isStream) {
+      std::ranges::move(timedOf(one, nodes), std::back_inserter(timed));
     }
-    if (!gnmi::SubscriptionMode_IsValid(one.mode())) {
-      refuseList("the mode of a subscription is one of TARGET_DEFINED, ON_CHANGE and SAMPLE");
-    }
-    bool const isSampled = one.mode() == gnmi::SAMPLE;
-    auto const interval = !isSampled                   ? Clock::duration{}
-                          : one.sample_interval() == 0 ? shortest
-                                                       : nanoseconds(one.sample_interval());
-    auto const heartbeat = nanoseconds(one.heartbeat_interval());
-    if ((isSampled && interval < shortest) || (heartbeat != heartbeat.zero() && heartbeat < shortest)) {
-      refuseList(fmt::format("an interval is at least {} ms", requests.limits.sampleMilliseconds));
-    }
-    if (!isSampled) {
+    if (isStream && one.mode() != gnmi::SAMPLE) {
       onChange.insert(onChange.end(), nodes->begin(), nodes->end());
-    }
-    if (isSampled || heartbeat != heartbeat.zero()) {
-      Timed& added = timed.emplace_back(Timed{nodes, interval, heartbeat, !one.suppress_redundant()});
-      if (isSampled) {
-        added.matcher = std::make_unique<Gnmi::Matcher>(streams_.values_);
-        std::ranges::for_each(*nodes, [&](Gnmi::Resolved const& node) { added.matcher->add(0, node); });
-      }
     }
   }
   bool const isTimed = !timed.empty();
   // No change is lost and none is sent twice: the first values are those of a tree, and changes those that follow it.
   streams_.store_.between([&](Tree const& tree) {
-    std::lock_guard const lock(mutex_);
+    Lock const lock(mutex_);
     if (isEnded_) {
       return;
     }
     list_ = list;
     filter_ = std::move(filter);
     nodes_ = std::move(all);
-    auto const time = Clock::now();
-    for (Timed& one : timed) {
-      one.last = tree;
-      one.nextSample = time + one.sampleInterval;
-      one.nextHeartbeat = time + one.heartbeat;
-    }
     timed_ = std::move(timed);
+    for (Timed& one : timed_) {
+      one.last = tree;
+      one.next = Clock::now() + one.interval;
+    }
     std::ranges::for_each(onChange, [&](Gnmi::Resolved const& node) { streams_.matcher_.add(id_, node); });
-    dump(tree, list.updates_only() ? nullptr : nodes_, true);
+    queue_.emplace_back(Dump{tree, list.updates_only() ? nullptr : nodes_, true});
     isLast_ = list.mode() == gnmi::SubscriptionList::ONCE;
-    send();
+    // The first message is made below, where no writer waits for it.
+    isSending_ = true;
   });
+  {
+    Lock lock(mutex_);
+    isSending_ = false;
+    send(lock);
+  }
   if (isTimed) {
     std::lock_guard const lock(streams_.mutex_);
     streams_.due_.emplace(Clock::now(), id_);
@@ -216,76 +253,78 @@ void Stream::subscribe(gnmi::SubscriptionList const& list) {
   }
 }
 
-void Stream::push(std::shared_ptr<News const> news) {
-  std::unique_lock lock(mutex_);
-  if (isEnded_ || (news->changed.node != nullptr && !filter_.takes(*news->changed.node))) {
+void Stream::enqueue(std::shared_ptr<News const> news) {
+  DataNode const* const node = news->changed.node;
+  if (isEnded_ || (node != nullptr && !filter_.takes(*node))) {
     return;
   }
-  if (waiting_ == streams_.requests_.limits.queue) {
-    lock.unlock();
-    std::cerr << fmt::format("stream {}: ended, {} changes wait for a client that does not read\n", id_, waiting_);
-    end({grpc::StatusCode::RESOURCE_EXHAUSTED, "changes come faster than they are read"});
+  if (!news->isSampled && waiting_++ == streams_.requests_.limits.queue) {
+    std::cerr << fmt::format("stream {}: ended, {} changes wait for a client that does not read\n", id_, waiting_ - 1);
+    finish({grpc::StatusCode::RESOURCE_EXHAUSTED, "changes come faster than they are read"});
     return;
   }
-  ++waiting_;
   queue_.emplace_back(std::move(news));
-  send();
+}
+
+void Stream::sample(Timed& timed, Tree tree) {
+  if (timed.matcher != nullptr) {
+    for (Changed& changed : changesBetween(streams_.requests_.schema, *timed.last, *tree)) {
+      // Values are in the walk, where that sends all.
+      if ((changed.values.empty() || !timed.isAll) && !concernedBy(changed, *timed.matcher).empty()) {
+        enqueue(newsOf(streams_.requests_, std::move(changed), true));
+      }
+    }
+    timed.last = tree;
+  }
+  if (timed.isAll) {
+    queue_.emplace_back(Dump{std::move(tree), timed.nodes, false});
+  }
+}
+
+void Stream::push(std::shared_ptr<News const> news) {
+  Lock lock(mutex_);
+  enqueue(std::move(news));
+  send(lock);
 }
 
 std::optional<Clock::time_point> Stream::tick(Clock::time_point time) {
   Tree const tree = streams_.store_.tree();
-  std::lock_guard const lock(mutex_);
+  Lock lock(mutex_);
+  // What was not sent yet need not be sent twice.
+  bool const isIdle = queue_.empty() && !isSending_ && !isEnded_;
   std::optional<Clock::time_point> next;
   for (Timed& timed : timed_) {
-    // What was not sent yet need not be sent twice.
-    bool const isBusy = !queue_.empty();
-    bool const isHeartbeat = timed.heartbeat != timed.heartbeat.zero();
-    bool const isSampled = timed.sampleInterval != timed.sampleInterval.zero();
-    if (isHeartbeat && timed.nextHeartbeat <= time) {
-      timed.nextHeartbeat = time + timed.heartbeat;
-      if (!isBusy) {
-        dump(tree, timed.nodes, false);
-      }
-    }
-    if (isSampled && timed.nextSample <= time) {
-      timed.nextSample = time + timed.sampleInterval;
-      if (!isBusy) {
+    if (timed.next <= time) {
+      timed.next = time + timed.interval;
+      if (isIdle) {
         sample(timed, tree);
       }
     }
-    for (auto const& [isOn, at] :
-         {std::pair(isHeartbeat, timed.nextHeartbeat), std::pair(isSampled, timed.nextSample)}) {
-      if (isOn && (!next || at < *next)) {
-        next = at;
-      }
-    }
+    next = next ? std::min(*next, timed.next) : timed.next;
   }
-  send();
+  send(lock);
   return isEnded_ ? std::nullopt : next;
 }
 
-void Stream::sample(Timed& timed, Tree const& tree) {
-  std::vector<Gnmi::Matcher::Id> ids;
-  for (Changed& changed : changesBetween(streams_.requests_.schema, *timed.last, *tree)) {
-    bool const isDeleted = changed.values.empty();
-    timed.matcher->match(changed.at, isDeleted ? Gnmi::Matcher::Reach::Subtree : Gnmi::Matcher::Reach::Node, ids);
-    // Values are in the walk, where that sends all.
-    if (!ids.empty() && (isDeleted || !timed.isRedundantSent) &&
-        (changed.node == nullptr || filter_.takes(*changed.node))) {
-      auto news = std::make_shared<News>(News{std::move(changed), {}});
-      streams_.requests_.write(news->changed.at, news->path);
-      ++waiting_;
-      queue_.emplace_back(std::move(news));
-    }
-  }
-  timed.last = tree;
-  if (timed.isRedundantSent) {
-    dump(tree, timed.nodes, false);
-  }
-}
-
-bool Stream::fill(Dump& dump, gnmi::Notification& notification) {
+/** The next message of an item; none where nothing is left of it. */
+bool Stream::fill(Item& item) {
   Requests const& requests = streams_.requests_;
+  response_.Clear();
+  gnmi::Notification& notification = *response_.mutable_update();
+  notification.set_timestamp(now());
+  notification.mutable_prefix()->set_target(list_->prefix().target());
+  if (auto const* const news = std::get_if<std::shared_ptr<News const>>(&item)) {
+    Changed const& changed = (*news)->changed;
+    if (changed.values.empty()) {
+      *notification.add_delete_() = (*news)->path;
+    } else {
+      gnmi::Update& update = *notification.add_update();
+      *update.mutable_path() = (*news)->path;
+      writeLeaf(*changed.node, changed.values, list_->encoding(), *update.mutable_val());
+    }
+    return true;
+  }
+  auto& dump = std::get<Dump>(item);
   while (dump.nodes != nullptr && notification.update_size() < leavesPerMessage) {
     if (dump.walk == nullptr) {
       if (dump.next == dump.nodes->size()) {
@@ -295,72 +334,60 @@ bool Stream::fill(Dump& dump, gnmi::Notification& notification) {
     }
     if (!dump.walk->next()) {
       dump.walk.reset();
-    } else if (filter_.takes(dump.walk->node())) {
+    } else if (DataNode const& leaf = dump.walk->node(); filter_.takes(leaf)) {
       gnmi::Update& update = *notification.add_update();
       requests.write(dump.walk->place(), *update.mutable_path());
-      DataNode const& leaf = dump.walk->node();
-      writeLeaf(leaf, dump.walk->entry().values(leaf), list_->encoding(), *update.mutable_val());
+      writeLeaf(leaf, valuesAt(&dump.walk->entry(), leaf), list_->encoding(), *update.mutable_val());
     }
   }
   return notification.update_size() != 0;
 }
 
-bool Stream::fill(News const& news, gnmi::Notification& notification) {
-  if (news.changed.values.empty()) {
-    *notification.add_delete_() = news.path;
-  } else {
-    gnmi::Update& update = *notification.add_update();
-    *update.mutable_path() = news.path;
-    writeLeaf(*news.changed.node, news.changed.values, list_->encoding(), *update.mutable_val());
-  }
-  return true;
-}
-
-/** Sends the next message, where there is one. The lock is held. */
-void Stream::send() {
-  if (isWriting_ || isEnded_) {
+/** Sends the next message, where there is one. The lock is not held while it is made, which may take a while. */
+void Stream::send(Lock& lock) {
+  if (isSending_) {
     return;
   }
-  while (!queue_.empty()) {
-    response_.Clear();
-    gnmi::Notification& notification = *response_.mutable_update();
-    notification.set_timestamp(now());
-    notification.mutable_prefix()->set_target(list_->prefix().target());
-    if (auto* const news = std::get_if<std::shared_ptr<News const>>(&queue_.front())) {
-      fill(**news, notification);
-      --waiting_;
-      queue_.pop_front();
-    } else if (Dump& first = std::get<Dump>(queue_.front()); !fill(first, notification)) {
-      bool const isSynced = first.isSynced;
-      queue_.pop_front();
-      if (!isSynced) {
-        continue;
-      }
+  isSending_ = true;
+  while (!isEnded_ && !queue_.empty()) {
+    Item item = std::move(queue_.front());
+    queue_.pop_front();
+    lock.unlock();
+    bool const isFilled = fill(item);
+    lock.lock();
+    if (isEnded_) {
+      break;
+    }
+    if (auto const* const news = std::get_if<std::shared_ptr<News const>>(&item)) {
+      waiting_ -= (*news)->isSampled ? 0 : 1;
+    } else if (isFilled) {
+      queue_.push_front(std::move(item));
+    } else if (std::get<Dump>(item).isSynced) {
       response_.set_sync_response(true);
       if (list_->mode() == gnmi::SubscriptionList::POLL && !isLast_) {
         StartRead(&request_);
       }
+    } else {
+      continue;
     }
-    isWriting_ = true;
     StartWrite(&response_);
     return;
   }
+  isSending_ = false;
   if (isLast_) {
-    isEnded_ = true;
-    Finish(grpc::Status::OK);
+    finish(grpc::Status::OK);
   }
 }
 
 void Stream::OnWriteDone(bool ok) {
-  std::lock_guard const lock(mutex_);
-  isWriting_ = false;
+  Lock lock(mutex_);
+  isSending_ = false;
   if (ok) {
-    send();
+    send(lock);
   }
 }
 
-void Stream::end(grpc::Status const& status) {
-  std::lock_guard const lock(mutex_);
+void Stream::finish(grpc::Status const& status) {
   if (!isEnded_) {
     isEnded_ = true;
     queue_.clear();
@@ -369,11 +396,19 @@ void Stream::end(grpc::Status const& status) {
   }
 }
 
+void Stream::end(grpc::Status const& status) {
+  Lock const lock(mutex_);
+  finish(status);
+}
+
 void Stream::OnDone() {
   streams_.matcher_.remove(id_);
   std::shared_ptr<Stream> last;  // Goes when the lock has gone.
   std::lock_guard const lock(streams_.mutex_);
   std::erase_if(streams_.due_, [&](auto const& due) { return due.second == id_; });
+  if (--streams_.countOf_[connection] == 0) {
+    streams_.countOf_.erase(connection);
+  }
   last = std::move(streams_.open_.extract(id_).mapped());
 }
 
@@ -395,44 +430,45 @@ struct Refusal final : Reactor {
 
 }  // namespace
 
-Reactor* Streams::open() {
+Reactor* Streams::open(std::string const& connection) {
+  Limits const& limits = requests_.limits;
   std::shared_ptr<Stream> stream;
   {
     std::lock_guard const lock(mutex_);
+    auto const found = countOf_.find(connection);
     if (isDraining_) {
       return new Refusal({grpc::StatusCode::UNAVAILABLE, "the target is going down"});
     }
-    if (open_.size() == requests_.limits.streams) {
+    if (open_.size() == limits.streams || (found != countOf_.end() && found->second == limits.connectionStreams)) {
       return new Refusal(
-          {grpc::StatusCode::RESOURCE_EXHAUSTED, fmt::format("{} streams are open: no more are taken", open_.size())});
+          {grpc::StatusCode::RESOURCE_EXHAUSTED,
+           fmt::format("{} streams are open, of all clients; at most {} are taken, and {} of a connection",
+                       open_.size(), limits.streams, limits.connectionStreams)});
     }
-    stream = std::make_shared<Stream>(*this, ++lastId_);
+    stream = std::make_shared<Stream>(*this, ++lastId_, connection);
     open_.emplace(lastId_, stream);
+    ++countOf_[connection];
   }
   stream->start();
   return stream.get();
 }
 
 void Streams::publish(std::span<Changed const> changes) {
-  std::vector<Gnmi::Matcher::Id> ids;
   for (Changed const& changed : changes) {
-    bool const isDeleted = changed.values.empty();
-    matcher_.match(changed.at, isDeleted ? Gnmi::Matcher::Reach::Subtree : Gnmi::Matcher::Reach::Node, ids);
-    if (ids.empty()) {
-      continue;
-    }
-    auto news = std::make_shared<News>(News{changed, {}});
-    requests_.write(changed.at, news->path);
+    auto const ids = concernedBy(changed, matcher_);
+    auto const news = ids.empty() ? nullptr : newsOf(requests_, changed, false);
     for (Gnmi::Matcher::Id const id : ids) {
-      std::unique_lock lock(mutex_);
-      auto const found = open_.find(id);
-      std::shared_ptr<Stream> const stream = found == open_.end() ? nullptr : found->second;
-      lock.unlock();
-      if (stream != nullptr) {
+      if (auto const stream = find(id)) {
         stream->push(news);
       }
     }
   }
+}
+
+std::shared_ptr<Stream> Streams::find(std::uint64_t id) {
+  std::lock_guard const lock(mutex_);
+  auto const found = open_.find(id);
+  return found == open_.end() ? nullptr : found->second;
 }
 
 void Streams::drain() {
@@ -457,15 +493,12 @@ void Streams::keepTime() {
       dueChanged_.wait_until(lock, time);
     } else {
       due_.erase(due_.begin());
-      auto const found = open_.find(id);
-      std::shared_ptr<Stream> const stream = found == open_.end() ? nullptr : found->second;
-      if (stream != nullptr) {
-        lock.unlock();
-        auto const next = stream->tick(Clock::now());
-        lock.lock();
-        if (next && open_.contains(id)) {
-          due_.emplace(*next, id);
-        }
+      lock.unlock();
+      auto const stream = find(id);
+      auto const next = stream == nullptr ? std::nullopt : stream->tick(Clock::now());
+      lock.lock();
+      if (next && open_.contains(id)) {
+        due_.emplace(*next, id);
       }
     }
   }

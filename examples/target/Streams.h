@@ -11,14 +11,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
+#include <string>
 #include <thread>
-#include <variant>
 #include <vector>
 
 #include "Requests.h"
@@ -36,8 +34,8 @@ class Streams {
   Streams(Requests const& requests, Store& store);
   ~Streams();
 
-  /** A stream, or what refuses it; it deletes itself when it is done. */
-  Reactor* open();
+  /** A stream of that connection, or what refuses it; it deletes itself when it is done. */
+  Reactor* open(std::string const& connection);
   /** Tells those streams that a change concerns. Called by one writer at a time. */
   void publish(std::span<Changed const> changes);
   /** Ends all of them, and those that come later, with UNAVAILABLE. */
@@ -46,6 +44,8 @@ class Streams {
  private:
   friend class Stream;
 
+  /** Null where it has ended. */
+  std::shared_ptr<Stream> find(std::uint64_t id);
   void keepTime();
 
   Requests const& requests_;
@@ -56,6 +56,7 @@ class Streams {
 
   std::mutex mutex_;
   std::map<std::uint64_t, std::shared_ptr<Stream>> open_;
+  std::map<std::string, std::size_t> countOf_;
   std::uint64_t lastId_ = 0;
   bool isDraining_ = false;
   /** Streams by when they have something to send without a change. */

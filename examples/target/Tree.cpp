@@ -145,18 +145,20 @@ void Entry::erase(DataNode const& node) {
   std::erase_if(children, [&](Child const& child) { return child.node == &node; });
 }
 
-std::span<Value const> Entry::values(DataNode const& node) const noexcept {
-  Held const* const held = find(node);
-  return held == nullptr ? node.defaults : std::get<std::vector<Value>>(*held);
+std::span<Value const> valuesAt(Entry const* entry, DataNode const& node) noexcept {
+  Held const* const held = entry == nullptr ? nullptr : entry->find(node);
+  return held != nullptr    ? std::get<std::vector<Value>>(*held)
+         : entry == nullptr ? std::span<Value const>()
+                            : node.defaults;
 }
 
-Entry const* Entry::container(DataNode const& node) const noexcept {
-  Held const* const held = find(node);
-  return held != nullptr ? std::get<EntryPtr>(*held).get() : node.isPresence ? nullptr : &nothing;
+Entry const* containerAt(Entry const* entry, DataNode const& node) noexcept {
+  Held const* const held = entry == nullptr ? nullptr : entry->find(node);
+  return held != nullptr ? std::get<EntryPtr>(*held).get() : entry == nullptr || node.isPresence ? nullptr : &nothing;
 }
 
-Entries const& Entry::list(DataNode const& node) const noexcept {
-  Held const* const held = find(node);
+Entries const& listAt(Entry const* entry, DataNode const& node) noexcept {
+  Held const* const held = entry == nullptr ? nullptr : entry->find(node);
   return held == nullptr ? noEntries : std::get<Entries>(*held);
 }
 
@@ -175,8 +177,13 @@ void Place::leave(std::size_t size) {
   }
 }
 
-Walk::Walk(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, bool isForLeaves)
-    : schema_(schema), wanted_(wanted), isForLeaves_(isForLeaves), steps_{{0, &schema.root(), &root, nullptr}} {}
+Walk::Walk(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, bool isForLeaves,
+           Allowance* allowance)
+    : schema_(schema),
+      wanted_(wanted),
+      isForLeaves_(isForLeaves),
+      allowance_(allowance),
+      steps_{{0, &schema.root(), &root, nullptr}} {}
 
 /** Which entries of the next list on the way are wanted; null where all are. */
 Gnmi::Selection const* Walk::selection() const {
@@ -186,22 +193,24 @@ Gnmi::Selection const* Walk::selection() const {
 
 void Walk::addChild(DataNode const& child, Entry const& entry, std::size_t depth) {
   if (child.isLeaf()) {
-    if (!entry.values(child).empty()) {
+    if (!valuesAt(&entry, child).empty()) {
       steps_.push_back({depth, &child, &entry, nullptr});
     }
-  } else if (child.kind == Gnmi::NodeKind::Container) {
-    if (Entry const* const below = entry.container(child)) {
-      steps_.push_back({depth, &child, below, nullptr});
-    }
-  } else if (!child.keys.empty()) {
+    return;
+  }
+  Entry const* below = nullptr;
+  if (child.kind == Gnmi::NodeKind::Container) {
+    below = containerAt(&entry, child);
+  } else {
     auto const* const wanted = selection();
     if (auto const* const exact = wanted == nullptr ? nullptr : std::get_if<ZynKeyDecoder::Single>(wanted)) {
-      if (Entry const* const below = entry.list(child).find(*exact->value)) {
-        steps_.push_back({depth, &child, below, nullptr});
-      }
-    } else if (Entries::Part const* const whole = entry.list(child).whole()) {
+      below = listAt(&entry, child).find(*exact->value);
+    } else if (Entries::Part const* const whole = listAt(&entry, child).whole()) {
       steps_.push_back({depth, &child, nullptr, whole});
     }
+  }
+  if (below != nullptr) {
+    steps_.push_back({depth, &child, below, nullptr});
   }
 }
 
@@ -219,6 +228,9 @@ bool Walk::next() {
       auto const* const wanted = selection();
       auto const* const filter = wanted == nullptr ? nullptr : &std::get<ZynKeyDecoder::Multiple>(*wanted).values;
       for (auto const& entry : step.part->entries) {
+        if (allowance_ != nullptr) {
+          allowance_->takeEntry();
+        }
         if (filter == nullptr || Model::matches(*filter, *entry->key)) {
           steps_.push_back({step.depth, step.node, entry.get(), nullptr});
         }
@@ -247,48 +259,34 @@ bool Walk::next() {
 namespace {
 
 void compareEntries(Place& place, DataNode const& node, Entry const* before, Entry const* after,
-                    VisitChange const& visit) {
+                    std::vector<Changed>& changes) {
   if (before == after) {
     return;
   }
   std::size_t const depth = place.resolved().nodes.size();
   for (DataNode const* const child : node.children) {
     if (child->isLeaf()) {
-      auto const valuesOf = [&](Entry const* entry) {
-        return entry == nullptr ? std::span<Value const>() : entry->values(*child);
-      };
-      if (auto const values = valuesOf(after); !sameValues(valuesOf(before), values)) {
+      if (auto const values = valuesAt(after, *child); !sameValues(valuesAt(before, *child), values)) {
         place.enter(*child);
-        visit(place.resolved(), child, values);
+        changes.push_back({place.resolved(), child, {values.begin(), values.end()}});
       }
     } else if (child->kind == Gnmi::NodeKind::Container) {
       place.enter(*child);
-      compareEntries(place, *child, before == nullptr ? nullptr : before->container(*child),
-                     after == nullptr ? nullptr : after->container(*child), visit);
+      compareEntries(place, *child, containerAt(before, *child), containerAt(after, *child), changes);
     } else {
-      Entries::compare(before == nullptr ? noEntries : before->list(*child),
-                       after == nullptr ? noEntries : after->list(*child), [&](Entry const* was, Entry const* is) {
-                         place.enter(*child, (is != nullptr ? is : was)->key);
-                         if (is == nullptr) {
-                           visit(place.resolved(), nullptr, {});
-                         } else {
-                           compareEntries(place, *child, was, is, visit);
-                         }
-                         place.leave(depth);
-                       });
+      Entries::compare(listAt(before, *child), listAt(after, *child), [&](Entry const* was, Entry const* is) {
+        place.enter(*child, (is != nullptr ? is : was)->key);
+        if (is == nullptr) {
+          changes.push_back({place.resolved(), nullptr, {}});
+        } else {
+          compareEntries(place, *child, was, is, changes);
+        }
+        place.leave(depth);
+      });
     }
     place.leave(depth);
   }
 }
-
-}  // namespace
-
-void compareTrees(Schema const& schema, Entry const& before, Entry const& after, VisitChange const& visit) {
-  Place place;
-  compareEntries(place, schema.root(), &before, &after, visit);
-}
-
-namespace {
 
 /** The entry of a list, with its keys as leaves. */
 Entry& entryOf(Entries& entries, DataNode const& list, Velko::Ptr<Zyn::GenericIf> const& key) {
@@ -351,66 +349,71 @@ void write(DataNode const& node, Entry& into, Entry const& payload, bool replace
   }
 }
 
-/** The walk of `apply`. */
-struct Change {
-  Schema const& schema;
-  Edit const& edit;
-
-  void go(DataNode const& node, Entry& entry, std::size_t depth, std::size_t keys) {
-    bool const isDelete = edit.kind == Edit::Kind::Delete;
-    bool const replaces = edit.kind == Edit::Kind::Replace;
-    if (depth == edit.at.nodes.size()) {
-      if (isDelete) {
-        std::ranges::for_each(node.children, [&](DataNode const* child) { remove(entry, *child); });
-      } else {
-        write(node, entry, *std::get<EntryPtr>(edit.payload), replaces);
-      }
+/** Writes at a place, or deletes where there is no payload. Keys are exact, but for a list that is written as a whole.
+ */
+void change(Schema const& schema, Entry& root, Gnmi::Resolved const& at, Held const* payload, bool replaces) {
+  Entry* entry = &root;
+  auto selected = at.selections.begin();
+  for (Zyn::ZynAttr const& attr : at.nodes) {
+    DataNode const& node = schema.node(attr);
+    bool const isLast = &attr == &at.nodes.back();
+    if (payload == nullptr && (entry->find(node) == nullptr || (isLast && node.kind != Gnmi::NodeKind::List))) {
+      remove(*entry, node);
       return;
     }
-    DataNode const& next = schema.node(edit.at.nodes[depth]);
-    bool const isLast = depth + 1 == edit.at.nodes.size();
-    if (isDelete && entry.find(next) == nullptr) {
+    Held& held = entry->at(node);
+    if (node.isLeaf()) {
+      held = *payload;
       return;
     }
-    if (next.kind != Gnmi::NodeKind::List) {
-      if (isLast && isDelete) {
-        remove(entry, next);
-      } else if (next.isLeaf()) {
-        write(next, entry.at(next), edit.payload, replaces);
-      } else {
-        go(next, own(std::get<EntryPtr>(entry.at(next))), depth + 1, keys);
-      }
+    if (node.kind == Gnmi::NodeKind::Container) {
+      entry = &own(std::get<EntryPtr>(held));
+      continue;
+    }
+    auto& entries = std::get<Entries>(held);
+    auto const* const exact = std::get_if<ZynKeyDecoder::Single>(&(selected++)->selection);
+    if (exact == nullptr) {
+      write(node, entries, std::get<Entries>(*payload), replaces);
       return;
     }
-    auto& entries = std::get<Entries>(entry.at(next));
-    auto const take = [&](Velko::Ptr<Zyn::GenericIf> const& key) {
-      if (isLast && isDelete) {
-        entries.erase(*key);
-      } else {
-        go(next, entryOf(entries, next, key), depth + 1, keys + 1);
-      }
-    };
-    Gnmi::Selection const& selection = edit.at.selections[keys].selection;
-    if (auto const* const exact = std::get_if<ZynKeyDecoder::Single>(&selection)) {
-      if (!isDelete || entries.find(*exact->value) != nullptr) {
-        take(exact->value);
-      }
-    } else if (!isDelete) {
-      write(next, entries, std::get<Entries>(edit.payload), replaces);
-    } else {
-      auto const& filter = std::get<ZynKeyDecoder::Multiple>(selection).values;
-      Entries const before = entries;
-      before.visit([&](Entry const& below) {
-        if (Model::matches(filter, *below.key)) {
-          take(below.key);
-        }
-      });
+    if (payload == nullptr && (isLast || entries.find(*exact->value) == nullptr)) {
+      entries.erase(*exact->value);
+      return;
     }
+    entry = &entryOf(entries, node, exact->value);
   }
-};
+  DataNode const& node = schema.node(at.node.attr);
+  if (payload != nullptr) {
+    write(node, *entry, *std::get<EntryPtr>(*payload), replaces);
+  } else {
+    std::ranges::for_each(node.children, [&](DataNode const* child) { remove(*entry, *child); });
+  }
+}
 
 }  // namespace
 
-void apply(Schema const& schema, Entry& root, Edit const& edit) { Change{schema, edit}.go(schema.root(), root, 0, 0); }
+std::vector<Changed> changesBetween(Schema const& schema, Entry const& before, Entry const& after) {
+  std::vector<Changed> changes;
+  Place place;
+  compareEntries(place, schema.root(), &before, &after, changes);
+  return changes;
+}
+
+void writeLeafAt(Schema const& schema, Entry& root, Gnmi::Resolved const& at, std::vector<Value> const& values) {
+  Held const payload = values;
+  change(schema, root, at, &payload, false);
+}
+
+void apply(Schema const& schema, Entry& root, Edit const& edit, Allowance& allowance) {
+  if (edit.kind != Edit::Kind::Delete) {
+    change(schema, root, edit.at, &edit.payload, edit.kind == Edit::Kind::Replace);
+    return;
+  }
+  // What is walked stays as it is while the other changes.
+  Entry const before = root;
+  for (Walk walk(schema, before, edit.at, false, &allowance); walk.next();) {
+    change(schema, root, walk.place(), nullptr, false);
+  }
+}
 
 }  // namespace Target

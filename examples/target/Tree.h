@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Schema.h"
+#include "Status.h"
 
 namespace Target {
 
@@ -64,16 +65,16 @@ struct Entry {
   std::vector<Child> children = {};
 
   Held const* find(DataNode const& node) const noexcept;
+  /** For writing; made where there is none. */
   Held& at(DataNode const& node);
   void erase(DataNode const& node);
-
-  // Reading, with what holds while nothing is set.
-
-  std::span<Value const> values(DataNode const& node) const noexcept;
-  /** Null where there is none. */
-  Entry const* container(DataNode const& node) const noexcept;
-  Entries const& list(DataNode const& node) const noexcept;
 };
+
+// Reading, with what holds while nothing is set; nothing where there is no entry.
+
+std::span<Value const> valuesAt(Entry const* entry, DataNode const& node) noexcept;
+Entry const* containerAt(Entry const* entry, DataNode const& node) noexcept;
+Entries const& listAt(Entry const* entry, DataNode const& node) noexcept;
 
 using EntryPtr = std::shared_ptr<Entry>;
 
@@ -97,10 +98,14 @@ class Place {
  */
 class Walk {
  public:
-  /** With `isForLeaves`, the leaves at and below those nodes in their place. */
-  Walk(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, bool isForLeaves);
+  /**
+   * With `isForLeaves`, the leaves at and below those nodes in their place. Entries that are looked at, but for exact
+   * keys, are taken from the allowance, where there is one.
+   */
+  Walk(Schema const& schema, Entry const& root, Gnmi::Resolved const& wanted, bool isForLeaves,
+       Allowance* allowance = nullptr);
 
-  /** Goes on to the next node; false at the end. */
+  /** Goes on to the next node; false at the end. Throws `Refused`. */
   bool next();
 
   Gnmi::Resolved const& place() const noexcept { return place_.resolved(); }
@@ -124,19 +129,23 @@ class Walk {
   Schema const& schema_;
   Gnmi::Resolved const& wanted_;
   bool isForLeaves_;
+  Allowance* allowance_;
   Place place_;
   /** The next one is the last. */
   std::vector<Step> steps_;
   Step at_ = {};
 };
 
-/** What happened to a leaf, or to an entry that has gone: then there is no `node`. */
-using VisitChange =
-    std::function<void(Gnmi::Resolved const& place, DataNode const* node, std::span<Value const> values)>;
+/** A leaf and its new values, none where it was deleted; or an entry that has gone: then there is no `node`. */
+struct Changed {
+  Gnmi::Resolved at;
+  DataNode const* node;
+  std::vector<Value> values;
+};
 
-void compareTrees(Schema const& schema, Entry const& before, Entry const& after, VisitChange const& visit);
+std::vector<Changed> changesBetween(Schema const& schema, Entry const& before, Entry const& after);
 
-/** A part of a request to Set, read and checked: all that can be wrong with it was found before. */
+/** A part of a request to Set, read and checked. */
 struct Edit {
   enum class Kind : std::uint8_t { Delete, Replace, Update };
 
@@ -146,6 +155,9 @@ struct Edit {
   Held payload = {};
 };
 
-void apply(Schema const& schema, Entry& root, Edit const& edit);
+/** Writes one leaf, by exact keys. */
+void writeLeafAt(Schema const& schema, Entry& root, Gnmi::Resolved const& at, std::vector<Value> const& values);
+/** Throws `Refused` where more is looked at than is allowed: the tree is then of no use. */
+void apply(Schema const& schema, Entry& root, Edit const& edit, Allowance& allowance);
 
 }  // namespace Target

@@ -5,8 +5,6 @@
 // types; JSON has names alone, and numbers are read where strings stand as well. PROTO has one typed value a leaf.
 #pragma once
 
-#include <nlohmann/json.hpp>
-
 #include <set>
 #include <string>
 
@@ -27,15 +25,18 @@ struct Filter {
   }
 };
 
+/** Refuses state. */
+void checkSettable(DataNode const& node);
+
 /** What a value in a request means for a node. Throws `Refused`: INVALID_ARGUMENT, or UNIMPLEMENTED for its kind. */
 Held readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWholeList);
 
 /**
  * What is at a node that has data, by `entry` what is in it or around the leaf; false where that is nothing that the
- * filter takes. Containers and entries are JSON.
+ * filter takes. Containers and entries are JSON. Throws `Refused` where it is more than is allowed.
  */
 bool writeNode(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
-               gnmi::TypedValue& into);
+               Allowance& allowance, gnmi::TypedValue& into);
 /** The values of a leaf or leaf-list. */
 void writeLeaf(DataNode const& leaf, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into);
 

@@ -4,19 +4,20 @@
 #include <google/protobuf/stubs/logging.h>
 #include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/grpcpp.h>
+#include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <initializer_list>
 #include <iostream>
 #include <iterator>
+#include <limits>
 #include <memory>
-#include <span>
 #include <stdexcept>
 #include <string>
-#include <string_view>
-#include <utility>
+#include <tuple>
+#include <vector>
 
 #include "Service.h"
 
@@ -27,66 +28,33 @@ namespace {
 constexpr std::chrono::seconds drainTime{2};
 
 struct Options {
-  std::string yang, listen, certificate, key, clientCa;
+  std::string yang, listen, clientCa;
+  /** Certificate and key. */
+  std::vector<std::string> tls;
   Limits limits;
 };
 
-std::vector<std::pair<std::string_view, std::size_t*>> limitOptions(Limits& limits) {
-  return {{"--max-message", &limits.messageBytes},
-          {"--max-elements", &limits.elements},
-          {"--max-keys", &limits.keys},
-          {"--max-expansions", &limits.expansions},
-          {"--max-answer", &limits.answerBytes},
-          {"--max-streams", &limits.streams},
-          {"--max-subscriptions", &limits.subscriptions},
-          {"--max-queue", &limits.queue},
-          {"--shortest-sample", &limits.sampleMilliseconds}};
-}
-
-[[noreturn]] void usage(std::string const& problem) {
-  std::string text = problem + "\nusage: target --yang DIR --listen HOST:PORT [--tls CERT KEY [--client-ca CA]]";
-  Limits defaults;
-  for (auto const& [name, value] : limitOptions(defaults)) {
-    text += fmt::format(" [{} N ({})]", name, *value);
+void declare(CLI::App& app, Options& options) {
+  app.add_option("--yang", options.yang, "folder of YANG modules: all of them are the schema")->required();
+  app.add_option("--listen", options.listen, "HOST:PORT; without --tls one of this machine alone")->required();
+  auto* const tls = app.add_option("--tls", options.tls, "CERT KEY: files in PEM form")->expected(2);
+  app.add_option("--client-ca", options.clientCa, "file: who signs the certificates that clients need")->needs(tls);
+  Limits& limits = options.limits;
+  for (auto const& [name, limit, meaning] : std::initializer_list<std::tuple<char const*, std::size_t*, char const*>>{
+           {"--max-message", &limits.messageBytes, "bytes of a request"},
+           {"--max-elements", &limits.elements, "elements of a path with its prefix"},
+           {"--max-keys", &limits.keys, "keys of a path with its prefix"},
+           {"--max-expansions", &limits.expansions, "nodes of the schema that the wildcards of a request mean"},
+           {"--max-entries", &limits.entries, "entries of lists that a request looks at"},
+           {"--max-answer", &limits.answerBytes, "bytes of what a Get answers"},
+           {"--max-calls", &limits.calls, "calls of a connection at once: more wait in the client"},
+           {"--max-connection-streams", &limits.connectionStreams, "streams of a connection"},
+           {"--max-streams", &limits.streams, "streams of all clients"},
+           {"--max-subscriptions", &limits.subscriptions, "subscriptions of a stream"},
+           {"--max-queue", &limits.queue, "changes that wait for a slow subscriber"},
+           {"--shortest-sample", &limits.sampleMilliseconds, "milliseconds between two samples, at least"}}) {
+    app.add_option(name, *limit, meaning)->capture_default_str()->check(CLI::Range(1, std::numeric_limits<int>::max()));
   }
-  throw std::invalid_argument(text);
-}
-
-Options readOptions(std::span<char* const> words) {
-  Options options;
-  auto const limits = limitOptions(options.limits);
-  for (auto word = words.begin(); word != words.end(); ++word) {
-    std::string_view const name = *word;
-    auto const next = [&]() -> std::string {
-      return ++word == words.end() ? usage(fmt::format("{}: what should follow is missing", name)), "" : *word;
-    };
-    if (name == "--yang") {
-      options.yang = next();
-    } else if (name == "--listen") {
-      options.listen = next();
-    } else if (name == "--tls") {
-      options.certificate = next();
-      options.key = next();
-    } else if (name == "--client-ca") {
-      options.clientCa = next();
-    } else if (auto const limit = std::ranges::find(limits, name, [](auto const& row) { return row.first; });
-               limit != limits.end()) {
-      std::string const number = next();
-      auto const read = std::from_chars(number.data(), number.data() + number.size(), *limit->second);
-      if (read.ec != std::errc() || read.ptr != number.data() + number.size()) {
-        usage(fmt::format("{} takes a number; found '{}'", name, number));
-      }
-    } else {
-      usage(fmt::format("unknown option '{}'", name));
-    }
-  }
-  if (options.yang.empty() || options.listen.empty()) {
-    usage("--yang and --listen are needed");
-  }
-  if (!options.clientCa.empty() && options.certificate.empty()) {
-    usage("--client-ca is for --tls");
-  }
-  return options;
 }
 
 std::string contents(std::string const& file) {
@@ -99,12 +67,12 @@ std::string contents(std::string const& file) {
 }
 
 std::shared_ptr<grpc::ServerCredentials> credentials(Options const& options) {
-  if (options.certificate.empty()) {
+  if (options.tls.empty()) {
     // Whoever can connect can write, so only this machine may.
     std::string const host = options.listen.substr(0, options.listen.rfind(':'));
     if (in_addr address{};
         host != "[::1]" && !(inet_pton(AF_INET, host.c_str(), &address) == 1 && host.starts_with("127."))) {
-      throw std::invalid_argument(
+      throw std::runtime_error(
           fmt::format("--listen {}: without --tls only 127.0.0.1:PORT and [::1]:PORT are taken", options.listen));
     }
     return grpc::InsecureServerCredentials();
@@ -112,7 +80,7 @@ std::shared_ptr<grpc::ServerCredentials> credentials(Options const& options) {
   grpc::SslServerCredentialsOptions tls(options.clientCa.empty()
                                             ? GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE
                                             : GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
-  tls.pem_key_cert_pairs.push_back({contents(options.key), contents(options.certificate)});
+  tls.pem_key_cert_pairs.push_back({contents(options.tls[1]), contents(options.tls[0])});
   if (!options.clientCa.empty()) {
     tls.pem_root_certs = contents(options.clientCa);
   }
@@ -140,6 +108,7 @@ int serve(Options const& options) {
   int port = 0;
   builder.AddListeningPort(options.listen, credentials(options), &port);
   builder.SetMaxReceiveMessageSize(static_cast<int>(options.limits.messageBytes));
+  builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS, static_cast<int>(options.limits.calls));
   // No second target on the same port.
   builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);
   builder.RegisterService(&service);
@@ -160,11 +129,12 @@ int serve(Options const& options) {
 }  // namespace Target
 
 int main(int count, char** words) {
+  CLI::App app("A gNMI target: see README.md.", "target");
+  Target::Options options;
+  Target::declare(app, options);
+  CLI11_PARSE(app, count, words);
   try {
-    return Target::serve(Target::readOptions(std::span(words, static_cast<std::size_t>(count)).subspan(1)));
-  } catch (std::invalid_argument const& error) {
-    std::cerr << "target: " << error.what() << '\n';
-    return 2;
+    return Target::serve(options);
   } catch (std::exception const& error) {
     std::cerr << "target: " << error.what() << '\n';
     return 1;

@@ -1,5 +1,7 @@
 """Capabilities, Get and Set: what is answered, and that nothing is lost, doubled or half done."""
 
+import pathlib
+import tempfile
 import unittest
 
 import grpc
@@ -205,6 +207,28 @@ class GetSet(unittest.TestCase):
         self.refused(lambda: self.set(union_replace=[gnmi.Update()]), 'UNIMPLEMENTED', 'union_replace')
         self.set(extension=[gnmi.Extension()])
         self.assertEqual(self.get('/interfaces/interface[name=a]/mtu'), {'/interfaces/interface[name=a]/mtu': 100})
+
+    def test_an_object_of_many_members(self):
+        """That takes no time that grows with the square of the members: then this would take minutes."""
+        many = ','.join(f'"a{i}":0' for i in range(300_000))
+        self.refused(lambda: self.set(('/system', V(json_val=f'{{{many}}}'.encode()))), 'INVALID_ARGUMENT', 'no member')
+
+    def test_modules_of_others(self):
+        """A leaf state/changes counts where it can, and is none of the target's where it cannot."""
+        with tempfile.TemporaryDirectory() as folder:
+            pathlib.Path(folder, 'other.yang').write_text('module other { yang-version 1.1; namespace "urn:o"; prefix o;' + ''.join(
+                f'list {name} {{ key k; leaf k {{ type string; }} leaf v {{ type int8; }}'
+                f'container state {{ config false; leaf changes {{ type {kind}; }} }} }}'
+                for name, kind in (('a', 'string'), ('b', 'uint8'), ('c', 'uint64'))) + '}')
+            self.target.__exit__()
+            self.target = Target(yang=folder)
+            self.addCleanup(self.target.__exit__)
+            for name in 'abc':
+                for i in range(2):
+                    self.set((f'/{name}[k=x]/v', i))
+            self.assertEqual(self.get('/c[k=x]/state', encoding='PROTO'), {'/c[k=x]/state/changes': 2})
+            for name in 'ab':
+                self.refused(lambda: self.get(f'/{name}[k=x]/state'), 'NOT_FOUND')
 
     def test_old_senders(self):
         self.set(('/interfaces/interface[name=a/b]/mtu', 100))

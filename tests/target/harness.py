@@ -42,6 +42,14 @@ class Target:
         self.log.close()
         return self.process.returncode, log
 
+    def resident(self, what='VmRSS'):
+        """KiB of memory."""
+        with open(f'/proc/{self.process.pid}/status') as status:
+            return next(int(line.split()[1]) for line in status if line.startswith(what))
+
+    def peak(self):
+        return self.resident('VmHWM')
+
     def logged(self):
         self.log.seek(0)
         return self.log.read()

@@ -1,5 +1,6 @@
 """The server around the service: its options, its limits, TLS, how it ends; the client of the command line."""
 
+import collections
 import os
 import pathlib
 import signal
@@ -25,18 +26,19 @@ class Options(unittest.TestCase):
     def refused(self, *options):
         done = subprocess.run([os.environ['TARGET'], *options], capture_output=True, text=True, timeout=60)
         self.assertNotEqual(done.returncode, 0)
-        self.assertIn('target: ', done.stderr)
         return done.stderr
 
     def test_what_is_refused(self):
         yang = ('--yang', str(EXAMPLE))
-        for options, word in [((), 'needed'), (('--colour',), "unknown option '--colour'"), (('--yang',), 'missing'),
+        for options, word in [((), '--yang is required'), ((*yang, '--listen', '127.0.0.1:0', '--colour'), '--colour'), (('--yang',), '--yang'),
                               ((*yang, '--listen', '0.0.0.0:0'), 'without --tls'),
                               ((*yang, '--listen', 'example.com:1'), 'without --tls'),
                               ((*yang, '--listen', '127.evil.example:1'), 'without --tls'),
-                              ((*yang, '--listen', '127.0.0.1:0', '--client-ca', 'x'), '--client-ca is for --tls'),
+                              ((*yang, '--listen', '127.0.0.1:0', '--client-ca', 'x'), '--client-ca requires --tls'),
+                              ((*yang, '--listen', '127.0.0.1:0', '--tls', 'x'), '--tls'),
                               ((*yang, '--listen', '127.0.0.1:0', '--tls', '/nothing', '/nothing'), '/nothing'),
-                              ((*yang, '--listen', '127.0.0.1:0', '--max-keys', '1x'), "'1x'"),
+                              ((*yang, '--listen', '127.0.0.1:0', '--max-keys', '1x'), '1x'),
+                              ((*yang, '--listen', '127.0.0.1:0', '--max-message', str(2**31)), str(2**31)),
                               (('--yang', '/nothing', '--listen', '127.0.0.1:0'), '/nothing')]:
             self.assertIn(word, self.refused(*options))
         with Target() as target:
@@ -112,6 +114,43 @@ class Limits(unittest.TestCase):
         else:
             self.fail('streams that ended still count')
 
+    def test_streams_of_a_connection(self):
+        """One client with too many streams leaves room for others, and its own calls are still answered."""
+        target = self.start('--max-connection-streams', '20', '--max-streams', '30')
+        streams = [Stream(target.stub, listed('/', updates_only=True)) for _ in range(500)]
+        ended = collections.Counter(stream.status()[0] for stream in streams[20:])
+        self.assertEqual(ended, {'RESOURCE_EXHAUSTED': 480})
+        target.stub.Set(mtu('a', 100))
+        for stream in streams[:20]:
+            stream.until_sync()
+            stream.cancel()
+        other = grpc.insecure_channel(f'127.0.0.1:{target.port}', options=[('x', 1)])
+        Stream(gnmi_pb2_grpc.gNMIStub(other), listed('/', mode='ONCE')).until_sync()
+        other.close()
+
+    def test_entries_that_are_looked_at(self):
+        target = self.start('--max-entries', '1000')
+        target.stub.Set(gnmi.SetRequest(update=[update(f'/routing/instance[name=r]/neighbour[peer={i}]/weight', 1)
+                                                for i in range(400)]))
+        one = '/routing/instance/neighbour[peer=7]/weight'
+        target.stub.Get(gnmi.GetRequest(path=[path(one)] * 900))
+        every = path('/routing/instance[name=r]/neighbour/weight')
+        target.stub.Get(gnmi.GetRequest(path=[every] * 2))
+        as_json = gnmi.GetRequest(path=[path('/routing')] * 3)
+        for call in (lambda: target.stub.Get(gnmi.GetRequest(path=[every] * 3)), lambda: target.stub.Get(as_json),
+                     lambda: target.stub.Set(gnmi.SetRequest(delete=[every] * 3))):
+            self.assertEqual(self.code(call), 'RESOURCE_EXHAUSTED')
+        self.assertEqual(len(target.stub.Get(gnmi.GetRequest(path=[every])).notification[0].update), 400, 'nothing is gone')
+
+    def test_memory_of_an_answer_that_is_too_long(self):
+        target = self.start('--max-answer', '100000')
+        for i in range(20):
+            target.stub.Set(gnmi.SetRequest(update=[update(f'/interfaces/interface[name=e{i}-{j}]/mtu', 100)
+                                                    for j in range(1000)]))
+        before = target.peak()
+        self.assertEqual(self.code(lambda: target.stub.Get(gnmi.GetRequest(path=[path('/')]))), 'RESOURCE_EXHAUSTED')
+        self.assertLess(target.peak() - before, 1000)
+
     def test_a_client_that_never_reads(self):
         target = self.start('--max-queue', '100')
         quick = Stream(target.stub, listed('/interfaces/interface/description'))
@@ -130,6 +169,23 @@ class Limits(unittest.TestCase):
         status = slow.status()
         self.assertEqual(status[0], 'RESOURCE_EXHAUSTED', status)
         slow_channel.close()
+        self.assertIn('client that does not read', target.end()[1])
+
+
+    def test_a_client_that_never_reads_its_samples(self):
+        """One sample may be more than may wait; it does not lift the limit for changes."""
+        target = self.start('--max-queue', '100')
+        channel = grpc.insecure_channel(f'127.0.0.1:{target.port}', options=[('x', 1)])
+        slow = Stream(gnmi_pb2_grpc.gNMIStub(channel), listed(
+            '/system/contact', ('/interfaces/interface/description', 'SAMPLE', {'suppress_redundant': True})))
+        slow.until_sync()
+        target.stub.Set(gnmi.SetRequest(update=[update(f'/interfaces/interface[name={i}]/description', 'x' * 20_000)
+                                                for i in range(150)]))
+        time.sleep(0.5)
+        for i in range(400):
+            target.stub.Set(gnmi.SetRequest(update=[update('/system/contact', str(i) + 'x' * 100_000)]))
+        self.assertEqual(slow.status()[0], 'RESOURCE_EXHAUSTED')
+        channel.close()
         self.assertIn('client that does not read', target.end()[1])
 
 

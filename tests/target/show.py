@@ -1,23 +1,21 @@
-"""What the target does, in figures: show.py [spellings] [streams] [entries] [load]; all of them unless some are named."""
+"""What the target does, in figures: show.py [spellings] [streams] [entries] [load] [abuse]; all of them unless some are named."""
 
 import asyncio
 import collections
 import ipaddress
 import itertools
 import os
+import pathlib
 import random
 import subprocess
 import sys
+import tempfile
+import threading
 import time
 
 import grpc
 
-from harness import Target, gnmi, ietf, path, text, update, val
-
-
-def resident(target):
-    with open(f'/proc/{target.process.pid}/status') as status:
-        return next(int(line.split()[1]) for line in status if line.startswith('VmRSS'))
+from harness import Target, gnmi, gnmi_pb2_grpc, ietf, path, text, update, val
 
 
 def spelled(chance, prefix, protocol, tag):
@@ -242,7 +240,7 @@ def show_entries(count=1_000_000):
         return sorted(took)[len(took) // 2] * 1e6
 
     with Target() as target:
-        empty, stub, done = resident(target), target.stub, 0
+        empty, stub, done = target.resident(), target.stub, 0
         for size in (1000, 100_000, count):
             while done < size:
                 many = range(done, done + 1000)
@@ -250,14 +248,77 @@ def show_entries(count=1_000_000):
                 done += 1000
             get = median(lambda i: stub.Get(gnmi.GetRequest(path=[path(base(i))], encoding='PROTO')))
             set_ = median(lambda i: stub.Set(gnmi.SetRequest(update=[gnmi.Update(path=path(base(i)), val=ietf(i + done))])))
-            print(f'entries: {size}: {(resident(target) - empty) * 1024 / size:.0f} bytes an entry of 5 leaves; median of a '
+            print(f'entries: {size}: {(target.resident() - empty) * 1024 / size:.0f} bytes an entry of 5 leaves; median of a '
                   f'Get of one {get:.0f} us, of a Set of one {set_:.0f} us, this client included', flush=True)
 
 
+def raw_modules(folder):
+    """The modules of the example, but that a route has one key, a string."""
+    for module in pathlib.Path(os.environ['TARGET_YANG']).glob('*.yang'):
+        yang = module.read_text()
+        if module.stem == 'example-network':
+            assert 'key "prefix protocol tag";' in yang
+            yang = yang.replace('key "prefix protocol tag";', 'key "raw"; leaf raw { type string; }')
+        pathlib.Path(folder, module.name).write_text(yang)
+
+
 def show_load():
-    with Target('--max-queue', '1000000') as target:
-        subprocess.run([os.environ['LOAD'], f'127.0.0.1:{target.port}', os.environ['TARGET_YANG'],
-                        str(target.process.pid)], check=True)
+    with tempfile.TemporaryDirectory() as folder:
+        raw_modules(folder)
+        with Target('--max-queue', '1000000') as target, Target(yang=folder) as raw:
+            subprocess.run([os.environ['LOAD'], f'127.0.0.1:{target.port}', str(target.process.pid),
+                            f'127.0.0.1:{raw.port}', str(raw.process.pid)], check=True)
+
+
+def show_abuse():
+    """What clients get that ask for too much, and how long another client waits meanwhile for the answer to a Get."""
+    def get(stub):
+        began = time.perf_counter()
+        stub.Get(gnmi.GetRequest(path=[path('/system/hostname')]))
+        return (time.perf_counter() - began) * 1e3
+
+    def code(call):
+        try:
+            call()
+            return 'OK'
+        except grpc.RpcError as error:
+            return error.code().name
+
+    def streams(stub, count=10_000):
+        request = gnmi.SubscribeRequest(subscribe=gnmi.SubscriptionList(subscription=[gnmi.Subscription(path=path('/'))]))
+        calls = [stub.Subscribe(iter([request])) for _ in range(count)]
+        codes = collections.Counter(code(lambda: next(call)) for call in calls)
+        for call in calls:
+            call.cancel()
+        return dict(codes)
+
+    keys = gnmi.Path(elem=[gnmi.PathElem(name='interfaces', key={str(i): '' for i in range(100_000)})])
+    big = gnmi.SetRequest(update=[update('/system/contact', 'x' * (64 << 20))])
+    many = gnmi.SetRequest(update=[update(f'/interfaces/interface[name=e{i}]/mtu', 1000) for i in range(499)] +
+                           [update('/interfaces/interface[name=x]/mtu', 1)])
+    with Target() as target:
+        other = gnmi_pb2_grpc.gNMIStub(grpc.insecure_channel(f'127.0.0.1:{target.port}', options=[('other', 1)]))
+        other.Set(gnmi.SetRequest(update=[update('/system/hostname', 'h')]))
+        stub = target.stub
+        for what, call in (('10^5 keys in a path', lambda: code(lambda: stub.Get(gnmi.GetRequest(path=[keys])))),
+                           ('64 MiB in a message', lambda: code(lambda: stub.Set(big))),
+                           ('a Set whose 500th update is wrong', lambda: code(lambda: stub.Set(many))),
+                           ('10^5 paths of all', lambda: code(lambda: stub.Get(gnmi.GetRequest(path=[path('/...')] * 10**5)))),
+                           ('10^4 streams', lambda: streams(stub))):
+            waited, done = [], threading.Event()
+
+            def meanwhile():
+                while not done.is_set():
+                    waited.append(get(other))
+            thread = threading.Thread(target=meanwhile)
+            thread.start()
+            began = time.perf_counter()
+            answer = call()
+            took = time.perf_counter() - began
+            done.set()
+            thread.join()
+            print(f'abuse: {what}: {answer} after {took * 1e3:.0f} ms; {len(waited)} Gets of another client meanwhile, the '
+                  f'slowest {max(waited):.0f} ms', flush=True)
 
 
 if __name__ == '__main__':

@@ -16,11 +16,6 @@ WHERES = ['/', '/interfaces/interface', '/interfaces/interface[name=i3]', '/.../
           '/routing/instance[name=r]/route[protocol=bgp]/metric', '/interfaces/interface/state']
 
 
-def resident(target):
-    with open(f'/proc/{target.process.pid}/status') as status:
-        return next(int(line.split()[1]) for line in status if line.startswith('VmRSS'))
-
-
 def one_client(target, seed, end, counts):
     """Sets, Gets and streams in turn, some of them cancelled or half closed."""
     chance = random.Random(seed)
@@ -66,7 +61,7 @@ def main():
         print(f'{sent} requests that are almost right in {time.time() - began:.0f} s: {dict(hostile.answers)}', flush=True)
         target.stub.Set(gnmi.SetRequest(delete=[path('/')]))
 
-        before, began, counts = resident(target), time.time(), [0] * 16
+        before, began, counts = target.resident(), time.time(), [0] * 16
         clients = [threading.Thread(target=one_client, args=[target, i, began + minutes * 60, counts]) for i in range(16)]
         for client in clients:
             client.start()
@@ -74,7 +69,7 @@ def main():
             client.join()
         assert all(counts), counts
         print(f'{sum(counts)} calls of 16 clients in {time.time() - began:.0f} s; resident {before} KiB before, '
-              f'{resident(target)} KiB after', flush=True)
+              f'{target.resident()} KiB after', flush=True)
         code, log = target.end()
         assert code == 0 and 'Sanitizer' not in log, log
 

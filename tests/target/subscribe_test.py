@@ -166,6 +166,14 @@ class Subscribe(unittest.TestCase):
         self.assertEqual(message, ([], ['/interfaces/interface[name=a]']))
         self.assertEqual(stream.next(), ([('/interfaces/interface[name=b]/mtu', 200)], []))
 
+    def test_two_samples_on_one_stream(self):
+        """When both are due at once, neither waits for ever behind the other."""
+        wheres = ['/interfaces/interface[name=%s]/mtu' % name for name in 'ab']
+        stream = self.open(listed(*[(where, 'SAMPLE', {}) for where in wheres]))
+        stream.until_sync()
+        found = [update[0] for _ in range(6) for update in stream.next()[0]]
+        self.assertEqual([found.count(where) for where in wheres], [3, 3])
+
     def test_samples_of_what_changed(self):
         where = '/interfaces/interface[name=a]/mtu'
         stream = self.open(listed((where, 'SAMPLE', {'suppress_redundant': True, 'sample_interval': SECOND // 5})))
