@@ -16,7 +16,7 @@ struct Escapes {
   std::array<std::uint8_t, 128> sizes = {};
 
   constexpr void set(char byte, std::string_view text) {
-    auto const at = static_cast<std::size_t>(byte);
+    auto const at = static_cast<unsigned char>(byte);
     for (std::size_t i = 0; i != text.size(); ++i) {
       texts[at][i] = text[i];
     }
@@ -28,8 +28,12 @@ constexpr Escapes jsonEscapes = [] {
   constexpr std::string_view digits = "0123456789abcdef";
   Escapes escapes;
   for (char byte = 0; byte != ' '; ++byte) {
-    std::array<char, 6> const code = {
-        '\\', 'u', '0', '0', digits[static_cast<std::size_t>(byte) / 16], digits[static_cast<std::size_t>(byte) % 16]};
+    std::array<char, 6> const code = {'\\',
+                                      'u',
+                                      '0',
+                                      '0',
+                                      digits[static_cast<unsigned char>(byte) / 16U],
+                                      digits[static_cast<unsigned char>(byte) % 16U]};
     escapes.set(byte, {code.data(), code.size()});
   }
   escapes.set('"', "\\\"");
@@ -66,7 +70,7 @@ void append(std::string_view text, Escapes const& escapes, std::string& out) {
   while (!text.empty()) {
     std::size_t plain = 0;
     while (plain != text.size() && static_cast<unsigned char>(text[plain]) < 0x80 &&
-           escapes.sizes[static_cast<std::size_t>(text[plain])] == 0) {
+           escapes.sizes[static_cast<unsigned char>(text[plain])] == 0) {
       ++plain;
     }
     out += text.substr(0, plain);

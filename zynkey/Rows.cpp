@@ -230,6 +230,8 @@ class Rows::Worker {
   std::span<Row const> rows(std::string_view line, std::string& out) {
     rows_.clear();
     out_ = &out;
+    lineBegin_ = out.size();
+    isFull_ = false;
     if (line.ends_with('\r')) {
       line.remove_suffix(1);
     }
@@ -344,7 +346,7 @@ class Rows::Worker {
       }
       if (error) {
         failed(record, path, *error);
-      } else if (entries_.empty()) {
+      } else if (entries_.empty() && !isFull()) {
         start(record, path);
         end({}, nullptr);
       }
@@ -468,18 +470,33 @@ class Rows::Worker {
 
   // One row.
 
+  /** Every row repeats the fields: rows times fields are bounded, so that a line of many entries is no flood. */
+  bool isFull() {
+    if (!isFull_ && (out_->size() - lineBegin_) / mostTimes > plan_.options.maxLine) {
+      isFull_ = true;
+      start({}, {});
+      RowError const error{
+          .text = "the rows of the line are more than " + std::to_string(mostTimes) + " times --max-line",
+          .kind = nameOf(Gnmi::ErrorClass::BoundPassed)};
+      end({}, &error);
+    }
+    return isFull_;
+  }
+
   void failed(Record const& record, PathText path, RowError const& error) {
-    start(record, path);
-    end({}, &error);
+    if (!isFull()) {
+      start(record, path);
+      end({}, &error);
+    }
   }
 
   void row(Record const& record, PathText path, Entry const& entry) {
     if (way_ != nullptr && kindOf(entry.selection) == "every") {
       failed(record, path, noTags(*way_, entry.collection));
-      return;
+    } else if (!isFull()) {
+      start(record, path);
+      end(&entry, nullptr);
     }
-    start(record, path);
-    end(&entry, nullptr);
   }
 
   /** The columns up to `path`. */
@@ -571,7 +588,11 @@ class Rows::Worker {
   absl::flat_hash_map<Zyn::ZynAttr, std::vector<KeyColumn>> keyColumns_;
   std::vector<Row> rows_;
   // Of one line.
+  static constexpr std::size_t mostTimes = 128;
   std::string* out_ = nullptr;
+  std::size_t lineBegin_ = 0;
+  bool isFull_ = false;
+  /** Of the row that is written. */
   std::size_t begin_ = 0;
   // Of one record.
   Gnmi::Resolved found_;

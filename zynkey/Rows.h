@@ -35,7 +35,8 @@
 //
 // With `collection`, a path or an event gives exactly one row: the innermost entry, where the path passes the
 // collection more than once. Without, it gives one for each selection, equal ones once, and one without a collection
-// where there is none. A line that is no path or event gives one row with an error. An event without a path that the
+// where there is none. A line that is no path or event gives one row with an error. Where the rows of one line pass 128
+// times `maxLine`, one that is BoundPassed ends them. An event without a path that the
 // schema knows is taken as one of `collection` where it has a tag for it.
 //
 //   accepted   {"id": 1, "path": "/vrf[name=red]"}    one row

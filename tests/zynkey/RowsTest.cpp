@@ -150,6 +150,22 @@ TEST(Rows, OfOneLineEndInOneErrorWhereItBreaksOff) {
   EXPECT_FALSE(all[1].contains("x"));
 }
 
+// Each row repeats the fields of its line, so rows without a bound would be the square of the line.
+TEST(Rows, OfALineAreBounded) {
+  std::string line = R"({"id": 1, "deletes": [)";
+  for (int i = 0; i != 200; ++i) {
+    line += (i == 0 ? "" : ",") + ("\"/vlan[id=" + std::to_string(i)) + "]\"";
+  }
+  line += "]}";
+  Rows rows = made({.input = RowInput::Event, .maxLine = 4096});
+  ASSERT_LT(line.size(), 4096U);
+  auto const all = objects(rows, line);
+  EXPECT_LT(all.size(), 200U);
+  EXPECT_EQ(all.back()["class"], "BoundPassed");
+  EXPECT_EQ(all.at(all.size() - 2)["class"], nullptr);
+  EXPECT_EQ(objects(rows, R"({"id": 2, "deletes": ["/vlan[id=7]"]})").size(), 1U);
+}
+
 TEST(Rows, CopiesHaveThreadsOfTheirOwn) {
   Model::setThreadSafe(true);
   Rows const rows = made({.input = RowInput::Event, .collection = "Vrf.route"});
