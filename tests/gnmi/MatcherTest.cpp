@@ -299,6 +299,36 @@ TEST_F(Match, WhatIsAskedOfValuesDoesNotGrowWithSubscriptions) {
   EXPECT_EQ(askedWith(30'000), few);
 }
 
+TEST_F(Match, WhatIsAskedToAddAndRemoveOneDoesNotGrowWithOthers) {
+  CountingValues const counting;
+  for (std::size_t const count : {10U, 1'000U, 30'000U}) {
+    std::vector<Resolved> nodes;
+    for (std::size_t i = 0; i != count; ++i) {
+      std::string const number = std::to_string(i);
+      nodes.push_back(resolved("/vrf[name=v" + number + "]/route[prefix=::/0][protocol=bgp][index=7]"));
+      nodes.push_back(resolved("/vrf[name=v" + number + "]/route[prefix=::/0][protocol=p" + number + "]"));
+      nodes.push_back(resolved("/vrf/route[protocol=p" + number + "]/metric"));
+    }
+    Matcher matcher(counting);
+    counting.asked = 0;
+    counting.compared = 0;
+    for (std::size_t i = 0; i != nodes.size(); ++i) {
+      matcher.add(i, nodes[i]);
+    }
+    // The hashes of the name and the key; of the name and two parts; of one part.
+    EXPECT_EQ(counting.asked, (2 + 3 + 1) * count);
+    // One name is found again. A table by hash compares a few that are not the same, by chance.
+    EXPECT_LT(counting.compared, 3 * count + 20);
+    counting.compared = 0;
+    for (std::size_t i = 0; i != nodes.size(); ++i) {
+      matcher.remove(i);
+    }
+    EXPECT_EQ(counting.asked, (2 + 3 + 1) * count) << "hashes are kept";
+    // Each place is found once more: two keys of one value, one of two, one of one.
+    EXPECT_LT(counting.compared, (2 + 2 + 1 + 3) * count + 20);
+  }
+}
+
 TEST_F(Match, ADeepSchemaTakesNoStack) {
   Zyn::ZynType const knot = module.entity("Knot").attr("end", core(Kind::Bool));
   module.extend(knot).attr("in", knot);
