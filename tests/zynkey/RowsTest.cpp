@@ -56,6 +56,15 @@ json only(RowOptions const& options, std::string_view line) {
   return all.empty() ? json() : all.front();
 }
 
+/** The number in place of each '#'. */
+std::string withNumber(std::string_view text, int number) {
+  std::string all;
+  for (char const byte : text) {
+    byte == '#' ? all += std::to_string(number) : all += byte;
+  }
+  return all;
+}
+
 TEST(Rows, AreAppended) {
   Rows rows = made({.output = RowFormat::Tsv, .collection = "Device.vlan"});
   std::string out = "before\n";
@@ -90,11 +99,10 @@ TEST(Rows, OfAnEventAreOneForEachEntry) {
 TEST(Rows, OfManyPathsOfEventsStayRight) {
   Rows rows = made({.input = RowInput::Event, .collection = "Device.interface"});
   for (int i = 0; i != 10'000; ++i) {
-    std::string const number = std::to_string(i);
-    auto const all = objects(rows, R"({"tags": {"interface_name": "eth)" + number + R"("}, "values": {"/interface/x)" +
-                                       number + R"(": 1}})");
+    auto const all =
+        objects(rows, withNumber(R"({"tags": {"interface_name": "eth#"}, "values": {"/interface/x#": 1}})", i));
     ASSERT_EQ(all.size(), 1U);
-    ASSERT_EQ(all[0]["name"], "eth" + number);
+    ASSERT_EQ(all[0]["name"], withNumber("eth#", i));
   }
 }
 
@@ -102,7 +110,7 @@ TEST(Rows, OfLongAndDeepLinesEnd) {
   std::string const deep(1'000'000, '[');
   for (std::string const& line :
        {deep, R"({"id": 1, "x": )" + deep, R"({"id": 1, "elem": )" + deep, R"({"id": 1, "tags": )" + deep,
-        "{\"id\": 1, \"path\": \"" + std::string(500'000, '/')}) {
+        R"({"id": 1, "path": ")" + std::string(500'000, '/')}) {
     json const row = only({.input = RowInput::Json, .maxLine = std::size_t{1} << 22U}, line);
     EXPECT_EQ(row["class"], "BadLine");
     EXPECT_EQ(row["id"].is_null(), line.front() == '[');
@@ -176,9 +184,7 @@ TEST(Rows, CopiesHaveThreadsOfTheirOwn) {
       threads.emplace_back([&rows, &out] {
         Rows own = rows;
         for (int i = 0; i != 500; ++i) {
-          std::string const number = std::to_string(i);
-          own.rows(R"({"tags": {"vrf_name": "a", "route_tag": ")" + number + R"("}, "values": {"/vrf/route/)" + number +
-                       R"(": 1}})",
+          own.rows(withNumber(R"({"tags": {"vrf_name": "a", "route_tag": "#"}, "values": {"/vrf/route/#": 1}})", i),
                    out);
         }
       });
