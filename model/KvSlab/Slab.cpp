@@ -174,11 +174,12 @@ std::byte* memoryOf(Chunk* chunk) noexcept {
  */
 constexpr unsigned addressBits = 48;
 constexpr std::size_t places = (std::size_t{1} << addressBits) / segmentSize;
-constinit std::array<std::atomic<std::uint64_t>, places / 64> isSegment;
+constinit std::array<std::uint64_t, places / 64> isSegment = {};
 
 bool isOfSlab(void* address) noexcept {
   std::uintptr_t const place = reinterpret_cast<std::uintptr_t>(address) / segmentSize;
-  return ((isSegment[place / 64].load(std::memory_order_relaxed) >> (place % 64)) & 1U) != 0;
+  std::atomic_ref const bits(isSegment[place / 64]);
+  return ((bits.load(std::memory_order_relaxed) >> (place % 64)) & 1U) != 0;
 }
 
 Segment* mapSegment() {
@@ -235,7 +236,7 @@ class Store {
       madvise(segment, segmentSize, MADV_HUGEPAGE);
     }
     std::uintptr_t const place = reinterpret_cast<std::uintptr_t>(segment) / segmentSize;
-    isSegment[place / 64].fetch_or(std::uint64_t{1} << (place % 64), std::memory_order_relaxed);
+    std::atomic_ref(isSegment[place / 64]).fetch_or(std::uint64_t{1} << (place % 64), std::memory_order_relaxed);
     for (std::size_t i = chunksOfSegment; i-- > headChunks;) {
       segment->chunks[i].next = std::exchange(returned_, &segment->chunks[i]);
     }

@@ -45,10 +45,10 @@ class ValueObject : public Zyn::GenericIf {
   Zyn::ZynType type() const noexcept { return row_.handle; }
 
  protected:
-  ValueObject(TypeRow const& itsRow, std::uint32_t itsSize) noexcept : size_(itsSize), row_(itsRow) {}
+  ValueObject(TypeRow const& itsRow, std::uint32_t itsWord) noexcept : word(itsWord), row_(itsRow) {}
 
   /** What the subclass makes of it. Kept here, beside the count of users, where it takes no memory of its own. */
-  std::uint32_t const size_;
+  std::uint32_t const word;
 
  private:
   // Not the handle, which takes twice the memory.
@@ -81,7 +81,7 @@ struct Content {
   std::string large;
 };
 
-/** A value of a scalar kind, or an enumerator. A number that `size_` does not hold, and then the bytes, follow it. */
+/** A value of a scalar kind, or an enumerator. A number that `word` does not hold, and then the bytes, follow it. */
 class Scalar final : public ValueObject {
  public:
   static NewValue make(TypeRow const& row, Content const& content);
@@ -90,12 +90,12 @@ class Scalar final : public ValueObject {
 
   /** The same as `Content::number`; for kinds that hold bytes, their count. */
   std::uint64_t number() const noexcept {
-    return size_ != isWide ? size_ : *reinterpret_cast<std::uint64_t const*>(this + 1);
+    return word != isWide ? word : *reinterpret_cast<std::uint64_t const*>(this + 1);
   }
   /** Only for kinds that hold bytes. */
   std::string_view text() const noexcept {
     auto const* const behind = reinterpret_cast<char const*>(this + 1);
-    return {size_ != isWide ? behind : behind + sizeof(std::uint64_t), static_cast<std::size_t>(number())};
+    return {word != isWide ? behind : behind + sizeof(std::uint64_t), static_cast<std::size_t>(number())};
   }
 
  private:
@@ -111,8 +111,8 @@ class Composed final : public ValueObject {
   static Velko::Ptr<Composed> make(Zyn::ZynType type) { return make(rowOf(type)); }
   static void operator delete(Composed* value, std::destroying_delete_t) noexcept;
 
-  std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), size_}; }
-  std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), size_}; }
+  std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), word}; }
+  std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), word}; }
 
   /**
    * Kept once it is known, where all parts are scalars, which never change: a table asks for the hashes of all its keys
