@@ -104,7 +104,7 @@ TEST(Slab, AFreedBlockIsUsedAgainForTheSameSizeStep) {
 }
 
 /** Chunks of this size go to and fro between the slab and the system. */
-constexpr std::size_t chunkSize = 32 * 1024;
+constexpr std::size_t chunkSize = 32'768;
 /** What threads keep of one size, and what is in hand for all, pins no more than this. */
 constexpr std::size_t fewChunks = 80 * chunkSize;
 
@@ -119,8 +119,8 @@ TEST(Slab, MemoryGoesBackToTheSystem) {
   std::size_t const before = Model::slabMemory().used;
   std::vector<void*> const blocks = takeMany(300'000);
   std::size_t const full = Model::slabMemory().used;
-  EXPECT_GE(full, before + 300'000 * 48 - fewChunks);
-  EXPECT_LE(full, before + 300'000 * 48 + fewChunks);
+  EXPECT_GE(full, before + std::size_t{300'000} * 48 - fewChunks);
+  EXPECT_LE(full, before + std::size_t{300'000} * 48 + fewChunks);
   std::ranges::for_each(blocks, give);
   EXPECT_LE(Model::slabMemory().used, before + fewChunks);
   EXPECT_LE(Model::slabMemory().inHand, fewChunks);
