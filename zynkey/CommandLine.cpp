@@ -139,8 +139,8 @@ class CommandLine {
         ->check(notEmpty());
     rows->add_option(
             "--in", options_.input,
-            "What a line is: path, a path; json, an object with 'path' or 'elem'; event, one of a collector, or "
-            "a list of them")
+            "What a line is: path, a path; json, an object with 'path' or 'elem', and maybe 'prefix'; event, one of a "
+            "collector, or a list of them, with keys as tags such as 'interface_name'")
         ->option_text("FORM");
     rows->add_option("--out", options_.output, "What a row is: json, tsv or csv")->option_text("FORM");
     rows->add_option("--collection", options_.collection,
@@ -158,7 +158,8 @@ class CommandLine {
             ->option_text("NAME")
             ->check(notEmpty());
     fields_->allow_extra_args(false);
-    rows->add_option("--ddl", options_.ddl, "Read no lines: print the columns of a table for the rows, of: clickhouse")
+    rows->add_option("--ddl", options_.ddl,
+                     "Read no lines: print the columns of a table for rows with these options, of: clickhouse")
         ->check(notEmpty())
         ->option_text("ENGINE");
     rows->add_flag("--fail", options_.failOnError, "Exit with 1 when a row has an error");

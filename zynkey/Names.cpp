@@ -26,6 +26,19 @@ std::expected<typename Cache::mapped_type, std::string> findCached(Cache& cache,
   return known->second;
 }
 
+/** "/a:x/y.z" as "/x/y/z": what a collection of YANG, and the path of its list, have in common. */
+std::string pathOfNames(std::string_view name) {
+  std::string path;
+  for (std::size_t at = 0; at != name.size(); ++at) {
+    if (name[at] == ':') {
+      path.resize(path.rfind('/') + 1);
+    } else {
+      path += name[at] == '.' ? '/' : name[at];
+    }
+  }
+  return path;
+}
+
 }  // namespace
 
 Names::Names(Model::Schema const& schema, Resolvers* resolvers) : schema_(schema), resolvers_(resolvers) {
@@ -52,6 +65,20 @@ Zyn::ZynAttr Names::findCollection(std::string_view name) const {
   return {};
 }
 
+std::string Names::unknownCollection(std::string_view name) {
+  if (collectionNames_.empty()) {
+    collectionNames_ = collectionNames(schema_, false);
+  }
+  std::vector<std::string> sameWay;
+  if (name.starts_with('/')) {
+    std::ranges::copy_if(collectionNames_, std::back_inserter(sameWay),
+                         [path = pathOfNames(name)](std::string const& full) { return pathOfNames(full) == path; });
+  }
+  return "unknown collection " + Text::inQuotes(name) +
+         (sameWay.empty() ? Text::didYouMean(name, collectionNames_)
+                          : "; did you mean " + Text::list(sameWay, Text::inQuotes) + "?");
+}
+
 std::string Names::unknownType(std::string_view name) {
   if (typeNames_.empty()) {
     typeNames_ = schema_.names();
@@ -74,12 +101,7 @@ std::expected<Zyn::ZynType, std::string> Names::type(std::string_view name) {
 std::expected<Zyn::ZynAttr, std::string> Names::collection(std::string_view name) {
   return findCached(
       collections_, name, [this](std::string_view text) { return findCollection(text); },
-      [&] {
-        if (collectionNames_.empty()) {
-          collectionNames_ = collectionNames(schema_, false);
-        }
-        return "unknown collection " + Text::inQuotes(name) + Text::didYouMean(name, collectionNames_);
-      });
+      [&] { return unknownCollection(name); });
 }
 
 std::expected<Zyn::ZynType, std::string> Names::root(std::string_view name) {

@@ -41,6 +41,7 @@ class Names {
  private:
   Zyn::ZynAttr findCollection(std::string_view name) const;
   std::string unknownType(std::string_view name);
+  std::string unknownCollection(std::string_view name);
 
   Model::Schema const& schema_;
   Resolvers* resolvers_;

@@ -70,6 +70,19 @@ std::expected<Gnmi::Path, Gnmi::Error> readPath(PathInput const& input) {
   return input.isText ? Gnmi::parsePath(input.text) : Gnmi::readPath(input);
 }
 
+std::expected<Gnmi::Path, Gnmi::Error> behindPrefix(std::expected<Gnmi::Path, Gnmi::Error> path,
+                                                    PathInput const* prefix) {
+  if (!path || prefix == nullptr) {
+    return path;
+  }
+  auto front = readPath(*prefix);
+  if (!front) {
+    front.error().inPrefix = true;
+    return front;
+  }
+  return Gnmi::join(*front, *path);
+}
+
 Gnmi::Error explained(Gnmi::Error error, Gnmi::Path const& path) {
   if (std::string const quotes = quotesIn(path); error.kind == Gnmi::ErrorClass::ValueRefused && !quotes.empty()) {
     error.text += "; " + quotes;
@@ -83,15 +96,7 @@ bool hasWildcards(Gnmi::Path const& path) {
 }
 
 std::expected<std::variant<PathAnswer, Expansions>, Gnmi::Error> resolvePath(PathRequest const& request) {
-  auto path = readPath(request.path);
-  if (path && request.hasPrefix) {
-    auto prefix = readPath(request.prefix);
-    if (!prefix) {
-      prefix.error().inPrefix = true;
-      return std::unexpected(std::move(prefix).error());
-    }
-    path = Gnmi::join(*prefix, *path);
-  }
+  auto path = behindPrefix(readPath(request.path), request.hasPrefix ? &request.prefix : nullptr);
   if (!path) {
     return std::unexpected(std::move(path).error());
   }

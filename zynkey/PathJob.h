@@ -93,6 +93,9 @@ bool hasWildcards(Gnmi::Path const& path);
 
 /** The path that the input is, which lives longer. */
 std::expected<Gnmi::Path, Gnmi::Error> readPath(PathInput const& input);
+/** `path` behind `prefix`, which may be null. */
+std::expected<Gnmi::Path, Gnmi::Error> behindPrefix(std::expected<Gnmi::Path, Gnmi::Error> path,
+                                                    PathInput const* prefix);
 
 /** `error` as a sentence that names what exists: near names where there are some. */
 std::string sentence(Gnmi::Error const& error);

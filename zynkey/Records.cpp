@@ -15,23 +15,27 @@ namespace {
 using Json = nlohmann::json;
 using Shape = Field::Shape;
 
-/** What the fields of a record are read as, besides what they pass on. */
-enum class Role : std::uint8_t { Other, Path, Elem, Origin, Tags, Values, Deletes };
+/** What the fields of a record, and of a prefix in it, are read as, besides what they pass on. */
+enum class Role : std::uint8_t { Other, Path, Elem, Origin, Target, Prefix, Tags, Values, Deletes };
+
+enum Place : std::uint8_t { InPath = 1, InPrefix = 2, InEvent = 4 };
 
 struct RoleRow {
   std::string_view name;
-  RecordKind kind;
+  unsigned places;
   Role role;
   /** What else the field may be is null. */
   std::string_view shape;
 };
-constexpr std::array<RoleRow, 6> roles = {{
-    {"path", RecordKind::Path, Role::Path, "a text"},
-    {"elem", RecordKind::Path, Role::Elem, R"(a list of elements such as {"name": "vrf", "key": {"name": "red"}})"},
-    {"origin", RecordKind::Path, Role::Origin, ""},
-    {"tags", RecordKind::Event, Role::Tags, "an object of texts"},
-    {"values", RecordKind::Event, Role::Values, "an object"},
-    {"deletes", RecordKind::Event, Role::Deletes, "a list of texts"},
+constexpr std::array<RoleRow, 8> roles = {{
+    {"path", InPath | InPrefix, Role::Path, "a text"},
+    {"elem", InPath | InPrefix, Role::Elem, R"(a list of elements such as {"name": "vrf", "key": {"name": "red"}})"},
+    {"origin", InPath | InPrefix, Role::Origin, "a text"},
+    {"target", InPrefix, Role::Target, "a text"},
+    {"prefix", InPath, Role::Prefix, "an object with fields of a path"},
+    {"tags", InEvent, Role::Tags, "an object of texts, numbers and booleans"},
+    {"values", InEvent, Role::Values, "an object"},
+    {"deletes", InEvent, Role::Deletes, "a list of texts"},
 }};
 
 constexpr std::string_view pathExample = R"(a line is an object such as {"path": "/vrf[name=red]"})";
@@ -172,18 +176,24 @@ class Reader final : public nlohmann::json_sax<Json> {
   }
 
   void startField(std::string& name) {
-    auto const* const row =
-        std::ranges::find_if(roles, [&](RoleRow const& known) { return known.kind == kind_ && known.name == name; });
-    role_ = row == roles.end() ? Role::Other : row->role;
-    shape_ = row == roles.end() ? "" : row->shape;
+    inPrefix_ = false;
+    startRole(name, kind_ == RecordKind::Path ? InPath : InEvent);
     isFieldWhole_ = false;
     record_.fields.push_back({std::move(name)});
-    if (role_ == Role::Path || role_ == Role::Elem) {
-      (role_ == Role::Path ? hasText_ : hasElems_) = true;
-    }
   }
 
-  void wrongShape() { fail("field " + Text::inQuotes(field().name) + " must be " + std::string(shape_)); }
+  /** Whether the field has a role there. */
+  bool startRole(std::string_view name, Place place) {
+    auto const* const row = std::ranges::find_if(
+        roles, [&](RoleRow const& known) { return (known.places & place) != 0 && known.name == name; });
+    role_ = row == roles.end() ? RoleRow{.name = {}, .places = 0, .role = Role::Other, .shape = {}} : *row;
+    if (role_.role == Role::Path || role_.role == Role::Elem) {
+      (role_.role == Role::Path ? given().hasText : given().hasElems) = true;
+    }
+    return row != roles.end();
+  }
+
+  void wrongShape() { fail("field " + Text::inQuotes(role_.name) + " must be " + std::string(role_.shape)); }
   void fail(std::string flaw) {
     if (record_.flaw.empty()) {
       record_.flaw = std::move(flaw);
@@ -192,33 +202,69 @@ class Reader final : public nlohmann::json_sax<Json> {
 
   // What a field with a role is made of. `part...` see what is in it, once it has been passed on.
 
-  std::size_t depthInField() const { return depth_ - recordDepth_; }
+  std::size_t depthInField() const { return depth_ - recordDepth_ - (inPrefix_ ? 1 : 0); }
 
   void partKey(std::string const& name) {
-    if (role_ == Role::Tags) {
+    if (inPrefix_ && depthInField() == 0) {
+      prefixKey(name);
+    } else if (role_.role == Role::Tags) {
       record_.tags.emplace_back(name, "");
-    } else if (role_ == Role::Values && depthInField() == 1) {
-      record_.paths.push_back(name);
-    } else if (role_ == Role::Elem) {
-      if (depthInField() == 3) {
-        elems_.back().keys.emplace_back(name, "");
-      } else if (elemField_ = name; name != "name" && name != "key") {
-        fail("unknown field " + Text::inQuotes(name) + " of an element; there are 'name', 'key'");
-      }
+    } else if (role_.role == Role::Values && depthInField() == 1) {
+      record_.values.push_back(name);
+    } else if (role_.role == Role::Elem) {
+      elemKey(name);
+    }
+  }
+
+  void prefixKey(std::string const& name) {
+    if (!startRole(name, InPrefix)) {
+      fail("field 'prefix' takes no field " + Text::inQuotes(name));
+    } else {
+      once(name, prefixSeen_);
+    }
+  }
+
+  void elemKey(std::string const& name) {
+    if (depthInField() == 3) {
+      given().elems.back().keys.emplace_back(name, "");
+    } else if (elemField_ = name; name != "name" && name != "key") {
+      fail("unknown field " + Text::inQuotes(name) + " of an element; there are 'name', 'key'");
+    } else {
+      once(name, elemSeen_);
+    }
+  }
+
+  /** `name` is one of few. */
+  void once(std::string const& name, std::vector<std::string>& seen) {
+    if (std::ranges::find(seen, name) != seen.end()) {
+      fail("field " + Text::inQuotes(name) + " is given twice");
+    } else {
+      seen.push_back(name);
     }
   }
 
   void partOpens(char bracket) {
     std::size_t const depth = depthInField();
     bool fits = true;
-    switch (role_) {
+    switch (role_.role) {
       case Role::Path:
+      case Role::Origin:
+      case Role::Target:
         fits = false;
         break;
       case Role::Elem:
         fits = depth == 0 ? bracket == '[' : bracket == '{' && (depth == 1 || (depth == 2 && elemField_ == "key"));
         if (fits && depth == 1) {
-          elems_.emplace_back();
+          given().elems.emplace_back();
+          elemSeen_.clear();
+        }
+        break;
+      case Role::Prefix:
+        fits = bracket == '{';
+        if (fits) {
+          inPrefix_ = true;
+          record_.prefix.emplace();
+          role_.role = Role::Other;
         }
         break;
       case Role::Tags:
@@ -230,36 +276,42 @@ class Reader final : public nlohmann::json_sax<Json> {
       case Role::Deletes:
         fits = depth == 0 && bracket == '[';
         break;
-      default:
+      case Role::Other:
         break;
     }
     if (!fits) {
       wrongShape();
       // What else is in it has no meaning.
-      role_ = Role::Other;
+      role_.role = Role::Other;
     }
   }
 
   void part(std::string_view text, Shape shape) {
     std::size_t const depth = depthInField();
+    bool const isText = shape == Shape::Text;
     bool fits = true;
-    switch (role_) {
+    switch (role_.role) {
       case Role::Path:
-        fits = shape == Shape::Text;
+        fits = isText;
         if (fits) {
-          pathText_ = text;
+          given().text = text;
         }
         break;
       case Role::Elem:
-        fits = shape == Shape::Text && ((depth == 2 && elemField_ == "name") || depth == 3);
+        fits = isText && ((depth == 2 && elemField_ == "name") || depth == 3);
         if (fits) {
-          (depth == 2 ? elems_.back().nameText : elems_.back().keys.back().second) = text;
+          (depth == 2 ? given().elems.back().nameText : given().elems.back().keys.back().second) = text;
         }
         break;
       case Role::Origin:
-        if (shape == Shape::Text && depth == 0) {
-          origin_ = text;
+      case Role::Target:
+        fits = isText || shape == Shape::None;
+        if (isText) {
+          (role_.role == Role::Origin ? given().origin : given().target) = text;
         }
+        break;
+      case Role::Prefix:
+        fits = shape == Shape::None;
         break;
       case Role::Tags:
         fits = depth == 1 ? shape != Shape::None : shape == Shape::None;
@@ -271,9 +323,9 @@ class Reader final : public nlohmann::json_sax<Json> {
         fits = depth != 0 || shape == Shape::None;
         break;
       case Role::Deletes:
-        fits = depth == 1 ? shape == Shape::Text : shape == Shape::None;
+        fits = depth == 1 ? isText : shape == Shape::None;
         if (fits && depth == 1) {
-          record_.paths.emplace_back(text);
+          record_.deletes.emplace_back(text);
         }
         break;
       case Role::Other:
@@ -303,18 +355,44 @@ class Reader final : public nlohmann::json_sax<Json> {
 
   void takePath() {
     std::erase_if(record_.fields, [](Field const& one) { return one.name == "path" || one.name == "elem"; });
-    if (hasText_ && hasElems_) {
-      fail("a path is given as 'path', or as 'elem'; not as both");
-    } else if (!hasText_ && !hasElems_) {
+    for (Given const& one : {std::cref(path_), std::cref(prefix_)}) {
+      if (one.hasText && (one.hasElems || one.origin || one.target)) {
+        fail("a path is given as 'path', or in the fields of a message; not as both");
+      }
+    }
+    if (!path_.hasText && !path_.hasElems) {
       fail("field 'path' is missing, or 'elem'");
-    } else if (pathText_) {
-      record_.path.emplace().isText = true;
-      record_.path->text = *std::move(pathText_);
-    } else if (hasElems_) {
-      record_.path.emplace().elems = std::move(elems_);
-      record_.path->originText = std::move(origin_);
+    } else if (path_.text || path_.hasElems) {
+      record_.path = inputOf(std::move(path_));
+    }
+    if (record_.prefix) {
+      record_.prefix = inputOf(std::move(prefix_));
     }
   }
+
+  /** What fields say of a path. */
+  struct Given {
+    bool hasText = false;
+    bool hasElems = false;
+    std::optional<std::string> text;
+    std::optional<std::string> origin;
+    std::optional<std::string> target;
+    std::vector<PathInput::Elem> elems;
+  };
+
+  static PathInput inputOf(Given given) {
+    PathInput input;
+    input.isText = given.text.has_value();
+    input.text = std::move(given.text).value_or("");
+    if (!input.isText) {
+      input.elems = std::move(given.elems);
+      input.originText = std::move(given.origin).value_or("");
+      input.targetText = std::move(given.target).value_or("");
+    }
+    return input;
+  }
+
+  Given& given() { return inPrefix_ ? prefix_ : path_; }
 
   RecordKind kind_;
   std::function<void(Record&)> const& take_;
@@ -328,14 +406,14 @@ class Reader final : public nlohmann::json_sax<Json> {
   bool isFieldWhole_ = true;
   bool isBroken_ = false;
 
-  Role role_ = Role::Other;
-  std::string_view shape_;
+  /** Of the field that is read, or of the one in the prefix. */
+  RoleRow role_ = {.name = {}, .places = 0, .role = Role::Other, .shape = {}};
+  bool inPrefix_ = false;
+  std::vector<std::string> prefixSeen_;
   std::string elemField_;
-  bool hasText_ = false;
-  bool hasElems_ = false;
-  std::optional<std::string> pathText_;
-  std::string origin_;
-  std::vector<PathInput::Elem> elems_;
+  std::vector<std::string> elemSeen_;
+  Given path_;
+  Given prefix_;
 };
 
 }  // namespace

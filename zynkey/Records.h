@@ -2,6 +2,8 @@
 //
 //   a path     {"id": 7, "path": "/vrf[name=red]", "source": "r1"}
 //              {"id": 8, "elem": [{"name": "vrf", "key": {"name": "red"}}], "origin": "openconfig"}
+//              {"id": 9, "path": "/route", "prefix": {"path": "/vrf[name=red]"}}
+//              {"id": 9, "path": "/route", "prefix": {"elem": [...], "origin": "openconfig", "target": "r1"}}
 //   an event   {"name": "sub1", "timestamp": 1700000000000000000, "tags": {"source": "r1", "interface_name": "eth0"},
 //               "values": {"/interfaces/interface/state/mtu": 1500}, "deletes": ["/interfaces/interface/state"]}
 //   events     [{...}, {...}]
@@ -9,7 +11,7 @@
 // The line is read once, and no document is built of it: time and memory are linear in it however it nests. What is
 // wrong with a record is a text in it, and the fields that were read before stay: a record is told by its `id`. Not
 // JSON at all, a line ends in a record with what was read of it; where the reason is a byte that is no UTF-8, with all
-// of it.
+// of it, and so says each record of the line. A null is as good as no field, but for `path` and `elem`.
 #pragma once
 
 #include <cstddef>
@@ -31,21 +33,27 @@ struct Field {
 
   std::string name;
   Shape shape = Shape::None;
-  /** A text as it is; all else as JSON in one line, numbers of any size digit for digit. */
+  /**
+   * A text as it is; all else as JSON in one line, numbers digit for digit; -0 is 0. One that no double comes near,
+   * such as 1e400, is not JSON.
+   */
   std::string value = {};
 };
 
 void write(std::string_view name, Field const& field, CellWriter& cells);
 
 struct Record {
-  /** All but those that say the path, in the order given. */
+  /** All but `path` and `elem`, in the order given. */
   std::vector<Field> fields;
   /** Of a path: text, or elements with an origin. */
   std::optional<PathInput> path;
+  /** The same, and a target. */
+  std::optional<PathInput> prefix;
   /** Of an event, sorted by name. */
   NamedTexts tags;
-  /** Of an event: the paths of its values, then those of its deletes. */
-  std::vector<std::string> paths;
+  /** Of an event: the paths of its values, and its deletes. */
+  std::vector<std::string> values;
+  std::vector<std::string> deletes;
   /** Why there is no path, or no event; empty where there is one. */
   std::string flaw;
   /** Where the line is no JSON: the byte. */

@@ -41,7 +41,9 @@ RowError badLine(std::string text, std::optional<std::size_t> offset = {}) {
 }
 
 RowError rowError(Gnmi::Error const& error, bool hasText) {
-  return {.text = sentence(error), .kind = nameOf(error.kind), .offset = hasText ? error.offset : std::nullopt};
+  return {.text = (error.inPrefix ? "in the prefix: " : "") + sentence(error),
+          .kind = nameOf(error.kind),
+          .offset = hasText && !error.inPrefix ? error.offset : std::nullopt};
 }
 
 /** The enumerator of that name, in the order of the names. */
@@ -58,7 +60,7 @@ std::expected<Enum, std::string> named(std::string_view name, std::vector<std::s
 struct Entry {
   Zyn::ZynAttr collection;
   Gnmi::Selection selection;
-  std::optional<std::string> path;
+  std::optional<std::string> path = {};
 };
 
 std::string_view kindOf(Gnmi::Selection const& selection) {
@@ -68,17 +70,21 @@ std::string_view kindOf(Gnmi::Selection const& selection) {
   return std::get<ZynKeyDecoder::Multiple>(selection).values.empty() ? "every" : "some";
 }
 
-/** The text of the first `size` elements. */
-std::string formatFront(Gnmi::Path const& path, std::size_t size) {
-  Gnmi::Path front;
-  front.origin = path.origin;
-  for (Gnmi::Element const& element : path.elements().first(size)) {
-    front.add(element.name);
+/** The text of the path, and for each element where it ends there. */
+std::string formatElements(Gnmi::Path const& path, std::vector<std::size_t>& ends) {
+  std::string text;
+  ends.clear();
+  for (Gnmi::Element const& element : path.elements()) {
+    Gnmi::Path one;
+    one.origin = ends.empty() ? path.origin : "";
+    one.add(element.name);
     for (Gnmi::Key const& key : path.keys(element)) {
-      front.addKey(key.name, key.value);
+      one.addKey(key.name, key.value);
     }
+    text += Gnmi::formatPath(one);
+    ends.push_back(text.size());
   }
-  return Gnmi::formatPath(front);
+  return text;
 }
 
 template <typename WriteCells>
@@ -231,13 +237,13 @@ class Rows::Worker {
     rows_.clear();
     out_ = &out;
     lineBegin_ = out.size();
-    isFull_ = false;
+    start(noRecord_, {});
     if (line.ends_with('\r')) {
       line.remove_suffix(1);
     }
     bool const isTooLong = line.size() > plan_.options.maxLine;
     if (line.empty()) {
-      failed({}, {}, badLine("the line is empty"));
+      failed(badLine("the line is empty"));
     } else if (plan_.options.input == RowInput::Path) {
       pathLine(line, isTooLong);
     } else {
@@ -250,13 +256,27 @@ class Rows::Worker {
   /** What the record says its path is; nothing where it says none. */
   using PathText = std::optional<std::string_view>;
 
+  /** Rows are of that record, which is there until the next, from here on. */
+  void start(Record const& record, PathText given) {
+    record_ = &record;
+    given_ = given;
+    firstRow_ = rows_.size();
+    isCut_ = false;
+    entries_.clear();
+    seen_.clear();
+    passed_.clear();
+  }
+
   void pathLine(std::string_view line, bool isTooLong) {
     if (isTooLong) {
-      failed({}, {}, badLine(tooLong(plan_.options.maxLine)));
-    } else if (std::size_t const at = utf8Prefix(line); at != line.size()) {
-      failed({}, line, badLine(std::string(noUtf8), at));
+      failed(badLine(tooLong(plan_.options.maxLine)));
+      return;
+    }
+    given_ = line;
+    if (std::size_t const at = utf8Prefix(line); at != line.size()) {
+      failed(badLine(std::string(noUtf8), at));
     } else {
-      typed({}, line, Gnmi::parsePath(line), true);
+      typed(Gnmi::parsePath(line), true);
     }
   }
 
@@ -269,40 +289,42 @@ class Rows::Worker {
                     record.flawAt.reset();
                   }
                   if (!isTooLong || std::exchange(isFirst, false)) {
-                    isEvent() ? event(record) : path(record);
+                    start(record, {});
+                    isEvent() ? event() : path();
                   }
                 });
+    start(noRecord_, {});
   }
 
   bool isEvent() const { return plan_.options.input == RowInput::Event; }
 
-  void path(Record const& record) {
-    if (!record.path) {
-      failed(record, {}, badLine(record.flaw, record.flawAt));
+  void path() {
+    bool const isText = record_->path && record_->path->isText;
+    if (isText) {
+      given_ = record_->path->text;
+    }
+    if (!record_->flaw.empty() || !record_->path) {
+      failed(badLine(record_->flaw, record_->flawAt));
       return;
     }
-    auto const path = readPath(*record.path);
-    std::string const text = record.path->isText ? record.path->text : path ? Gnmi::formatPath(*path) : "";
-    PathText const given = record.path->isText || path ? PathText(text) : PathText();
-    if (record.flaw.empty()) {
-      typed(record, given, path, record.path->isText);
-    } else {
-      failed(record, given, badLine(record.flaw, record.flawAt));
+    auto path = readPath(*record_->path);
+    std::string const text = path && !isText ? Gnmi::formatPath(*path) : "";
+    if (path && !isText) {
+      given_ = text;
     }
+    typed(behindPrefix(std::move(path), record_->prefix ? &*record_->prefix : nullptr), isText);
   }
 
-  void typed(Record const& record, PathText text, std::expected<Gnmi::Path, Gnmi::Error> const& path, bool isText) {
-    entries_.clear();
-    seen_.clear();
-    passed_.clear();
+  void typed(std::expected<Gnmi::Path, Gnmi::Error> const& path, bool isText) {
     if (!path) {
-      failed(record, text, rowError(path.error(), isText));
+      failed(rowError(path.error(), isText));
       return;
     }
     auto const done = gather(*path);
-    finish(record, text, done ? std::nullopt : std::optional(rowError(explained(done.error(), *path), isText)));
+    finish(done ? std::nullopt : std::optional(rowError(explained(done.error(), *path), isText)));
   }
 
+  /** Without `collection`, writes the rows of what the path means. */
   std::expected<void, Gnmi::Error> gather(Gnmi::Path const& path) {
     if (hasWildcards(path)) {
       return plan_.resolver.expand(path, [this](Gnmi::Resolved const& found) { return add(found); });
@@ -317,50 +339,50 @@ class Rows::Worker {
   /** Whether it matters what else there is. */
   bool add(Gnmi::Resolved const& found) {
     auto const canonical = plan_.resolver.canonical(found, Gnmi::ModelValues());
-    auto const addOne = [&](Gnmi::Selected const& one) {
-      auto path = canonical ? std::optional(formatFront(*canonical, one.node + 1)) : std::nullopt;
-      if (!path || seen_.insert(*path).second) {
-        entries_.push_back({one.collection, one.selection, std::move(path)});
+    std::string const text = canonical ? formatElements(*canonical, ends_) : "";
+    auto const entryOf = [&](Gnmi::Selected const& one) {
+      Entry entry{.collection = one.collection, .selection = one.selection};
+      if (canonical) {
+        entry.path = text.substr(0, ends_[one.node]);
       }
+      return entry;
     };
     if (plan_.collection.empty()) {
-      std::ranges::for_each(found.selections, addOne);
+      for (Gnmi::Selected const& one : found.selections) {
+        if (Entry const entry = entryOf(one); !entry.path || seen_.insert(*entry.path).second) {
+          row(entry);
+        }
+        if (isCut_) {
+          return false;
+        }
+      }
       return true;
     }
     auto const innermost = std::ranges::find(found.selections.rbegin(), found.selections.rend(), plan_.collection,
                                              &Gnmi::Selected::collection);
-    if (innermost != found.selections.rend()) {
-      addOne(*innermost);
-    } else {
+    if (innermost == found.selections.rend()) {
       for (Gnmi::Selected const& one : found.selections) {
         passed_.insert(fullName(one.collection));
       }
+    } else if (Entry entry = entryOf(*innermost); !entry.path || seen_.insert(*entry.path).second) {
+      entries_.push_back(std::move(entry));
     }
     return entries_.size() < 2;
   }
 
-  void finish(Record const& record, PathText path, std::optional<RowError> error) {
-    if (plan_.collection.empty()) {
-      for (Entry const& entry : entries_) {
-        row(record, path, entry);
-      }
-      if (error) {
-        failed(record, path, *error);
-      } else if (entries_.empty() && !isFull()) {
-        start(record, path);
-        end({}, nullptr);
-      }
-    } else if (entries_.size() > 1) {
-      failed(record, path,
-             {.text = "the path means more than one entry of " + Text::inQuotes(plan_.collectionName) + ", such as " +
-                      entries_[0].path.value_or("") + " and " + entries_[1].path.value_or(""),
+  /** Writes what else there is to say of the record. */
+  void finish(std::optional<RowError> const& error) {
+    if (entries_.size() > 1) {
+      failed({.text = std::string(isEvent() ? "the event" : "the path") + " means more than one entry of " +
+                      Text::inQuotes(plan_.collectionName) + ", such as " + entries_[0].path.value_or("") + " and " +
+                      entries_[1].path.value_or(""),
               .kind = "SeveralEntries"});
     } else if (error) {
-      failed(record, path, *error);
-    } else if (entries_.empty()) {
-      failed(record, path, otherCollection());
-    } else {
-      row(record, path, entries_.front());
+      failed(*error);
+    } else if (!plan_.collection.empty()) {
+      entries_.empty() ? failed(otherCollection()) : row(entries_.front());
+    } else if (rows_.size() == firstRow_) {
+      write(nullptr, nullptr);
     }
   }
 
@@ -374,83 +396,80 @@ class Rows::Worker {
 
   // Events.
 
-  void event(Record const& record) {
-    entries_.clear();
-    seen_.clear();
-    passed_.clear();
-    if (!record.flaw.empty()) {
-      failed(record, {}, badLine(record.flaw, record.flawAt));
+  void event() {
+    if (!record_->flaw.empty()) {
+      failed(badLine(record_->flaw, record_->flawAt));
       return;
     }
+    Tags tags(record_->tags);
     // Ways of which the schema knows something, each once, and the first of the others.
-    std::vector<std::pair<std::shared_ptr<Way const>, std::string_view>> known;
+    KnownWays known;
     absl::flat_hash_set<std::string_view, Text::NameHash> names;
     std::shared_ptr<Way const> unknown;
-    for (std::string const& path : record.paths) {
-      std::shared_ptr<Way const> way = ways_.of(path);
-      if (way->error() != nullptr) {
-        unknown = unknown ? unknown : way;
-      } else if (names.insert(way->name()).second) {
-        known.emplace_back(std::move(way), path);
-      }
-    }
-    if (known.empty()) {
-      withoutPath(record, unknown.get());
-    } else if (plan_.collection.empty()) {
-      eachEntry(record, known);
-    } else {
-      ownEntry(record, known);
-    }
-  }
-
-  /** Names of values may have been cut short on the way: then tags alone say what the event is of. */
-  void withoutPath(Record const& record, Way const* unknown) {
-    if (!plan_.collection.empty()) {
-      auto const hasTag = [&](std::string const& name) {
-        return std::ranges::binary_search(record.tags, name, {}, &NamedTexts::value_type::first);
-      };
-      if (std::ranges::any_of(plan_.way->tagsOf(plan_.collection), hasTag)) {
-        finish(record, {}, follow(*plan_.way, record.tags));
-      } else {
-        failed(record, {}, noTags(*plan_.way, plan_.collection));
-      }
-    } else if (unknown != nullptr) {
-      failed(record, {}, rowError(*unknown->error(), false));
-    } else {
-      failed(record, {}, badLine("the event has no values and no deletes, and so no path"));
-    }
-  }
-
-  template <typename Known>
-  void eachEntry(Record const& record, Known const& known) {
-    for (auto const& [way, path] : known) {
-      // Where other paths have entries, one without says nothing.
-      if (!way->collections().empty() || known.size() == 1) {
-        entries_.clear();
-        auto error = follow(*way, record.tags);
-        if (error || !entries_.empty() || way->collections().empty()) {
-          finish(record, path, std::move(error));
+    auto const look = [&](std::vector<std::string> const& paths, PathKind kind) {
+      for (std::string const& path : paths) {
+        std::shared_ptr<Way const> way = ways_.of(path, kind);
+        if (way->error() != nullptr) {
+          unknown = unknown ? unknown : way;
+        } else if (names.insert(way->name()).second) {
+          known.emplace_back(std::move(way), path);
         }
       }
+    };
+    look(record_->values, PathKind::Value);
+    look(record_->deletes, PathKind::Delete);
+    if (known.empty()) {
+      withoutPath(tags, unknown.get());
+    } else if (plan_.collection.empty()) {
+      eachEntry(tags, known);
+    } else {
+      ownEntry(tags, known);
+    }
+    way_ = nullptr;
+  }
+
+  using KnownWays = std::vector<std::pair<std::shared_ptr<Way const>, std::string_view>>;
+
+  /** Names of values may have been cut short on the way: then tags alone say what the event is of. */
+  void withoutPath(Tags& tags, Way const* unknown) {
+    if (!plan_.collection.empty()) {
+      auto const hasTag = [&](std::string const& name) { return tags.find(name) != nullptr; };
+      if (std::ranges::any_of(plan_.way->tagsOf(plan_.collection), hasTag)) {
+        finish(follow(*plan_.way, tags));
+      } else {
+        failed(noTags(*plan_.way, plan_.collection));
+      }
+    } else if (unknown != nullptr) {
+      failed(rowError(*unknown->error(), false));
+    } else {
+      failed(badLine("the event has no values and no deletes, and so no path"));
     }
   }
 
-  template <typename Known>
-  void ownEntry(Record const& record, Known const& known) {
-    PathText first;
+  void eachEntry(Tags& tags, KnownWays const& known) {
+    for (auto const& [way, path] : known) {
+      // Where other paths have entries, one without says nothing.
+      if ((!way->collections().empty() || known.size() == 1) && !isCut_) {
+        given_ = path;
+        finish(follow(*way, tags));
+      }
+    }
+  }
+
+  void ownEntry(Tags& tags, KnownWays const& known) {
     std::optional<RowError> error;
     for (auto const& [way, path] : known) {
       if (std::ranges::find(way->collections(), plan_.collection) == way->collections().end()) {
         std::ranges::transform(way->collections(), std::inserter(passed_, passed_.end()), fullName);
       } else if (!error && entries_.size() < 2) {
-        first = first ? first : PathText(path);
-        error = follow(*way, record.tags);
+        given_ = given_ ? given_ : PathText(path);
+        error = follow(*way, tags);
       }
     }
-    finish(record, first, std::move(error));
+    finish(error);
   }
 
-  std::optional<RowError> follow(Way const& way, NamedTexts const& tags) {
+  std::optional<RowError> follow(Way const& way, Tags& tags) {
     Gnmi::Path path;
     if (auto const tag = way.fill(tags, path)) {
       return RowError{
@@ -462,79 +481,98 @@ class Rows::Worker {
     return done ? std::nullopt : std::optional(rowError(done.error(), false));
   }
 
+  /** Why an event says nothing of the key. */
   RowError noTags(Way const& way, Zyn::ZynAttr collection) const {
+    std::vector<std::string> const tags = way.tagsOf(collection);
+    for (std::string const& name : tags) {
+      if (auto const* const value = Tags(record_->tags).find(name); value != nullptr && *value == "*") {
+        return {.text = "tag " + Text::inQuotes(name) + " is '*'", .kind = nameOf(Gnmi::ErrorClass::WildcardRefused)};
+      }
+    }
     return {.text = "the event has no tag for the key of " + Text::inQuotes(fullName(collection)) + ": " +
-                    Text::list(way.tagsOf(collection), Text::inQuotes),
+                    Text::list(tags, Text::inQuotes),
             .kind = "NoTags"};
   }
 
   // One row.
 
-  /** Every row repeats the fields: rows times fields are bounded, so that a line of many entries is no flood. */
+  /**
+   * Every row repeats the fields: rows times fields are bounded, so that a line of many entries is no flood. The first
+   * row of a record is always written.
+   */
   bool isFull() {
-    if (!isFull_ && (out_->size() - lineBegin_) / mostTimes > plan_.options.maxLine) {
-      isFull_ = true;
-      start({}, {});
+    bool const isOver = (out_->size() - lineBegin_) / mostTimes > plan_.options.maxLine;
+    if (isOver && rows_.size() != firstRow_ && !std::exchange(isCut_, true)) {
       RowError const error{
           .text = "the rows of the line are more than " + std::to_string(mostTimes) + " times --max-line",
           .kind = nameOf(Gnmi::ErrorClass::BoundPassed)};
-      end({}, &error);
+      write(nullptr, &error);
     }
-    return isFull_;
+    return isCut_;
   }
 
-  void failed(Record const& record, PathText path, RowError const& error) {
+  void failed(RowError const& error) {
     if (!isFull()) {
-      start(record, path);
-      end({}, &error);
+      write(nullptr, &error);
     }
   }
 
-  void row(Record const& record, PathText path, Entry const& entry) {
+  void row(Entry const& entry) {
     if (way_ != nullptr && kindOf(entry.selection) == "every") {
-      failed(record, path, noTags(*way_, entry.collection));
+      failed(noTags(*way_, entry.collection));
     } else if (!isFull()) {
-      start(record, path);
-      end(&entry, nullptr);
+      write(&entry, nullptr);
     }
   }
 
-  /** The columns up to `path`. */
-  void start(Record const& record, PathText path) {
-    begin_ = out_->size();
+  /** Neither entry nor error: of a path without a keyed collection. */
+  void write(Entry const* entry, RowError const* error) {
+    std::size_t const begin = out_->size();
     cells_.start(*out_);
-    cell("id", record.field("id"));
+    cell("id", record_->field("id"));
     if (plan_.rest == Rest::EachByName) {
-      fieldsByName(record);
+      fieldsByName();
     } else if (plan_.rest == Rest::OneColumn) {
-      fieldsAsOne(record);
+      fieldsAsOne();
     }
     for (std::size_t i = 0; i != plan_.options.fields.size(); ++i) {
-      cell(plan_.fieldColumns[i], record.field(plan_.options.fields[i]));
+      cell(plan_.fieldColumns[i], record_->field(plan_.options.fields[i]));
     }
-    path ? cells_.text("path", *path) : cells_.none("path");
+    given_ ? cells_.text("path", *given_) : cells_.none("path");
+    keyCells(entry);
+    if (error != nullptr) {
+      cells_.text("error", error->text);
+      cells_.text("class", error->kind);
+    } else {
+      cells_.none("error");
+      cells_.none("class");
+    }
+    error != nullptr && error->offset ? cells_.literal("offset", std::to_string(*error->offset))
+                                      : cells_.none("offset");
+    cells_.end();
+    rows_.push_back({.begin = begin, .end = out_->size(), .failed = error != nullptr});
   }
 
   void cell(std::string_view name, Field const* field) {
-    field != nullptr ? write(name, *field, cells_) : cells_.none(name);
+    field != nullptr ? ZynKey::write(name, *field, cells_) : cells_.none(name);
   }
 
-  void fieldsByName(Record const& record) {
+  void fieldsByName() {
     absl::flat_hash_set<std::string_view, Text::NameHash> names;
-    for (Field const& field : record.fields) {
+    for (Field const& field : record_->fields) {
       // A name may stand twice where something is wrong with the record.
-      if (field.name != "id" && (record.flaw.empty() || names.insert(field.name).second)) {
-        plan_.isColumn(field.name) ? write(plan_.columnOf(field.name), field, cells_)
-                                   : write(field.name, field, cells_);
+      if (field.name != "id" && (record_->flaw.empty() || names.insert(field.name).second)) {
+        plan_.isColumn(field.name) ? ZynKey::write(plan_.columnOf(field.name), field, cells_)
+                                   : ZynKey::write(field.name, field, cells_);
       }
     }
   }
 
-  void fieldsAsOne(Record const& record) {
+  void fieldsAsOne() {
     cells_.json("fields", jsonObject([&](CellWriter& object) {
-                  for (Field const& field : record.fields) {
+                  for (Field const& field : record_->fields) {
                     if (field.name != "id") {
-                      write(field.name, field, object);
+                      ZynKey::write(field.name, field, object);
                     }
                   }
                 }));
@@ -547,13 +585,13 @@ class Rows::Worker {
     }
     return jsonObject([&](CellWriter& object) {
       for (KeyColumn const& column : columns->second) {
-        write(partOf(entry.selection, column), column, object);
+        ZynKey::write(partOf(entry.selection, column), column, object);
       }
     });
   }
 
-  /** The columns behind `path`. Neither entry nor error: of a path without a keyed collection. */
-  void end(Entry const* entry, RowError const* error) {
+  /** The columns between `path` and `error`. */
+  void keyCells(Entry const* entry) {
     entry != nullptr && entry->path ? cells_.text("entry", *entry->path) : cells_.none("entry");
     bool const isOwn = !plan_.collection.empty();
     if (!isOwn) {
@@ -562,24 +600,13 @@ class Rows::Worker {
     entry != nullptr ? cells_.text("kind", kindOf(entry->selection)) : cells_.none("kind");
     if (isOwn) {
       for (KeyColumn const& column : plan_.columns) {
-        write(entry != nullptr ? partOf(entry->selection, column) : nullptr, column, cells_);
+        ZynKey::write(entry != nullptr ? partOf(entry->selection, column) : nullptr, column, cells_);
       }
     } else if (entry != nullptr) {
       cells_.json("key", keyObject(*entry));
     } else {
       cells_.none("key");
     }
-    if (error != nullptr) {
-      cells_.text("error", error->text);
-      cells_.text("class", error->kind);
-    } else {
-      cells_.none("error");
-      cells_.none("class");
-    }
-    error != nullptr && error->offset ? cells_.literal("offset", std::to_string(*error->offset))
-                                      : cells_.none("offset");
-    cells_.end();
-    rows_.push_back({.begin = begin_, .end = out_->size(), .failed = error != nullptr});
   }
 
   Plan const& plan_;
@@ -591,17 +618,23 @@ class Rows::Worker {
   static constexpr std::size_t mostTimes = 128;
   std::string* out_ = nullptr;
   std::size_t lineBegin_ = 0;
-  bool isFull_ = false;
-  /** Of the row that is written. */
-  std::size_t begin_ = 0;
   // Of one record.
+  Record const noRecord_ = {};
+  Record const* record_ = &noRecord_;
+  PathText given_;
+  std::size_t firstRow_ = 0;
+  /** Whether its rows ended before there was no more to say. */
+  bool isCut_ = false;
   Gnmi::Resolved found_;
+  /** Where the elements of a path end in its text. */
+  std::vector<std::size_t> ends_;
+  /** With `collection`: those that the record is about, up to two. */
   std::vector<Entry> entries_;
-  /** Their paths. */
+  /** The paths of all entries. */
   absl::flat_hash_set<std::string> seen_;
   /** Other collections that were passed. */
   std::set<std::string> passed_;
-  /** Of an event: the way to the last entries. */
+  /** Of an event: the way to the last entries; null else. */
   Way const* way_ = nullptr;
 };
 
@@ -643,7 +676,7 @@ std::expected<Rows, std::string> Rows::make(Model::Schema const& schema, Gnmi::S
       return std::unexpected("paths from " + Text::inQuotes(nameOf(schema, *root)) + " do not pass " +
                              Text::inQuotes(plan->collectionName));
     }
-    plan->way.emplace(Gnmi::formatPath(path), plan->resolver);
+    plan->way.emplace(Gnmi::formatPath(path), PathKind::Value, plan->resolver);
   }
   if (auto flaw = plan->nameColumns()) {
     return std::unexpected(*std::move(flaw));

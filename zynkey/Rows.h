@@ -12,16 +12,17 @@
 //   id              the field `id` of the input; none where it has none
 //   ...             further fields of the input: with `fields` those, in that order. Without, Json has all of them, each
 //                   under its name, and Tsv and Csv have one column `fields`, a JSON object; paths as lines have none
-//   path            the path as it was given: of `elem` its text; of an event the path whose keys these are
-//   entry           the canonical path of the entry, down to the collection and its key: equal for equal entries, so
-//                   rows can be joined by it. None where it cannot be written
+//   path            the path as it was given, without its prefix: of `elem` its text; of an event the path whose keys
+//                   these are
+//   entry           the canonical path of the entry, down to the collection and its key: equal for equal entries of one
+//                   origin, so rows can be joined by it. None where it cannot be written
 //   collection      without `collection`: the one that the row is about; none where the path passes none
 //   kind            "one" entry, "some" that have the parts given, or "every"
 //   parts           with `collection`: a column for each part of its key (zynkey/KeyColumns.h); none where the path
 //                   leaves it open. One that has the name of another column gets `key__` in front
 //   key             without `collection`: an object of the same
 //   error           why there is no key; the columns above from `entry` on are none then
-//   class           of the error, as in gnmi/Error.h, or one of the following
+//   class           of the error, as in gnmi/Error.h, or one of the following; WildcardRefused of an event's tag "*" too
 //   offset          of the error: the byte in `path`; of a BadLine in the line
 //
 //   BadLine           what has no path or event in it: not JSON, not UTF-8, empty, too long, a field of the wrong shape
@@ -35,9 +36,11 @@
 //
 // With `collection`, a path or an event gives exactly one row: the innermost entry, where the path passes the
 // collection more than once. Without, it gives one for each selection, equal ones once, and one without a collection
-// where there is none. A line that is no path or event gives one row with an error. Where the rows of one line pass 128
-// times `maxLine`, one that is BoundPassed ends them. An event without a path that the
-// schema knows is taken as one of `collection` where it has a tag for it.
+// where there is none. What `*` and `...` may mean besides is left out where it does not pass `collection`. A line that
+// is no path or event gives one row with an error, and so does a list of events that is too long. Where the rows of one
+// line pass 128 times `maxLine`, each path or event that is left has one row, and one that is BoundPassed where it
+// would have more. An event without a path that the schema knows is taken as one of `collection` where it has a tag for
+// it.
 //
 //   accepted   {"id": 1, "path": "/vrf[name=red]"}    one row
 //   refused    {"id": 1, "path": ""                   one row: id is none, error is "not JSON: ..."
@@ -64,7 +67,8 @@
 
 namespace ZynKey {
 
-/** A path a line; an object with `path` or `elem`; events of a collector, an object or a list (zynkey/Records.h). */
+/** A path a line; an object with `path` or `elem`, and maybe `prefix`; events of a collector, an object or a list
+ * (zynkey/Records.h). */
 enum class RowInput : std::uint8_t { Path, Json, Event };
 
 /** "path", "json", "event", and "json", "tsv", "csv"; or that there is none of that name. */

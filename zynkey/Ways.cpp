@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <ranges>
 
 #include "gnmi/Path.h"
 #include "model/Schema.h"
@@ -34,32 +35,58 @@ std::vector<std::string> keyNames(Zyn::ZynAttr collection, Gnmi::Resolver const&
   return names;
 }
 
-/** Null where there is none. */
-std::string const* find(NamedTexts const& tags, std::string_view name) {
-  auto const tag = std::ranges::lower_bound(tags, name, {}, &NamedTexts::value_type::first);
-  return tag == tags.end() || tag->first != name ? nullptr : &tag->second;
-}
-
-/** That of the path's own value, where the prefix has another: `<path>_<tag>`, with or without the prefix in it. */
-std::string const* findRenamed(NamedTexts const& tags, std::string_view name, std::string_view path) {
-  for (auto const& [tag, value] : tags) {
-    if (tag.size() > name.size() + 1 && tag.ends_with(name) && tag[tag.size() - name.size() - 1] == '_' &&
-        path.ends_with(std::string_view(tag).substr(0, tag.size() - name.size() - 1))) {
-      return &value;
-    }
-  }
-  return nullptr;
-}
-
 }  // namespace
 
-Way::Way(std::string_view path, Gnmi::Resolver const& resolver) : path_(path) {
+std::string const* Tags::find(std::string_view name) const {
+  auto const tag = std::ranges::lower_bound(sorted_, name, {}, &NamedTexts::value_type::first);
+  return tag == sorted_.end() || tag->first != name ? nullptr : &tag->second;
+}
+
+std::string const* Tags::findRenamed(std::string_view name, std::string_view path) {
+  if (values_.empty()) {
+    values_.push_back(nullptr);
+    for (auto const& [tag, value] : sorted_) {
+      std::size_t node = 0;
+      for (char const byte : std::views::reverse(tag)) {
+        auto const [next, isNew] = next_.try_emplace({node, byte}, values_.size());
+        if (isNew) {
+          values_.push_back(nullptr);
+        }
+        node = next->second;
+      }
+      values_[node] = &value;
+    }
+  }
+  std::size_t node = 0;
+  auto const follow = [&](char byte) {
+    auto const next = next_.find({node, byte});
+    node = next == next_.end() ? node : next->second;
+    return next != next_.end();
+  };
+  if (!std::ranges::all_of(std::views::reverse(name), follow) || !follow('_')) {
+    return nullptr;
+  }
+  std::string const* value = nullptr;
+  for (char const byte : std::views::reverse(path)) {
+    if (!follow(byte)) {
+      break;
+    }
+    value = values_[node] != nullptr ? values_[node] : value;
+  }
+  return value;
+}
+
+Way::Way(std::string_view path, PathKind kind, Gnmi::Resolver const& resolver) : path_(path) {
   Gnmi::Path parsed;
   if (auto read = Gnmi::parsePath(path_, parsed); !read) {
     error_ = std::move(read).error();
     return;
   }
   auto const elements = parsed.elements();
+  if (elements.empty()) {
+    error_ = {.kind = Gnmi::ErrorClass::UnknownNode, .text = "the path has no elements"};
+    return;
+  }
   Gnmi::Resolved found;
   std::size_t known = elements.size();
   for (bool isCut = false;; isCut = true) {
@@ -102,6 +129,9 @@ Way::Way(std::string_view path, Gnmi::Resolver const& resolver) : path_(path) {
   for (Gnmi::Element const& element : elements.subspan(known)) {
     below.emplace_back(withoutModule(element.name));
   }
+  if (kind == PathKind::Value && !below.empty()) {
+    below.pop_back();
+  }
   Gnmi::Path names;
   names.origin = origin_;
   for (Step const& step : steps_) {
@@ -123,18 +153,25 @@ void Way::findCollisions(std::vector<std::string> const& below) {
       last = &key;
     }
   }
+  Text::NameMap<std::size_t> unknown;
+  for (std::string const& name : below) {
+    ++unknown[name];
+  }
+  bool collides = false;
   for (Step& step : steps_) {
     // Of an element that the schema does not have, nobody knows which keys it has.
-    auto const others = static_cast<std::size_t>(std::ranges::count(below, withoutModule(step.element)));
+    auto const same = unknown.find(withoutModule(step.element));
+    std::size_t const others = same == unknown.end() ? 0 : same->second;
     for (TagKey& key : step.keys) {
       auto const& [count, last] = wanted[key.tag];
       key.wantedBy = count + others;
       key.isLast = last == &key && others == 0;
-      if (key.wantedBy > 1 && name_ != path_) {
-        // Its value may be in a tag that has the path in its name.
-        name_ = path_;
-      }
+      collides = collides || key.wantedBy > 1;
     }
+  }
+  if (collides) {
+    // A value may be in a tag that has the path in its name.
+    name_ = path_;
   }
 }
 
@@ -149,7 +186,7 @@ std::vector<std::string> Way::tagsOf(Zyn::ZynAttr collection) const {
   return tags;
 }
 
-std::optional<std::string_view> Way::fill(NamedTexts const& tags, Gnmi::Path& into) const {
+std::optional<std::string_view> Way::fill(Tags& tags, Gnmi::Path& into) const {
   into.clear();
   into.origin = origin_;
   for (Step const& step : steps_) {
@@ -161,10 +198,10 @@ std::optional<std::string_view> Way::fill(NamedTexts const& tags, Gnmi::Path& in
       if (std::ranges::find(step.given, key.key, &NamedTexts::value_type::first) != step.given.end()) {
         continue;
       }
-      std::string const* value = find(tags, key.tag);
+      std::string const* value = tags.find(key.tag);
       if (key.wantedBy > 1 && value != nullptr) {
-        std::string const* const renamed = findRenamed(tags, key.tag, path_);
-        if (key.wantedBy > 2 || renamed == nullptr) {
+        std::string const* const renamed = key.wantedBy > 2 ? nullptr : tags.findRenamed(key.tag, path_);
+        if (renamed == nullptr) {
           return key.tag;
         }
         value = key.isLast ? renamed : value;
@@ -177,18 +214,19 @@ std::optional<std::string_view> Way::fill(NamedTexts const& tags, Gnmi::Path& in
   return std::nullopt;
 }
 
-std::shared_ptr<Way const> Ways::of(std::string_view path) {
+std::shared_ptr<Way const> Ways::of(std::string_view path, PathKind kind) {
   constexpr std::size_t mostKnown = 4096;
   constexpr std::size_t longestKnown = 1024;
-  if (auto const known = known_.find(path); known != known_.end()) {
+  auto& all = known_.at(static_cast<std::size_t>(kind));
+  if (auto const known = all.find(path); known != all.end()) {
     return known->second;
   }
-  auto way = std::make_shared<Way const>(path, resolver_);
+  auto way = std::make_shared<Way const>(path, kind, resolver_);
   if (path.size() <= longestKnown) {
-    if (known_.size() == mostKnown) {
-      known_.clear();
+    if (all.size() == mostKnown) {
+      all.clear();
     }
-    known_.emplace(way->path(), way);
+    all.emplace(way->path(), way);
   }
   return way;
 }

@@ -8,13 +8,18 @@
 //
 // What stands below in the path need not be in the schema. Where two elements of one path want one tag, the later one's
 // value is in it, and the earlier one's is lost: TagsCollide. But for two values that came from the prefix and from the
-// path of one update: then the path's is in a tag `<path>_<tag>`.
+// path of one update: then the path's is in a tag `<path>_<tag>`. The last name of a value is a leaf and wants no tag;
+// that of a delete may.
 //
 // A way never changes once made. `Ways` remembers those of the paths it has met, up to a bound; it belongs to one
 // thread. Throws `std::bad_alloc` only.
 #pragma once
 
+#include <absl/container/flat_hash_map.h>
+
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,10 +33,32 @@
 
 namespace ZynKey {
 
+/** The tags of an event. */
+class Tags {
+ public:
+  /** Of tags that are sorted by name, and outlive this. */
+  explicit Tags(NamedTexts const& sorted) : sorted_(sorted) {}
+
+  /** Null where there is none. */
+  std::string const* find(std::string_view name) const;
+  /** Of a tag `<end of path>_<name>`, the one with the longest end; null where there is none. */
+  std::string const* findRenamed(std::string_view name, std::string_view path);
+
+ private:
+  NamedTexts const& sorted_;
+  /** All tags as a trie of their bytes from the last to the first, so that a search is linear in what it is for. */
+  absl::flat_hash_map<std::pair<std::size_t, char>, std::size_t> next_;
+  /** For each node of the trie; null where no tag is that long. */
+  std::vector<std::string const*> values_;
+};
+
+/** What paths of an event are of. */
+enum class PathKind : std::uint8_t { Value, Delete };
+
 class Way {
  public:
   /** Of a path of names, with or without keys; those that it has count. */
-  Way(std::string_view path, Gnmi::Resolver const& resolver);
+  Way(std::string_view path, PathKind kind, Gnmi::Resolver const& resolver);
 
   std::string const& path() const { return path_; }
   /** Why the schema knows nothing of the path; null where it knows some. */
@@ -44,10 +71,9 @@ class Way {
   std::vector<std::string> tagsOf(Zyn::ZynAttr collection) const;
 
   /**
-   * The path with the keys that `tags` give, which are sorted by name; it views both. The tag that collides, where one
-   * does.
+   * The path with the keys that `tags` give; it views the texts of both. The tag that collides, where one does.
    */
-  std::optional<std::string_view> fill(NamedTexts const& tags, Gnmi::Path& into) const;
+  std::optional<std::string_view> fill(Tags& tags, Gnmi::Path& into) const;
 
  private:
   struct TagKey {
@@ -79,12 +105,12 @@ class Ways {
   explicit Ways(Gnmi::Resolver const& resolver) : resolver_(resolver) {}
 
   /** Kept by who uses it while others are made. */
-  std::shared_ptr<Way const> of(std::string_view path);
+  std::shared_ptr<Way const> of(std::string_view path, PathKind kind);
 
  private:
   Gnmi::Resolver const& resolver_;
-  /** By the paths that they hold. */
-  Text::NameMap<std::shared_ptr<Way const>> known_;
+  /** Of values and of deletes, by the paths that they hold. */
+  std::array<Text::NameMap<std::shared_ptr<Way const>>, 2> known_;
 };
 
 }  // namespace ZynKey

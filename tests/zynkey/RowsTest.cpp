@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "gnmi/ModelValues.h"
@@ -158,20 +160,59 @@ TEST(Rows, OfOneLineEndInOneErrorWhereItBreaksOff) {
   EXPECT_FALSE(all[1].contains("x"));
 }
 
-// Each row repeats the fields of its line, so rows without a bound would be the square of the line.
+// Each row repeats the fields of its record, so rows without a bound would be the square of the line.
 TEST(Rows, OfALineAreBounded) {
-  std::string line = R"({"id": 1, "deletes": [)";
+  std::string deletes;
   for (int i = 0; i != 200; ++i) {
-    line += (i == 0 ? "" : ",") + ("\"/vlan[id=" + std::to_string(i)) + "]\"";
+    deletes += withNumber(i == 0 ? R"("/vlan[id=#]")" : R"(,"/vlan[id=#]")", i);
   }
-  line += "]}";
+  std::string const line = R"([{"id": 1, "deletes": [)" + deletes + R"(]}, {"id": 2, "deletes": ["/vlan[id=7]"]},
+                              {"id": 3, "deletes": ["/vlan[id=7]", "/vlan[id=8]", "/vlan[id=9]"]}])";
   Rows rows = made({.input = RowInput::Event, .maxLine = 4096});
   ASSERT_LT(line.size(), 4096U);
   auto const all = objects(rows, line);
-  EXPECT_LT(all.size(), 200U);
-  EXPECT_EQ(all.back()["class"], "BoundPassed");
-  EXPECT_EQ(all.at(all.size() - 2)["class"], nullptr);
-  EXPECT_EQ(objects(rows, R"({"id": 2, "deletes": ["/vlan[id=7]"]})").size(), 1U);
+  ASSERT_GT(all.size(), 5U);
+  EXPECT_LT(all.size(), 205U);
+  std::vector<std::pair<int, json>> ends;
+  for (json const& row : std::span(all).subspan(all.size() - 5)) {
+    ends.emplace_back(row["id"], row["class"]);
+  }
+  // Each record has its first row, and says where it has no more of them.
+  EXPECT_EQ(ends, (std::vector<std::pair<int, json>>{
+                      {1, nullptr}, {1, "BoundPassed"}, {2, nullptr}, {3, nullptr}, {3, "BoundPassed"}}));
+  EXPECT_TRUE(all[all.size() - 4]["path"].is_string());
+  EXPECT_EQ(objects(rows, R"({"id": 4, "deletes": ["/vlan[id=7]"]})").size(), 1U);
+}
+
+TEST(Rows, OfACollectionAreOneForEachEventOfALongLine) {
+  Rows rows = made({.input = RowInput::Event, .collection = "Device.flow", .maxLine = 1000});
+  std::string line = "[{}";
+  for (int i = 1; i != 300; ++i) {
+    line += ",{}";
+  }
+  EXPECT_EQ(objects(rows, line + "]").size(), 300U);
+}
+
+// Of the tags that end alike, the one that names the most of the path counts.
+TEST(Rows, TakeRenamedTagsByTheirEnds) {
+  Yaml::Loaded const nested = Yaml::loadText(
+      "{module: R, types: {A: {entity: {n: U8, a: {keyed: A, by: n}}}, Top: {entity: {a: {keyed: A, by: n}}}}}", "a");
+  auto rows = Rows::make(*nested, Gnmi::modelFacts(), {.input = RowInput::Event, .collection = "Top.a"});
+  ASSERT_TRUE(rows.has_value());
+  auto const rowOf = [&](std::string const& tags) {
+    return objects(*rows, R"({"tags": {"a_n": "1")" + tags + R"(}, "values": {"/a/a/n": 1}})").at(0);
+  };
+  EXPECT_EQ(rowOf(R"(, "/a/a/n_a_n": "2")")["n"], 1);
+  EXPECT_EQ(rowOf(R"(, "n_a_n": "2")")["n"], 1);
+  for (std::string const tags : {"", R"(, "_a_n": "2")", R"(, "x/a/a/n_a_n": "2")", R"(, "/a/a/n": "2")",
+                                 R"(, "/b/n_a_n": "2")", R"(, "/a/a/na_n": "2")"}) {
+    EXPECT_EQ(rowOf(tags)["class"], "TagsCollide") << tags;
+  }
+  auto inner = Rows::make(*nested, Gnmi::modelFacts(), {.input = RowInput::Event, .collection = "A.a"});
+  ASSERT_TRUE(inner.has_value());
+  auto const line =
+      R"({"tags": {"a_n": "1", "n_a_n": "2", "/a/a/n_a_n": "3", "a/n_a_n": "4"}, "values": {"/a/a/n": 1}})";
+  EXPECT_EQ(objects(*inner, line).at(0)["n"], 3);
 }
 
 TEST(Rows, CopiesHaveThreadsOfTheirOwn) {
