@@ -221,6 +221,9 @@ void check(Zyn::GenericIf const& value) {
   require(!Model::print(value).empty() || Model::kindOf(type) == Kind::Bytes, "a value prints");
   std::string const json = dumped(Model::toJson(value));
   require(dumped(nlohmann::ordered_json::parse(json)) == json, "JSON reads back the same");
+  std::string written;
+  Model::appendJson(value, written);
+  require(written == json, "JSON is written as its document is");
   // A wrapper's text is that of what it holds, so the message would not read back through it.
   if (type.hasS4Encoding() && type.valAttr().empty()) {
     checkS4(value);

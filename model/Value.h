@@ -69,6 +69,8 @@ std::optional<std::string> gnmiText(Zyn::GenericIf const& value);
  * `<nlohmann/json.hpp>` to use the result.
  */
 nlohmann::ordered_json toJson(Zyn::GenericIf const& value);
+/** Appends the same as text without blanks; bytes that are not UTF-8 become U+FFFD. No document is built for it. */
+void appendJson(Zyn::GenericIf const& value, std::string& out);
 
 /**
  * A total order over all values: by type name, then by content. Addresses by number, IPv4 first; strings by unsigned

@@ -33,14 +33,11 @@ struct Answerer {
   void operator()(std::string_view line, std::uint64_t number, std::string& answers, Counts& counts) {
     ++counts.answers;
     auto const request = read(line);
-    if (!request) {
-      ++counts.errors;
-      answers += errorLine("line " + std::to_string(number) + ": " + request.error());
-      return;
-    }
-    Outcome const outcome = run(*request);
+    Outcome const outcome =
+        request ? run(*request)
+                : std::unexpected(Failure(Velko::String("line " + std::to_string(number) + ": " + request.error())));
     counts.errors += outcome ? 0 : 1;
-    answers += toJsonLine(outcome);
+    appendJsonLine(outcome, answers);
   }
 };
 

@@ -1,12 +1,9 @@
 #include "zynkey/Jobs.h"
 
-#include <algorithm>
-#include <iterator>
-#include <nlohmann/json.hpp>
-#include <span>
 #include <string_view>
-#include <type_traits>
+#include <utility>
 
+#include "text/Json.h"
 #include "text/Messages.h"
 #include "zynkey/Names.h"
 
@@ -83,26 +80,6 @@ void draw(Node const& node, std::string const& margin, std::string& text) {
   }
 }
 
-std::string dump(nlohmann::ordered_json const& json) {
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
-
-/** In parts: the document of a long list takes many times the memory of its text. */
-template <typename Item, typename ToJson>
-std::string dumpList(std::vector<Item> const& items, ToJson toJson) {
-  constexpr std::size_t partSize = 1000;
-  std::string text = "[";
-  for (std::span<Item const> rest = items; !rest.empty();) {
-    auto part = nlohmann::ordered_json::array();
-    std::size_t const count = std::min(rest.size(), partSize);
-    std::ranges::transform(rest.first(count), std::back_inserter(part), toJson);
-    rest = rest.subspan(count);
-    std::string const dumped = dump(part);
-    text.append(dumped, 1, dumped.size() - 2).append(rest.empty() ? "" : ",");
-  }
-  return text += ']';
-}
-
 // How each answer looks, as text and as JSON.
 
 std::string text(Model::ValuePtr const& key) { return Model::print(*key) + '\n'; }
@@ -147,60 +124,96 @@ std::string text(Expansions const& expansions) {
   return lines;
 }
 
-nlohmann::ordered_json json(Model::ValuePtr const& key) {
-  return {{"type", Model::typeOf(*key).name()}, {"key", Model::toJson(*key)}};
-}
-nlohmann::ordered_json json(All) { return {{"all", true}}; }
-nlohmann::ordered_json json(Filter const& filter) {
-  auto values = nlohmann::ordered_json::object();
-  for (auto const& [attr, value] : filter) {
-    values[attr] = Model::toJson(*value);
+template <typename Items, typename Append>
+void appendList(Items const& items, Append append, std::string& out) {
+  for (std::string_view separator; auto const& item : items) {
+    out += std::exchange(separator, ",");
+    append(item, out);
   }
-  return {{"filter", std::move(values)}};
 }
 
 template <typename Held>
-std::string jsonText(Held const& held) {
-  return dump(json(held));
+void appendObject(Held const& held, std::string& out);
+
+// The members of the object that each answer is.
+
+void appendMembers(Model::ValuePtr const& key, std::string& out) {
+  out += R"("type":)";
+  Text::appendJson(Model::typeOf(*key).name(), out);
+  out += R"(,"key":)";
+  Model::appendJson(*key, out);
 }
-std::string jsonText(Elements const& elements) {
-  return "{\"elements\":" + dumpList(elements, [](std::string const& element) { return element; }) + "}";
+void appendMembers(All, std::string& out) { out += R"("all":true)"; }
+void appendMembers(Filter const& filter, std::string& out) {
+  auto const append = [](Filter::value_type const& one, std::string& to) {
+    Text::appendJson(one.first, to);
+    to += ':';
+    Model::appendJson(*one.second, to);
+  };
+  out += R"("filter":{)";
+  appendList(filter, append, out);
+  out += '}';
 }
-nlohmann::ordered_json json(Selected const& selected) {
-  nlohmann::ordered_json one{{"collection", fullName(selected.collection)}};
-  one.update(std::visit([](auto const& held) { return json(held); }, selected.keys));
-  return one;
+void appendMembers(Elements const& elements, std::string& out) {
+  out += R"("elements":[)";
+  appendList(elements, Text::appendJson, out);
+  out += ']';
 }
-std::string jsonText(PathAnswer const& answer) {
-  nlohmann::ordered_json const node{
-      {"name", answer.node.attr.name()}, {"kind", nameOf(answer.node.kind)}, {"type", answer.node.type.name()}};
-  return "{\"path\":" + dump(answer.path) + ",\"node\":" + dump(node) +
-         ",\"selections\":" + dumpList(answer.collections, [](Selected const& selected) { return json(selected); }) +
-         (answer.warning.empty() ? "" : ",\"warning\":" + dump(answer.warning)) + "}";
-}
-std::string jsonText(Expansions const& expansions) {
-  std::string text = "{\"expansions\":[";
-  for (PathAnswer const& one : expansions) {
-    text += (text.ends_with('[') ? "" : ",") + jsonText(one);
-  }
-  return text += "]}";
+void appendMembers(Selected const& selected, std::string& out) {
+  out += R"("collection":)";
+  Text::appendJson(fullName(selected.collection), out);
+  out += ',';
+  std::visit([&](auto const& held) { appendMembers(held, out); }, selected.keys);
 }
 
-nlohmann::ordered_json json(Failure const& failure) {
-  nlohmann::ordered_json json{{"error", failure.text.view()}};
-  if (failure.path) {
-    Gnmi::Error const& error = *failure.path;
-    json["class"] = nameOf(error.kind);
-    if (error.offset) {
-      json["offset"] = *error.offset;
-    }
-    json["in"] = error.inPrefix ? "prefix" : "path";
-    json["element"] = error.element;
-    if (!error.key.empty()) {
-      json["key"] = error.key;
-    }
+void appendMembers(PathAnswer const& answer, std::string& out) {
+  out += R"("path":)";
+  Text::appendJson(answer.path, out);
+  out += R"(,"node":{"name":)";
+  Text::appendJson(answer.node.attr.name(), out);
+  out += R"(,"kind":)";
+  Text::appendJson(nameOf(answer.node.kind), out);
+  out += R"(,"type":)";
+  Text::appendJson(answer.node.type.name(), out);
+  out += R"(},"selections":[)";
+  appendList(answer.collections, appendObject<Selected>, out);
+  out += ']';
+  if (!answer.warning.empty()) {
+    out += R"(,"warning":)";
+    Text::appendJson(answer.warning, out);
   }
-  return json;
+}
+void appendMembers(Expansions const& expansions, std::string& out) {
+  out += R"("expansions":[)";
+  appendList(expansions, appendObject<PathAnswer>, out);
+  out += ']';
+}
+
+void appendMembers(Failure const& failure, std::string& out) {
+  out += R"("error":)";
+  Text::appendJson(failure.text.view(), out);
+  if (!failure.path) {
+    return;
+  }
+  Gnmi::Error const& error = *failure.path;
+  out += R"(,"class":)";
+  Text::appendJson(nameOf(error.kind), out);
+  if (error.offset) {
+    out += R"(,"offset":)" + std::to_string(*error.offset);
+  }
+  out += error.inPrefix ? R"(,"in":"prefix")" : R"(,"in":"path")";
+  out += R"(,"element":)" + std::to_string(error.element);
+  if (!error.key.empty()) {
+    out += R"(,"key":)";
+    Text::appendJson(error.key, out);
+  }
+}
+
+template <typename Held>
+void appendObject(Held const& held, std::string& out) {
+  out += '{';
+  appendMembers(held, out);
+  out += '}';
 }
 
 }  // namespace
@@ -251,14 +264,14 @@ std::string toText(Answer const& answer) {
   return std::visit([](auto const& held) { return text(held); }, answer);
 }
 
-std::string toJsonLine(Outcome const& outcome) {
+void appendJsonLine(Outcome const& outcome, std::string& out) {
   if (outcome) {
-    return std::visit([](auto const& held) { return jsonText(held); }, *outcome) += '\n';
+    std::visit([&](auto const& held) { appendObject(held, out); }, *outcome);
+  } else {
+    appendObject(outcome.error(), out);
   }
-  return dump(json(outcome.error())) += '\n';
+  out += '\n';
 }
-
-std::string errorLine(std::string_view error) { return dump({{"error", error}}) += '\n'; }
 
 std::string indented(std::string_view lines) {
   std::string text;

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <expected>
 #include <functional>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -69,9 +68,8 @@ Outcome build(Zyn::ZynType type, Keys const& keys);
 
 /** Lines, each with its end. */
 std::string toText(Answer const& answer);
-/** One JSON object in one line, with its end; bytes that are not UTF-8 become U+FFFD. */
-std::string toJsonLine(Outcome const& outcome);
-std::string errorLine(std::string_view error);
+/** Appends one JSON object in one line, with its end; bytes that are not UTF-8 become U+FFFD. */
+void appendJsonLine(Outcome const& outcome, std::string& out);
 /** Each of the lines, two blanks further in. */
 std::string indented(std::string_view lines);
 

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <span>
+#include <system_error>
 #include <vector>
 
 #include "text/Messages.h"
@@ -331,6 +333,97 @@ class Reader final : public nlohmann::json_sax<Json> {
   unsigned inPair_ = 0;
 };
 
+/**
+ * Shows a `Reader` the events of the usual requests without the parser: their texts are ASCII without escapes, their
+ * numbers whole. It takes nothing that the parser refuses, and leaves all else to it: what is wrong is worded there.
+ */
+class Scanner {
+ public:
+  Scanner(std::string_view json, Reader& reader) : at_(json.data()), end_(at_ + json.size()), reader_(reader) {}
+
+  /** False where the parser must read the request, with another reader. */
+  bool scan() {
+    bool const isRead = value();
+    skipBlanks();
+    return isRead && at_ == end_;
+  }
+
+ private:
+  void skipBlanks() {
+    while (at_ != end_ && (*at_ == ' ' || *at_ == '\t' || *at_ == '\r' || *at_ == '\n')) {
+      ++at_;
+    }
+  }
+
+  /** Blanks before it as well. */
+  bool skip(char wanted) {
+    skipBlanks();
+    bool const isThere = at_ != end_ && *at_ == wanted;
+    at_ += isThere ? 1 : 0;
+    return isThere;
+  }
+
+  bool take(std::string_view wanted) {
+    bool const isThere = std::string_view(at_, end_).starts_with(wanted);
+    at_ += isThere ? wanted.size() : 0;
+    return isThere;
+  }
+
+  // As deep as the reader lets it.
+  bool value() {
+    if (skip('"')) {
+      return text() && reader_.string(text_);
+    }
+    if (skip('[')) {
+      return reader_.start_array(0) && list(']', [this] { return value(); }) && reader_.end_array();
+    }
+    if (skip('{')) {
+      auto const member = [this] { return skip('"') && text() && reader_.key(text_) && skip(':') && value(); };
+      return reader_.start_object(0) && list('}', member) && reader_.end_object();
+    }
+    return take("true") ? reader_.boolean(true) : take("false") ? reader_.boolean(false) : number();
+  }
+
+  template <typename Item>
+  bool list(char end, Item item) {
+    if (skip(end)) {
+      return true;
+    }
+    while (item()) {
+      if (!skip(',')) {
+        return skip(end);
+      }
+    }
+    return false;
+  }
+
+  /** Behind the quote that it begins with. */
+  bool text() {
+    char const* const begin = at_;
+    while (at_ != end_ && ' ' <= *at_ && *at_ <= '~' && *at_ != '"' && *at_ != '\\') {
+      ++at_;
+    }
+    text_.assign(begin, at_);
+    return take("\"");
+  }
+
+  /** No number that fits begins with a zero. */
+  bool number() {
+    std::uint64_t number = 0;
+    auto const [end, error] = std::from_chars(at_, end_, number);
+    if (error != std::errc() || *at_ == '0') {
+      return false;
+    }
+    at_ = end;
+    return reader_.number_unsigned(number);
+  }
+
+  char const* at_;
+  char const* end_;
+  Reader& reader_;
+  std::string text_;
+};
+
 std::string unfitFields(OpRow const& op, unsigned seen) {
   std::string text;
   for (unsigned field = 0; field < FieldCount; ++field) {
@@ -365,29 +458,8 @@ std::expected<void, std::string> readPathJob(Reader& reader, Names& names) {
   return {};
 }
 
-}  // namespace
-
-std::string parserReason(std::string_view what) {
-  // Its line number is always 1 here, and what it quotes may be of any length.
-  what = after(what, "] ");
-  what = what.starts_with("parse error at ") ? after(what, ": ") : what;
-  constexpr std::size_t shown = 200;
-  return std::string(what.substr(0, shown)) + (what.size() > shown ? "..." : "");
-}
-
-std::expected<Gnmi::Mode, std::string> modeOf(std::string_view name) {
-  auto const* const mode = std::ranges::find(modes, name, &ModeRow::name);
-  if (mode == modes.end()) {
-    return std::unexpected("unknown mode " + Text::inQuotes(name) + suggestionOf(name, modes));
-  }
-  return mode->mode;
-}
-
-std::expected<Request, std::string> readRequest(std::string_view json, Names& names) {
-  Reader reader;
-  if (!Json::sax_parse(json.data(), json.data() + json.size(), &reader)) {
-    return std::unexpected(std::move(reader.error));
-  }
+/** What a reader has taken in whole. */
+std::expected<Request, std::string> requestOf(Reader& reader, Names& names) {
   if ((reader.seen & bit(OpField)) == 0) {
     return std::unexpected("field 'op' is missing" + suggestionOf("", ops));
   }
@@ -423,6 +495,37 @@ std::expected<Request, std::string> readRequest(std::string_view json, Names& na
     request.type = *type;
   }
   return request;
+}
+
+}  // namespace
+
+std::string parserReason(std::string_view what) {
+  // Its line number is always 1 here, and what it quotes may be of any length.
+  what = after(what, "] ");
+  what = what.starts_with("parse error at ") ? after(what, ": ") : what;
+  constexpr std::size_t shown = 200;
+  return std::string(what.substr(0, shown)) + (what.size() > shown ? "..." : "");
+}
+
+std::expected<Gnmi::Mode, std::string> modeOf(std::string_view name) {
+  auto const* const mode = std::ranges::find(modes, name, &ModeRow::name);
+  if (mode == modes.end()) {
+    return std::unexpected("unknown mode " + Text::inQuotes(name) + suggestionOf(name, modes));
+  }
+  return mode->mode;
+}
+
+std::expected<Request, std::string> readRequest(std::string_view json, Names& names) {
+  Reader reader;
+  return Scanner(json, reader).scan() ? requestOf(reader, names) : parseRequest(json, names);
+}
+
+std::expected<Request, std::string> parseRequest(std::string_view json, Names& names) {
+  Reader reader;
+  if (!Json::sax_parse(json.data(), json.data() + json.size(), &reader)) {
+    return std::unexpected(std::move(reader.error));
+  }
+  return requestOf(reader, names);
 }
 
 }  // namespace ZynKey

@@ -73,7 +73,9 @@ constexpr std::array<std::string_view, 3> keyForms = {
 
 Status report(Outcome const& outcome, bool json) {
   if (json) {
-    writeOut(toJsonLine(outcome));
+    std::string line;
+    appendJsonLine(outcome, line);
+    writeOut(line);
   } else if (outcome) {
     writeOut(toText(*outcome));
   }

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 #include "model/Value.h"
 #include "model/Zyn/Objects.h"
 #include "model/Zyn/Tables.h"
+#include "text/Json.h"
 
 namespace Model {
 namespace {
@@ -42,6 +44,30 @@ nlohmann::ordered_json scalarJson(Scalar const& value) {
   }
 }
 
+void appendScalar(Scalar const& value, std::string& out) {
+  switch (value.kind()) {
+    case Kind::Bool:
+    case Kind::S8:
+    case Kind::S16:
+    case Kind::S32:
+    case Kind::U8:
+    case Kind::U16:
+    case Kind::U32:
+      printScalar(value, TextForm::Gnmi, out);
+      return;
+    case Kind::Float:
+    case Kind::Double:
+    case Kind::Seconds:
+      out += scalarJson(value).dump();
+      return;
+    default: {
+      std::string text;
+      printScalar(value, TextForm::Gnmi, text);
+      Text::appendJson(text, out);
+    }
+  }
+}
+
 }  // namespace
 
 nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
@@ -62,6 +88,29 @@ nlohmann::ordered_json toJson(Zyn::GenericIf const& value) {
     }
   }
   return json;
+}
+
+void appendJson(Zyn::GenericIf const& value, std::string& out) {
+  ValueObject const& object = valueObject(value);
+  if (!isComposed(object.kind())) {
+    appendScalar(static_cast<Scalar const&>(object), out);
+    return;
+  }
+  auto const slots = static_cast<Composed const&>(object).slots();
+  if (object.kind() == Kind::Wrapper) {
+    slots[0] ? appendJson(*slots[0], out) : void(out += "null");
+    return;
+  }
+  char separator = '{';
+  for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
+    if (slots[slot]) {
+      out += std::exchange(separator, ',');
+      Text::appendJson(attrRow(object.type(), slot).name, out);
+      out += ':';
+      appendJson(*slots[slot], out);
+    }
+  }
+  out += separator == '{' ? "{}" : "}";
 }
 
 }  // namespace Model

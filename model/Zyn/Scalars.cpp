@@ -256,8 +256,16 @@ std::size_t readAddress(std::string_view text, Content& content) {
 }
 
 void printAddress(std::string_view bytes, std::string& out) {
+  if (bytes.size() == 4) {
+    // As `inet_ntop` does, which goes through `sprintf` for it.
+    for (std::size_t i = 0; i != 4; ++i) {
+      out += i == 0 ? "" : ".";
+      appendNumber(static_cast<unsigned>(static_cast<std::uint8_t>(bytes[i])), out);
+    }
+    return;
+  }
   std::array<char, INET6_ADDRSTRLEN> buffer{};
-  out += inet_ntop(bytes.size() == 4 ? AF_INET : AF_INET6, bytes.data(), buffer.data(), buffer.size());
+  out += inet_ntop(AF_INET6, bytes.data(), buffer.data(), buffer.size());
 }
 
 bool readIpAddress(TypeRow const&, std::string_view text, Content& content) {

@@ -67,6 +67,12 @@ inline void set(Value const& object, std::string_view name, Velko::Ptr<Zyn::Gene
   Model::typeOf(*object).attr(name).genericIfSet(object, nullptr, value);
 }
 
+inline std::string jsonText(Zyn::GenericIf const& value) {
+  std::string text;
+  Model::appendJson(value, text);
+  return text;
+}
+
 /** What the `Velko::Exception` says; "no exception" when there is none. */
 template <typename Function>
 std::string errorOf(Function&& function) {

@@ -101,6 +101,7 @@ TEST(Literal, PrintsInOneForm) {
     Value const value = literal(type, row.text);
     EXPECT_EQ(Model::print(*value), row.prints);
     EXPECT_EQ(Model::toJson(*value).dump(), row.json);
+    EXPECT_EQ(jsonText(*value), row.json);
     EXPECT_EQ(Model::typeOf(*value), type);
     Value const again = literal(type, row.prints);
     EXPECT_TRUE(Model::equal(*value, *again));

@@ -54,6 +54,7 @@ TEST(Default, OfEveryKind) {
     Value const value = initial(row.type);
     EXPECT_EQ(Model::print(*value), row.prints);
     EXPECT_EQ(Model::toJson(*value).dump(), row.json);
+    EXPECT_EQ(jsonText(*value), row.json);
     EXPECT_EQ(Model::typeOf(*value), row.type);
   }
 }
@@ -506,9 +507,10 @@ TEST(Json, IsInDeclarationOrder) {
   set(outer, "ports", gnmi(network.rangeBox, "1-2"));
   set(outer, "key", initial(network.routeKey));
   set(outer, "port", gnmi(network.portName, "x"));
-  EXPECT_EQ(
-      Model::toJson(*outer).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
-      "{\"key\":{},\"port\":{\"name\":\"x\"},\"ports\":{\"low\":1,\"high\":2},\"vlan\":7,\"note\":\"\xEF\xBF\xBD\"}");
+  std::string const json =
+      "{\"key\":{},\"port\":{\"name\":\"x\"},\"ports\":{\"low\":1,\"high\":2},\"vlan\":7,\"note\":\"\xEF\xBF\xBD\"}";
+  EXPECT_EQ(Model::toJson(*outer).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), json);
+  EXPECT_EQ(jsonText(*outer), json);
 }
 
 TEST(Value, DeepOnesAreMadeReadAndDropped) {
@@ -536,6 +538,7 @@ TEST(Value, MayHaveManyAttributes) {
   }
   EXPECT_EQ(Model::get<std::uint64_t>(*value, "a999"), 999U);
   EXPECT_EQ(Model::toJson(*value).size(), 1000U);
+  EXPECT_EQ(jsonText(*value), Model::toJson(*value).dump());
 }
 
 }  // namespace
