@@ -1,6 +1,9 @@
 -- What to run first: paths go in as text, and come back as columns of the right types. Nothing is left behind but the
 -- tables sample, route and counter; run it in a database of its own.
 
+-- Numbers stand alone in what is printed.
+SET output_format_pretty_row_numbers = 0, output_format_pretty_single_large_number_tip_threshold = 0;
+
 -- 1. Paths as they arrive, in more than one spelling, and some that are no path of this schema.
 CREATE TABLE sample (id UInt64, path String) ENGINE = Memory;
 
@@ -27,12 +30,13 @@ CREATE TABLE route (
 `offset` Nullable(UInt64)
 ) ENGINE = Memory;
 
--- 3. Each path becomes one row, in one pass. What is no path of the schema becomes one with an error.
+-- 3. Each path becomes one row, in one pass. What is no path of the schema becomes one with an error. Without
+-- check_exit_code, a command that does not run may look like an empty answer.
 INSERT INTO route SELECT * FROM executable('zynkey-rows --collection Vrf.route', JSONEachRow,
   '`id` Nullable(String), `path` Nullable(String), `entry` Nullable(String), `kind` Nullable(String),
    `vrf` Nullable(String), `prefix` Nullable(String), `protocol` Nullable(String), `tag` Nullable(UInt32),
    `error` Nullable(String), `class` Nullable(String), `offset` Nullable(UInt64)',
-  (SELECT id, path FROM sample));
+  (SELECT id, path FROM sample), SETTINGS check_exit_code = 1);
 
 -- 4. Nothing is lost: what failed says why, and where in the path.
 SELECT count() AS rows, countIf(error IS NULL) AS typed FROM route;
@@ -54,7 +58,7 @@ INSERT INTO counter SELECT number,
 
 SELECT route.vrf, count() AS routes, sum(packets) AS packets
   FROM executable('zynkey-rows --collection Vrf.route', JSONEachRow, '`id` UInt64, `entry` Nullable(String)',
-                  (SELECT id, path FROM counter)) AS typed
+                  (SELECT id, path FROM counter), SETTINGS check_exit_code = 1) AS typed
   JOIN counter ON counter.id = typed.id
   JOIN route ON route.entry = typed.entry
  GROUP BY route.vrf ORDER BY route.vrf;

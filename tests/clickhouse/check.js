@@ -37,7 +37,6 @@ function firstSteps() {
   const sql = fs.readFileSync(path.join(examples, 'first.sql'), 'utf8');
   assert(sql.includes(`CREATE TABLE route (\n${columns('--collection', 'Vrf.route', '--in', 'json')}) ENGINE`),
          'the columns of first.sql are those that --ddl prints');
-  session.query('SET output_format_pretty_row_numbers = 0, output_format_pretty_single_large_number_tip_threshold = 0');
   let printed = '';
   for (const statement of sql.replace(/^--.*$/gm, '').split(';').filter((text) => text.trim())) {
     const answer = session.query(statement, 'PrettyCompactMonoBlock');
@@ -82,6 +81,19 @@ function tables() {
   console.log(`tables: ${Object.keys(samples).length} sets of columns, each loaded as json, tsv and csv`);
 }
 
+/** Events come in as maps, and other columns go through; a command that does not run is an error. */
+function events() {
+  const typed = (options) => `executable('zynkey-rows ${options}', JSONEachRow,
+      '\`tags\` Map(String, String), \`name\` Nullable(String), \`error\` Nullable(String)',
+      (SELECT map('interface_name', format('eth{0}', toString(number))) AS tags,
+              map('/interface/state.counters/in', '1') AS values FROM numbers(3)), SETTINGS check_exit_code = 1)`;
+  assert.deepStrictEqual(row(`SELECT groupArray(name), groupArray(tags['interface_name']), countIf(error IS NOT NULL)
+                              FROM ${typed('--in event --collection Device.interface')}`).map(String),
+                         ['eth0,eth1,eth2', 'eth0,eth1,eth2', '0']);
+  assert.throws(() => ask(`SELECT * FROM ${typed('--in event --collection Device.interfase')}`));
+  console.log('events: 3, by their tags; an unknown collection is an error');
+}
+
 /** 200,000 paths, every thousandth of them wrong. */
 function many() {
   const count = 200000;
@@ -116,6 +128,7 @@ try {
   console.log(`engine ${row('SELECT version()')[0]}`);
   firstSteps();
   tables();
+  events();
   many();
 } finally {
   session.cleanup();
