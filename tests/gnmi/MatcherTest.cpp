@@ -305,9 +305,11 @@ TEST_F(Match, WhatIsAskedToAddAndRemoveOneDoesNotGrowWithOthers) {
     std::vector<Resolved> nodes;
     for (std::size_t i = 0; i != count; ++i) {
       std::string const number = std::to_string(i);
-      nodes.push_back(resolved("/vrf[name=v" + number + "]/route[prefix=::/0][protocol=bgp][index=7]"));
-      nodes.push_back(resolved("/vrf[name=v" + number + "]/route[prefix=::/0][protocol=p" + number + "]"));
-      nodes.push_back(resolved("/vrf/route[protocol=p" + number + "]/metric"));
+      std::string const routes = "/vrf[name=v" + number + "]/route[prefix=::/0]";
+      std::string const byName = "[protocol=p" + number + "]";
+      nodes.push_back(resolved(routes + "[protocol=bgp][index=7]"));
+      nodes.push_back(resolved(routes + byName));
+      nodes.push_back(resolved("/vrf/route" + byName + "/metric"));
     }
     Matcher matcher(counting);
     counting.asked = 0;
