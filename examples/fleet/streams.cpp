@@ -45,8 +45,10 @@ void makeAll(Settings const& settings) {
 
   char const* subject = Fleet::eventSubject;
   jsStreamConfig events = stream(Fleet::eventStream, subject);
-  // An event goes when all consumers have acknowledged it.
-  events.Retention = js_InterestPolicy;
+  // Events stay when they were acknowledged: with retention by acknowledgement a server that was killed (2.9) has
+  // forgotten those that workers had at that time.
+  events.Retention = js_LimitsPolicy;
+  events.MaxAge = settings.keep * Fleet::second;
   events.MaxBytes = settings.maxBytes;
   events.Duplicates = settings.window * Fleet::second;
   // An event that fails is kept in ERRORS with headers, and both together have to fit a message.
@@ -96,7 +98,7 @@ int main(int argc, char** argv) {
   app.add_option("--window", settings.window, "For this long a message with an id that was there is dropped")
       ->capture_default_str()
       ->check(CLI::Range(2, 365 * 24 * 3600));
-  app.add_option("--keep", settings.keep, "For this long rows are kept")
+  app.add_option("--keep", settings.keep, "For this long events and rows are kept")
       ->capture_default_str()
       ->check(CLI::Range(2, 365 * 24 * 3600));
   app.add_option("--max-bytes", settings.maxBytes, "Of EVENTS, and of ERRORS")->capture_default_str();
