@@ -132,7 +132,7 @@ std::expected<Zyn::ZynType, std::string> rootOf(Model::Schema const& schema) {
 }
 
 std::string suggestion(std::string_view name, std::span<std::string const> names) {
-  std::string near = Text::didYouMean(name, names);
+  std::string const near = Text::didYouMean(name, names);
   return near.empty() ? Text::listNames(names) : near;
 }
 
