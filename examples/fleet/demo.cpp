@@ -159,6 +159,7 @@ int main(int argc, char** argv) {
   app.add_option("--server", server)->capture_default_str();
   app.add_option("--consumer", consumer)->capture_default_str();
   app.require_subcommand(1);
+  app.fallthrough();  // `--server` may stand behind a subcommand, too.
   app.add_subcommand("generate")->add_option("messages", messages)->required();
   app.add_subcommand("left");
   app.add_subcommand("count")->add_option("messages", messages)->required();
