@@ -24,6 +24,16 @@ struct Escapes {
   }
 };
 
+/** Those that JSON and TSV have in common. */
+constexpr void setShortEscapes(Escapes& escapes) {
+  escapes.set('\\', "\\\\");
+  escapes.set('\b', "\\b");
+  escapes.set('\f', "\\f");
+  escapes.set('\n', "\\n");
+  escapes.set('\r', "\\r");
+  escapes.set('\t', "\\t");
+}
+
 constexpr Escapes jsonEscapes = [] {
   constexpr std::string_view digits = "0123456789abcdef";
   Escapes escapes;
@@ -37,24 +47,14 @@ constexpr Escapes jsonEscapes = [] {
     escapes.set(byte, {code.data(), code.size()});
   }
   escapes.set('"', "\\\"");
-  escapes.set('\\', "\\\\");
-  escapes.set('\b', "\\b");
-  escapes.set('\f', "\\f");
-  escapes.set('\n', "\\n");
-  escapes.set('\r', "\\r");
-  escapes.set('\t', "\\t");
+  setShortEscapes(escapes);
   return escapes;
 }();
 
 constexpr Escapes tsvEscapes = [] {
   Escapes escapes;
   escapes.set('\0', "\\0");
-  escapes.set('\\', "\\\\");
-  escapes.set('\b', "\\b");
-  escapes.set('\f', "\\f");
-  escapes.set('\n', "\\n");
-  escapes.set('\r', "\\r");
-  escapes.set('\t', "\\t");
+  setShortEscapes(escapes);
   return escapes;
 }();
 
