@@ -1,6 +1,5 @@
 #include "zynkey/Jobs.h"
 
-#include <string_view>
 #include <utility>
 
 #include "text/Json.h"

@@ -6,9 +6,11 @@
 
 #include <cstdint>
 #include <expected>
+#include <forward_list>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -23,8 +25,9 @@ namespace ZynKey {
 enum class Op : std::uint8_t { Decode, Scalar, Filter, Split, Path };
 
 /** Paths, or one name, and the texts of their values. */
-using Keys = NamedTexts;
+using Keys = NamedViews;
 
+/** Its texts are views: of a line, of arguments, or of what it owns. */
 struct Request {
   Op op = Op::Decode;
   Zyn::ZynAttr collection;
@@ -33,9 +36,11 @@ struct Request {
   bool s4 = false;
   Keys keys;
   /** Split only. */
-  std::string text;
+  std::string_view text;
   /** Path only. */
   PathRequest path = {};
+  /** Texts that stand nowhere else, such as those that had escapes. */
+  std::forward_list<std::string> owned = {};
 };
 
 using Elements = std::vector<std::string>;

@@ -18,31 +18,36 @@ namespace ZynKey {
 
 /** Names and texts. */
 using NamedTexts = std::vector<std::pair<std::string, std::string>>;
+/** The same, which live elsewhere. */
+using NamedViews = std::vector<std::pair<std::string_view, std::string_view>>;
 
-/** A path as a request gives it. Its members are those of the message, so that it is read as one. */
+/**
+ * A path as a request gives it; its texts live elsewhere. Its members are those of the message, so that it is read as
+ * one.
+ */
 class PathInput {
  public:
   class Elem {
    public:
-    std::string const& name() const { return nameText; }
-    NamedTexts const& key() const { return keys; }
+    std::string_view name() const { return nameText; }
+    NamedViews const& key() const { return keys; }
 
-    std::string nameText;
-    NamedTexts keys;
+    std::string_view nameText;
+    NamedViews keys;
   };
 
   std::vector<Elem> const& elem() const { return elems; }
-  std::vector<std::string> const& element() const { return elements; }
-  std::string const& origin() const { return originText; }
-  std::string const& target() const { return targetText; }
+  std::vector<std::string_view> const& element() const { return elements; }
+  std::string_view origin() const { return originText; }
+  std::string_view target() const { return targetText; }
 
   /** The text of the whole path, where that is how it is given; the fields of the message are empty then. */
   bool isText = false;
-  std::string text;
+  std::string_view text;
   std::vector<Elem> elems;
-  std::vector<std::string> elements;
-  std::string originText;
-  std::string targetText;
+  std::vector<std::string_view> elements;
+  std::string_view originText;
+  std::string_view targetText;
 };
 
 struct PathRequest {
@@ -53,7 +58,7 @@ struct PathRequest {
   Gnmi::Mode mode = Gnmi::Mode::Read;
   Gnmi::Bounds bounds;
   /** Leaves of a payload that hold the key of the last list. */
-  NamedTexts payload;
+  NamedViews payload;
   bool s4 = false;
   Gnmi::Resolver const* resolver = nullptr;
 };

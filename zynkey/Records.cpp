@@ -226,7 +226,7 @@ class Reader final : public nlohmann::json_sax<Json> {
 
   void elemKey(std::string const& name) {
     if (depthInField() == 3) {
-      given().elems.back().keys.emplace_back(name, "");
+      given().elems.back().keys.emplace_back(kept(name), "");
     } else if (elemField_ = name; name != "name" && name != "key") {
       fail("unknown field " + Text::inQuotes(name) + " of an element; there are 'name', 'key'");
     } else {
@@ -294,20 +294,20 @@ class Reader final : public nlohmann::json_sax<Json> {
       case Role::Path:
         fits = isText;
         if (fits) {
-          given().text = text;
+          given().text = kept(text);
         }
         break;
       case Role::Elem:
         fits = isText && ((depth == 2 && elemField_ == "name") || depth == 3);
         if (fits) {
-          (depth == 2 ? given().elems.back().nameText : given().elems.back().keys.back().second) = text;
+          (depth == 2 ? given().elems.back().nameText : given().elems.back().keys.back().second) = kept(text);
         }
         break;
       case Role::Origin:
       case Role::Target:
         fits = isText || shape == Shape::None;
         if (isText) {
-          (role_.role == Role::Origin ? given().origin : given().target) = text;
+          (role_.role == Role::Origin ? given().origin : given().target) = kept(text);
         }
         break;
       case Role::Prefix:
@@ -374,24 +374,25 @@ class Reader final : public nlohmann::json_sax<Json> {
   struct Given {
     bool hasText = false;
     bool hasElems = false;
-    std::optional<std::string> text;
-    std::optional<std::string> origin;
-    std::optional<std::string> target;
+    std::optional<std::string_view> text;
+    std::optional<std::string_view> origin;
+    std::optional<std::string_view> target;
     std::vector<PathInput::Elem> elems;
   };
 
   static PathInput inputOf(Given given) {
     PathInput input;
     input.isText = given.text.has_value();
-    input.text = std::move(given.text).value_or("");
+    input.text = given.text.value_or("");
     if (!input.isText) {
       input.elems = std::move(given.elems);
-      input.originText = std::move(given.origin).value_or("");
-      input.targetText = std::move(given.target).value_or("");
+      input.originText = given.origin.value_or("");
+      input.targetText = given.target.value_or("");
     }
     return input;
   }
 
+  std::string_view kept(std::string_view text) { return record_.owned.emplace_front(text); }
   Given& given() { return inPrefix_ ? prefix_ : path_; }
 
   RecordKind kind_;

@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <forward_list>
 #include <functional>
 #include <optional>
 #include <string>
@@ -54,6 +55,8 @@ struct Record {
   /** Of an event: the paths of its values, and its deletes. */
   std::vector<std::string> values;
   std::vector<std::string> deletes;
+  /** The texts of `path` and `prefix`. */
+  std::forward_list<std::string> owned;
   /** Why there is no path, or no event; empty where there is one. */
   std::string flaw;
   /** Where the line is no JSON: the byte. */

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cstdint>
 #include <iterator>
@@ -113,11 +114,9 @@ std::string_view after(std::string_view text, std::string_view end) {
 /** Takes the parser's events. Answering false ends the parse, with `error` set. */
 class Reader final : public nlohmann::json_sax<Json> {
  public:
+  Request request;
   /** What stands in the fields of shape text, of the request itself. */
-  std::array<std::string, FieldCount> texts;
-  bool s4 = false;
-  Keys keys;
-  PathRequest path;
+  std::array<std::string_view, FieldCount> texts;
   unsigned seen = 0;
   std::string error;
 
@@ -127,103 +126,91 @@ class Reader final : public nlohmann::json_sax<Json> {
   bool binary(binary_t&) override { return wrongShape(); }
 
   bool number_unsigned(number_unsigned_t value) override {
-    if (place_ != InRequest || fields[field_].shape != numberShape || value == 0) {
+    if (place_ != InFields || inPrefix_ || fields[field_].shape != numberShape || value == 0) {
       return wrongShape();
     }
-    (field_ == MaxDepthField ? path.bounds.depth : path.bounds.expansions) = value;
+    Gnmi::Bounds& bounds = request.path.bounds;
+    (field_ == MaxDepthField ? bounds.depth : bounds.expansions) = value;
     return true;
   }
 
   bool boolean(bool value) override {
-    if (place_ != InRequest || field_ != S4Field) {
+    if (place_ != InFields || inPrefix_ || field_ != S4Field) {
       return wrongShape();
     }
-    s4 = value;
+    request.s4 = value;
     return true;
   }
 
-  bool string(string_t& value) override {
+  bool string(string_t& text) override { return value(kept(text)); }
+  bool key(string_t& text) override { return name(kept(text)); }
+
+  /** A string that lives as long as the request. */
+  bool value(std::string_view text) {
     switch (place_) {
-      case InRequest:
-      case InPrefix:
-        return takeText(value);
+      case InFields:
+        return takeText(text);
       case InPair:
         if (inPair_ == 2) {
           return wrongShape();
         }
-        (inPair_ == 0 ? pairs().back().first : pairs().back().second) = std::move(value);
+        (inPair_ == 0 ? pairs().back().first : pairs().back().second) = text;
         ++inPair_;
         return true;
       case InElementList:
-        input().elements.push_back(std::move(value));
+        input().elements.push_back(text);
         return true;
       case InElem:
-        if (elemField_ != "name") {
+        if (elemField_ != NamePart) {
           return wrongShape();
         }
-        input().elems.back().nameText = std::move(value);
+        input().elems.back().nameText = text;
         return true;
       case InKeyMap:
-        input().elems.back().keys.back().second = std::move(value);
+        input().elems.back().keys.back().second = text;
         return true;
       default:
         return wrongShape();
     }
   }
 
+  /** The name of a member, which lives as long. */
+  bool name(std::string_view text) {
+    if (place_ == InKeyMap) {
+      input().elems.back().keys.emplace_back(text, "");
+      return true;
+    }
+    return place_ == InElem ? startElemField(text) : startField(text);
+  }
+
   bool start_object(std::size_t) override {
     if (place_ == Outside) {
-      return enter(InRequest);
+      return enter(InFields);
     }
-    if (place_ == InRequest && field_ == PrefixField) {
-      path.hasPrefix = true;
-      return enter(InPrefix);
+    if (place_ == InFields && !inPrefix_ && field_ == PrefixField) {
+      request.path.hasPrefix = true;
+      inPrefix_ = true;
+      return true;
     }
     if (place_ == InElemList) {
       input().elems.emplace_back();
       elemFieldsSeen_ = 0;
       return enter(InElem);
     }
-    return place_ == InElem && elemField_ == "key" ? enter(InKeyMap) : wrongShape();
-  }
-
-  bool key(string_t& name) override {
-    if (place_ == InKeyMap) {
-      input().elems.back().keys.emplace_back(std::move(name), "");
-      return true;
-    }
-    if (place_ == InElem) {
-      return takeElemField(name);
-    }
-    auto const* const row = std::ranges::find(fields, name, &FieldRow::name);
-    if (row == fields.end()) {
-      return fail("unknown field " + Text::inQuotes(name) + suggestionOf(name, fields));
-    }
-    field_ = static_cast<Field>(row - fields.begin());
-    if (place_ == InPrefix && ((messageFields | bit(PathField)) & bit(field_)) == 0) {
-      return fail("field 'prefix' takes no field " + Text::inQuotes(name));
-    }
-    unsigned& known = place_ == InPrefix ? seenInPrefix_ : seen;
-    if ((known & bit(field_)) != 0) {
-      return fail("field " + Text::inQuotes(name) + " is given twice");
-    }
-    known |= bit(field_);
-    if ((known & bit(PathField)) != 0 && (known & messageFields) != 0) {
-      return fail("a path is given as 'path', or in the fields of a message; not as both");
-    }
-    return true;
+    return place_ == InElem && elemField_ == KeyPart ? enter(InKeyMap) : wrongShape();
   }
 
   bool end_object() override {
-    // A request is one object, and so is a prefix in it.
-    if (place_ == InPrefix) {
+    if (place_ == InFields && inPrefix_) {
+      inPrefix_ = false;
       field_ = PrefixField;
+      return true;
     }
     return leave();
   }
 
   bool start_array(std::size_t) override {
-    bool const isField = place_ == InRequest || place_ == InPrefix;
+    bool const isField = place_ == InFields;
     if (isField && fields[field_].shape == pairsShape) {
       return enter(InPairs);
     }
@@ -248,36 +235,58 @@ class Reader final : public nlohmann::json_sax<Json> {
   }
 
  private:
-  enum Place : std::uint8_t {
-    Outside,
-    InRequest,
-    InPrefix,
-    InPairs,
-    InPair,
-    InElemList,
-    InElem,
-    InKeyMap,
-    InElementList
-  };
+  enum Place : std::uint8_t { Outside, InFields, InPairs, InPair, InElemList, InElem, InKeyMap, InElementList };
+  enum ElemPart : std::uint8_t { NoPart, NamePart, KeyPart };
+
+  std::string_view kept(string_t& text) { return request.owned.emplace_front(std::move(text)); }
 
   bool enter(Place place) {
-    outer_.push_back(place_);
     place_ = place;
     return true;
   }
   bool leave() {
-    place_ = outer_.back();
-    outer_.pop_back();
+    constexpr std::array outer = {Outside, Outside, InFields, InPairs, InFields, InElemList, InElem, InFields};
+    place_ = outer[place_];
     return true;
   }
 
-  Keys& pairs() { return field_ == PayloadField ? path.payload : keys; }
+  Keys& pairs() { return field_ == PayloadField ? request.path.payload : request.keys; }
   /** The path that a field belongs to: that of the request, or that of its prefix. */
-  PathInput& input() {
-    return std::ranges::find(outer_, InPrefix) != outer_.end() || place_ == InPrefix ? path.prefix : path.path;
+  PathInput& input() { return inPrefix_ ? request.path.prefix : request.path.path; }
+
+  bool startField(std::string_view name) {
+    auto const* const row = std::ranges::find(fields, name, &FieldRow::name);
+    if (row == fields.end()) {
+      return fail("unknown field " + Text::inQuotes(name) + suggestionOf(name, fields));
+    }
+    field_ = static_cast<Field>(row - fields.begin());
+    if (inPrefix_ && ((messageFields | bit(PathField)) & bit(field_)) == 0) {
+      return fail("field 'prefix' takes no field " + Text::inQuotes(name));
+    }
+    unsigned& known = inPrefix_ ? seenInPrefix_ : seen;
+    if ((known & bit(field_)) != 0) {
+      return fail("field " + Text::inQuotes(name) + " is given twice");
+    }
+    known |= bit(field_);
+    if ((known & bit(PathField)) != 0 && (known & messageFields) != 0) {
+      return fail("a path is given as 'path', or in the fields of a message; not as both");
+    }
+    return true;
   }
 
-  bool takeText(string_t& value) {
+  bool startElemField(std::string_view name) {
+    elemField_ = name == "name" ? NamePart : name == "key" ? KeyPart : NoPart;
+    if (elemField_ == NoPart) {
+      return fail("unknown field " + Text::inQuotes(name) + " of an element; there are 'name', 'key'");
+    }
+    if ((elemFieldsSeen_ & elemField_) != 0) {
+      return fail("field " + Text::inQuotes(name) + " is given twice");
+    }
+    elemFieldsSeen_ |= elemField_;
+    return true;
+  }
+
+  bool takeText(std::string_view text) {
     if (fields[field_].shape != textShape) {
       return wrongShape();
     }
@@ -285,30 +294,17 @@ class Reader final : public nlohmann::json_sax<Json> {
     switch (field_) {
       case PathField:
         to.isText = true;
-        to.text = std::move(value);
+        to.text = text;
         break;
       case OriginField:
-        to.originText = std::move(value);
+        to.originText = text;
         break;
       case TargetField:
-        to.targetText = std::move(value);
+        to.targetText = text;
         break;
       default:
-        texts[field_] = std::move(value);
+        texts[field_] = text;
     }
-    return true;
-  }
-
-  bool takeElemField(string_t& name) {
-    unsigned const field = name == "name" ? 1 : name == "key" ? 2 : 0;
-    if (field == 0) {
-      return fail("unknown field " + Text::inQuotes(name) + " of an element; there are 'name', 'key'");
-    }
-    if ((elemFieldsSeen_ & field) != 0) {
-      return fail("field " + Text::inQuotes(name) + " is given twice");
-    }
-    elemFieldsSeen_ |= field;
-    elemField_ = std::move(name);
     return true;
   }
 
@@ -324,11 +320,10 @@ class Reader final : public nlohmann::json_sax<Json> {
   }
 
   Place place_ = Outside;
-  /** The places around it; as deep as a request can be, since nothing else is entered. */
-  std::vector<Place> outer_;
   Field field_ = OpField;
+  bool inPrefix_ = false;
   unsigned seenInPrefix_ = 0;
-  std::string elemField_;
+  ElemPart elemField_ = NoPart;
   unsigned elemFieldsSeen_ = 0;
   unsigned inPair_ = 0;
 };
@@ -372,13 +367,13 @@ class Scanner {
   // As deep as the reader lets it.
   bool value() {
     if (skip('"')) {
-      return text() && reader_.string(text_);
+      return text() && reader_.value(text_);
     }
     if (skip('[')) {
       return reader_.start_array(0) && list(']', [this] { return value(); }) && reader_.end_array();
     }
     if (skip('{')) {
-      auto const member = [this] { return skip('"') && text() && reader_.key(text_) && skip(':') && value(); };
+      auto const member = [this] { return skip('"') && text() && reader_.name(text_) && skip(':') && value(); };
       return reader_.start_object(0) && list('}', member) && reader_.end_object();
     }
     return take("true") ? reader_.boolean(true) : take("false") ? reader_.boolean(false) : number();
@@ -403,7 +398,7 @@ class Scanner {
     while (at_ != end_ && ' ' <= *at_ && *at_ <= '~' && *at_ != '"' && *at_ != '\\') {
       ++at_;
     }
-    text_.assign(begin, at_);
+    text_ = {begin, at_};
     return take("\"");
   }
 
@@ -421,24 +416,22 @@ class Scanner {
   char const* at_;
   char const* end_;
   Reader& reader_;
-  std::string text_;
+  std::string_view text_;
 };
 
+/** What the first field that is missing, or not one of the operation, is told; empty where all fit. */
 std::string unfitFields(OpRow const& op, unsigned seen) {
-  std::string text;
-  for (unsigned field = 0; field < FieldCount; ++field) {
-    unsigned const mask = 1U << field;
-    bool const missing = (op.required & mask & ~seen) != 0;
-    bool const foreign = (seen & mask & ~op.allowed) != 0;
-    if (text.empty() && (missing || foreign)) {
-      text = "op " + Text::inQuotes(op.name) + (missing ? " needs" : " takes no") + " field " +
-             Text::inQuotes(fields[field].name);
-    }
+  unsigned const missing = op.required & ~seen;
+  unsigned const unfit = missing | (seen & ~op.allowed);
+  if (unfit == 0) {
+    return {};
   }
-  return text;
+  auto const first = static_cast<std::size_t>(std::countr_zero(unfit));
+  return "op " + Text::inQuotes(op.name) + ((missing >> first & 1U) != 0 ? " needs" : " takes no") + " field " +
+         Text::inQuotes(fields[first].name);
 }
 
-std::expected<void, std::string> readPathJob(Reader& reader, Names& names) {
+std::expected<void, std::string> readPathJob(Reader const& reader, Names& names, PathRequest& path, bool s4) {
   if ((reader.seen & (bit(PathField) | messageFields)) == 0) {
     return std::unexpected("op 'path' needs field 'path', or 'elem'");
   }
@@ -447,14 +440,14 @@ std::expected<void, std::string> readPathJob(Reader& reader, Names& names) {
     if (!mode) {
       return std::unexpected(mode.error());
     }
-    reader.path.mode = *mode;
+    path.mode = *mode;
   }
   auto const root = names.root(reader.texts[RootField]);
   if (!root) {
     return std::unexpected(root.error());
   }
-  reader.path.s4 = reader.s4;
-  reader.path.resolver = &names.resolver(*root, reader.s4);
+  path.s4 = s4;
+  path.resolver = &names.resolver(*root, s4);
   return {};
 }
 
@@ -463,7 +456,7 @@ std::expected<Request, std::string> requestOf(Reader& reader, Names& names) {
   if ((reader.seen & bit(OpField)) == 0) {
     return std::unexpected("field 'op' is missing" + suggestionOf("", ops));
   }
-  std::string const& name = reader.texts[OpField];
+  std::string_view const name = reader.texts[OpField];
   auto const* const op = std::ranges::find(ops, name, &OpRow::name);
   if (op == ops.end()) {
     return std::unexpected("unknown op " + Text::inQuotes(name) + suggestionOf(name, ops));
@@ -471,15 +464,14 @@ std::expected<Request, std::string> requestOf(Reader& reader, Names& names) {
   if (std::string unfit = unfitFields(*op, reader.seen); !unfit.empty()) {
     return std::unexpected(std::move(unfit));
   }
-  Request request{
-      .op = op->op, .collection = {}, .type = {}, .s4 = reader.s4, .keys = std::move(reader.keys), .text = {}};
+  Request& request = reader.request;
+  request.op = op->op;
   if (op->op == Op::Split) {
-    request.text = std::move(reader.path.path.text);
+    request.text = request.path.path.text;
   } else if (op->op == Op::Path) {
-    if (auto unfit = readPathJob(reader, names); !unfit) {
+    if (auto unfit = readPathJob(reader, names, request.path, request.s4); !unfit) {
       return std::unexpected(std::move(unfit).error());
     }
-    request.path = std::move(reader.path);
   } else {
     auto const collection = names.collection(reader.texts[CollectionField]);
     if (!collection) {
@@ -494,7 +486,7 @@ std::expected<Request, std::string> requestOf(Reader& reader, Names& names) {
     }
     request.type = *type;
   }
-  return request;
+  return std::move(request);
 }
 
 }  // namespace

@@ -42,12 +42,12 @@ T orThrow(std::expected<T, std::string> found) {
   return *std::move(found);
 }
 
-/** Cuts each argument at its first '='. */
+/** Cuts each argument, which lives longer, at its first '='. */
 Keys keysOf(std::vector<std::string> const& arguments, std::string_view form) {
   Keys keys;
-  for (std::string const& argument : arguments) {
+  for (std::string_view const argument : arguments) {
     std::size_t const cut = argument.find('=');
-    if (cut == std::string::npos) {
+    if (cut == std::string_view::npos) {
       throw UsageError(Text::inQuotes(argument) + " has no '='; expected " + std::string(form));
     }
     keys.emplace_back(argument.substr(0, cut), argument.substr(cut + 1));
