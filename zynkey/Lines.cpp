@@ -25,6 +25,15 @@
 namespace ZynKey {
 namespace {
 
+/** How many ends of lines there are in it. */
+std::uint64_t countEnds(std::string_view text) {
+  std::uint64_t count = 0;
+  for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
 /** Whole lines, and their answers. */
 struct Chunk {
   std::string lines;
@@ -140,14 +149,16 @@ class LineReader {
     chunk.firstLine = nextLine_;
     std::size_t whole = atEnd_ ? pending_.size() : 0;
     for (std::string_view rest(part_.data(), static_cast<std::size_t>(count)); !rest.empty();) {
-      std::size_t const end = std::min(rest.find('\n'), rest.size());
+      // Where no line can become too long, all that end are taken at once.
+      bool const allFit = rest.size() <= mostKept_ - lineSize_;
+      std::size_t const end = std::min(allFit ? rest.rfind('\n') : rest.find('\n'), rest.size());
       std::string_view const kept = rest.substr(0, std::min(end, mostKept_ - lineSize_));
       pending_ += kept;
       lineSize_ += kept.size();
       if (end != rest.size()) {
         pending_ += '\n';
         lineSize_ = 0;
-        ++nextLine_;
+        nextLine_ += 1 + countEnds(kept);
         whole = pending_.size();
       }
       rest.remove_prefix(std::min(end + 1, rest.size()));
