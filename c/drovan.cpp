@@ -11,7 +11,6 @@
 #include <iterator>
 #include <memory>
 #include <new>
-#include <nlohmann/json.hpp>
 #include <ranges>
 #include <span>
 #include <string>
@@ -947,7 +946,9 @@ int drovan_key_print(drovan_key const* key, char** text, size_t* size, drovan_er
 
 int drovan_key_json(drovan_key const* key, char** text, size_t* size, drovan_error* error) {
   return write(key, text, size, error, [](Zyn::GenericIf const& value) {
-    return Model::toJson(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    std::string text;
+    Model::appendJson(value, text);
+    return text;
   });
 }
 
