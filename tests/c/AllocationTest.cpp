@@ -3,36 +3,12 @@
 // Left out is what the header says ends the process.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
-#include <new>
 #include <string_view>
 #include <utility>
 
 #include "c/drovan.h"
-
-namespace {
-
-/** Which allocation fails, counted down; none while it is 0. */
-thread_local long countdown = 0;
-
-bool mayTake() {
-  bool const fails = countdown == 1;
-  countdown -= countdown > 0 ? 1 : 0;
-  return !fails;
-}
-
-void* take(std::size_t size) {
-  void* const storage = mayTake() ? std::malloc(size == 0 ? 1 : size) : nullptr;
-  return storage != nullptr ? storage : throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return take(size); }
-void operator delete(void* storage) noexcept { std::free(storage); }
-// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
-void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
+#include "tests/support/Allocations.h"
 
 namespace {
 
@@ -57,12 +33,12 @@ class CAllocation : public testing::Test {
   int resolve(char const* path) { return drovan_resolve_text(resolver, drovan_str(path), DROVAN_READ, found, &error); }
 
   /** Runs the call for each of its allocations, with that one failing, and then to its end. How many there were. */
-  long failEach(int expected, std::function<int()> const& call) const {
-    for (long failing = 1;; ++failing) {
-      countdown = failing;
+  std::size_t failEach(int expected, std::function<int()> const& call) const {
+    for (std::size_t failing = 1;; ++failing) {
+      Support::allocations.failing = failing;
       int const kind = call();
-      bool const isEnd = countdown != 0;
-      countdown = 0;
+      bool const isEnd = Support::allocations.failing != 0;
+      Support::allocations.failing = 0;
       EXPECT_EQ(kind, isEnd ? expected : DROVAN_NO_MEMORY) << "allocation " << failing << ": " << error.text.data;
       EXPECT_EQ(error.kind, kind);
       if (!isEnd) {
@@ -76,7 +52,7 @@ class CAllocation : public testing::Test {
 
   /** The same of a call that hands out a text or a handle. */
   template <typename T>
-  long failEach(void (*drop)(T*), std::function<int(T**)> const& call) {
+  std::size_t failEach(void (*drop)(T*), std::function<int(T**)> const& call) {
     return failEach(DROVAN_OK, [&] {
       T* out = nullptr;
       int const kind = call(&out);

@@ -10,36 +10,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <new>
 
 #include "Drovan/ZynKeyDecoder.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Provider.h"
-
-namespace {
-
-/** Which allocation fails, counted down; none while it is 0. */
-long countdown = 0;
-long taken = 0;
-
-void* take(std::size_t size) {
-  ++taken;
-  bool const fails = countdown == 1;
-  countdown -= countdown > 0 ? 1 : 0;
-  if (fails) {
-    return nullptr;
-  }
-  return std::malloc(size == 0 ? 1 : size);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const storage = take(size);
-  return storage != nullptr ? storage : throw std::bad_alloc();
-}
-void operator delete(void* storage) noexcept { std::free(storage); }
-// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
-void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace Recording {
 namespace {
@@ -50,7 +24,7 @@ using KeyElemNode = ZynKeyDecoder::KeyElemNode;
 class AllocationFailure : public testing::Test {
  protected:
   AllocationFailure() {
-    slabAllocation = take;
+    slabAllocation = [](std::size_t size) { return Support::allocations.take(size); };
     world.attr(either, {.name = "number", .type = number});
     world.attr(either, {.name = "string", .type = string});
     for (char const* const name : {"a", "b", "c", "d", "e", "f", "g", "h", "i"}) {
@@ -65,15 +39,16 @@ class AllocationFailure : public testing::Test {
   ~AllocationFailure() override { slabAllocation = std::malloc; }
 
   /** Runs the work in a child for each of its allocations, with that one failing. How many there were. */
-  static long failEach(std::function<void()> const& work) {
-    for (long failing = 1;; ++failing) {
+  static std::size_t failEach(std::function<void()> const& work) {
+    for (std::size_t failing = 1;; ++failing) {
       pid_t const child = fork();
       if (child == 0) {
         // The words of the runtime about the end of the process would fill the log.
         std::freopen("/dev/null", "w", stderr);
-        countdown = failing;
+        Support::allocations.failing = failing;
         work();
-        _exit(countdown > 0 ? 3 : 4);  // 3: there were not that many. 4: one failed, and the work went on.
+        // 3: there were not that many. 4: one failed, and the work went on.
+        _exit(Support::allocations.failing != 0 ? 3 : 4);
       }
       int status = 0;
       EXPECT_EQ(waitpid(child, &status, 0), child);

@@ -1,8 +1,6 @@
 // Values and paths of 64 MiB (8 under the address sanitizer), and types nested as deep as the model has them: decoded
 // or refused by the type's own rules, without deep stacks; and texts are read a few times over, however long they are.
-#include <cstdlib>
-#include <new>
-
+#include "tests/support/Allocations.h"
 #include "tests/support/DecoderTest.h"
 #include "tests/support/PagesRead.h"
 
@@ -14,20 +12,7 @@ constexpr std::size_t hugeSize = std::size_t{8} << 20U;
 constexpr std::size_t hugeSize = std::size_t{64} << 20U;
 #endif
 
-/** Blocks of at least that size that were taken so far. */
-int hugeBlocks = 0;
-
 }  // namespace
-
-void* operator new(std::size_t size) {
-  hugeBlocks += size >= hugeSize ? 1 : 0;
-  void* const storage = std::malloc(size == 0 ? 1 : size);
-  return storage != nullptr ? storage : throw std::bad_alloc();
-}
-void operator delete(void* storage) noexcept { std::free(storage); }
-void operator delete(void* storage, std::size_t /*size*/) noexcept {
-  std::free(storage);  // NOLINT(clang-analyzer-cplusplus.NewDelete): takes the call of this operator for the release
-}
 
 namespace Test {
 namespace {
@@ -140,10 +125,12 @@ TEST_F(Huge, NoAlternativeOfAUnionCopiesTheValue) {
     Zyn::ZynType const owner = module.entity("Owner" + std::to_string(width)).keyed("list", entry, "key");
     ZynKeyDecoder const decoder(owner.attr("list"), false);
     ZynKeyDecoder::FilterMap filter;
-    int const before = hugeBlocks;
+    Support::Allocations& all = Support::allocations;
+    all.bigSize = size;
+    std::size_t const before = all.bigCalls;
     EXPECT_TRUE(decoder.decodeScalarKey(either, "key", text));
     EXPECT_TRUE(decoder.updateFilter(filter, "x", text));
-    return hugeBlocks - before;
+    return all.bigCalls - before;
   };
   EXPECT_EQ(blocks(200), blocks(2));
 }

@@ -4,9 +4,7 @@
 // that they pass.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
-#include <new>
 #include <string>
 #include <string_view>
 
@@ -14,27 +12,8 @@
 #include "gnmi/ModelValues.h"
 #include "gnmi/Resolver.h"
 #include "tests/gnmi/Sizes.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/PathMessage.h"
-
-namespace {
-
-std::size_t calls = 0;
-std::size_t taken = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const storage = std::malloc(size == 0 ? 1 : size);
-  if (storage == nullptr) {
-    throw std::bad_alloc();
-  }
-  ++calls;
-  taken += size;
-  return storage;
-}
-void operator delete(void* storage) noexcept { std::free(storage); }
-// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
-void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace Gnmi {
 namespace {
@@ -49,10 +28,10 @@ struct Cost {
 };
 
 Cost costOf(std::function<void()> const& work) {
-  std::size_t const callsBefore = calls;
-  std::size_t const takenBefore = taken;
+  Support::Allocations const before = Support::allocations;
   work();
-  return {.calls = calls - callsBefore, .memory = taken - takenBefore};
+  Support::Allocations const& after = Support::allocations;
+  return {.calls = after.calls - before.calls, .memory = after.bytes - before.bytes};
 }
 
 /** Elements, or keys of one: 100,000. */

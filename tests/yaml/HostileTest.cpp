@@ -5,7 +5,6 @@
 // call as well.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,44 +13,22 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "model/Zyn/Tables.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Collisions.h"
 #include "yaml/Yaml.h"
 
 namespace {
 
-std::size_t steps = 0;
-std::size_t held = 0;
-std::size_t mostHeld = 0;
-
-void release(void* storage) {
-  held -= storage == nullptr ? 0 : malloc_usable_size(storage);
-  std::free(storage);
-}
+std::size_t comparisons = 0;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
-  void* const storage = std::malloc(size == 0 ? 1 : size);
-  if (storage == nullptr) {
-    throw std::bad_alloc();
-  }
-  ++steps;
-  held += malloc_usable_size(storage);
-  mostHeld = std::max(mostHeld, held);
-  return storage;
-}
-void operator delete(void* storage) noexcept { release(storage); }
-void operator delete(void* storage, std::size_t /*size*/) noexcept {
-  release(storage);  // NOLINT(clang-analyzer-cplusplus.NewDelete): takes the call of this operator for the release
-}
-
 extern "C" int memcmp(void const* s1, void const* s2, std::size_t n) noexcept {
-  ++steps;
+  ++comparisons;
   auto const* const left = static_cast<unsigned char const*>(s1);
   auto const* const right = static_cast<unsigned char const*>(s2);
   for (std::size_t at = 0; at < n; ++at) {
@@ -78,13 +55,15 @@ struct Work {
 
 Work workOf(std::function<Yaml::Loaded()> const& load) {
   Work work;
-  std::size_t const before = held;
-  steps = 0;
-  mostHeld = held;
+  Support::Allocations& all = Support::allocations;
+  std::size_t const before = all.held;
+  std::size_t const callsBefore = all.calls;
+  comparisons = 0;
+  all.mostHeld = all.held;
   {
     Yaml::Loaded const loaded = load();
-    work.steps = steps;
-    work.bytes = mostHeld - before;
+    work.steps = all.calls - callsBefore + comparisons;
+    work.bytes = all.mostHeld - before;
     if (loaded) {
       for (Model::Module const* const module : loaded->modules()) {
         work.steps += static_cast<Model::ModuleTables const*>(module)->growthSteps;

@@ -1,30 +1,9 @@
 // Modules that nobody honest writes: they are refused, or cost what they hold, and the others load.
 #include <fmt/core.h>
 
-#include <cstdlib>
-#include <new>
-
+#include "tests/support/Allocations.h"
 #include "tests/yang/Folder.h"
 #include "tests/yang/Loaded.h"
-
-namespace {
-
-/** Calls of `operator new`. */
-std::size_t calls = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const storage = std::malloc(size == 0 ? 1 : size);
-  if (storage == nullptr) {
-    throw std::bad_alloc();
-  }
-  ++calls;
-  return storage;
-}
-void operator delete(void* storage) noexcept { std::free(storage); }
-// NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the checker takes the operator for a second release.
-void operator delete(void* storage, std::size_t /*size*/) noexcept { std::free(storage); }
 
 namespace YangTest {
 namespace {
@@ -124,9 +103,9 @@ TEST(Hostile, GroupingsMayNestAThousandLevelsDeep) {
 std::size_t costOfUnion(int lines) {
   Folder const folder;
   folder.add("m", doublingUnions(lines + 1) + " leaf l { type a-type-of-a-long-name-" + std::to_string(lines) + "; }");
-  std::size_t const before = calls;
+  std::size_t const before = Support::allocations.calls;
   auto const result = Yang::load(std::vector{folder.path()}, std::vector<std::string>{});
-  std::size_t const cost = calls - before;
+  std::size_t const cost = Support::allocations.calls - before;
   Zyn::ZynType const type = attrAt(result->root, {"l"}).attrType();
   EXPECT_FALSE(type.attr("a-type-of-a-long-name-0-" + std::to_string(1 << lines)).empty());
   EXPECT_TRUE(read(type, "x"));
