@@ -211,7 +211,7 @@ class Expansion {
     found_.nodes.push_back(row.attr);
     if (auto const done = std::ranges::find_if(here, [this](Way const& way) { return isDone(way); });
         done != here.end()) {
-      found_.node = {.attr = row.attr, .type = row.attr.attrType(), .kind = row.kind};
+      tables_.setNode(row, found_.node);
       emit(done->chain);
     }
     bool const goesOn = std::ranges::any_of(here, [this](Way const& way) { return !isDone(way); });

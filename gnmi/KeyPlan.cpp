@@ -1,6 +1,8 @@
 #include "gnmi/KeyPlan.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <optional>
 
 #include "text/Messages.h"
@@ -13,6 +15,9 @@ using Drovan::ZynKeyDecoder;
 // The decoder recurses, and types that need each other many times over would keep it busy for ever.
 constexpr std::size_t mostLevels = 1000;
 constexpr std::size_t mostArguments = 1'000'000;
+
+/** Of the first 64 parts. */
+std::uint64_t bitOf(std::size_t part) { return std::uint64_t{1} << (part % 64); }
 
 std::string withModule(SchemaFacts const& facts, Zyn::ZynAttr attr) {
   std::string_view const module = facts.moduleOf && !attr.empty() ? facts.moduleOf(attr) : std::string_view();
@@ -60,6 +65,7 @@ KeyPlan::KeyPlan(Zyn::ZynAttr collection, Options const& options)
                       .isSplit = ZynKeyDecoder::splitPath(name).size() > 1});
   }
   std::ranges::sort(parts_, {}, &Part::name);
+  isFlat_ = parts_.size() <= 64;
   for (std::size_t i = 0; i != parts_.size(); ++i) {
     // A key's leaf is an attribute of the entries as well, and that one has a module.
     for (Zyn::ZynAttr const leaf : {parts_[i].attr, collection.attrType().attr(parts_[i].name)}) {
@@ -75,10 +81,8 @@ KeyPlan::KeyPlan(Zyn::ZynAttr collection, Options const& options)
       isFlat_ = false;
       continue;
     }
-    Part& part = parts_[index];
-    isFlat_ = isFlat_ && part.isScalar && !part.isArgument;
-    part.isArgument = true;
-    ++argumentCount_;
+    isFlat_ = isFlat_ && parts_[index].isScalar && (arguments_ & bitOf(index)) == 0;
+    arguments_ |= bitOf(index);
   }
 }
 
@@ -125,27 +129,69 @@ bool KeyPlan::isKeyName(std::string_view name) const {
   return !name.empty() && (name == keyName_ || name == qualifiedKeyName_);
 }
 
+std::size_t KeyPlan::partOf(std::string_view name, std::size_t likely) const {
+  if (likely < parts_.size() && parts_[likely].name == name) {
+    return likely;
+  }
+  if (parts_.size() <= fewNames) {
+    auto const part = std::ranges::find(parts_, name, &Part::name);
+    if (part != parts_.end()) {
+      return static_cast<std::size_t>(part - parts_.begin());
+    }
+  }
+  auto const part = partsByName_.find(name);
+  return part == partsByName_.end() ? parts_.size() : part->second;
+}
+
+[[gnu::always_inline]] inline KeyPlan::Done KeyPlan::find(std::string_view name, Given& into, Nested& nested,
+                                                          std::size_t likely) const {
+  std::size_t const index = partOf(name, likely);
+  if (index == parts_.size()) {
+    return findNested(name, into, nested);
+  }
+  into.part = index;
+  into.path = &parts_[index].path;
+  into.isScalar = parts_[index].isScalar;
+  into.isNested = false;
+  return {};
+}
+
 KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree,
                                    Selection& into) const {
-  GivenKeys given;
+  // No more than usual at once: names that do not exist shall take no memory.
+  GivenKeys given(std::min(keys.size(), GivenKeys::static_capacity), boost::container::default_init);
+  Nested nested;
+  std::uint64_t seen = 0;
+  bool isAnyNested = false;
+  std::size_t open = keys.size();
   for (std::size_t i = 0; i != keys.size(); ++i) {
-    if (auto found = find(keys[i].name, given.emplace_back(), i); !found) {
+    Given& one = i < given.size() ? given[i] : given.emplace_back();
+    if (auto found = find(keys[i].name, one, nested, i); !found) {
       found.error().key = i;
       return found;
     }
+    seen |= bitOf(one.part);
+    isAnyNested = isAnyNested || one.isNested;
+    open = open == keys.size() && isOpen(keys[i]) ? i : open;
   }
-  auto const open = std::ranges::find_if(keys, isOpen);
-  auto const whole = isWhole(keys, given, open != keys.end());
-  if (!whole) {
-    return std::unexpected(whole.error());
+  bool const hasWildcard = open != keys.size();
+  bool isWhole = !hasWildcard && (seen & arguments_) == arguments_;
+  if (!isFlat_ || isAnyNested) {
+    auto const whole = isWholeNested(keys, given, hasWildcard);
+    if (!whole) {
+      return std::unexpected(whole.error());
+    }
+    isWhole = *whole;
+  } else if (static_cast<std::size_t>(std::popcount(seen)) != given.size()) {
+    return std::unexpected(twiceOf(keys, given));
   }
-  if (open != keys.end() && (mode == Mode::Write || mode == Mode::Notify)) {
+  if (hasWildcard && (mode == Mode::Write || mode == Mode::Notify)) {
     return std::unexpected(KeyError{.kind = ErrorClass::WildcardRefused,
                                     .text = "'*' stands for every key; name one",
-                                    .key = static_cast<std::size_t>(open - keys.begin()),
+                                    .key = open,
                                     .ofValue = true});
   }
-  if (*whole) {
+  if (isWhole) {
     return build(keys, given, showTree, into);
   }
   if (mode == Mode::Write) {
@@ -158,7 +204,7 @@ KeyPlan::Done KeyPlan::build(std::span<Key const> keys, std::span<Given const> g
                              Selection& into) const {
   ZynKeyDecoder::KeyElemNode root(keyType_, decoder_.useS4Encoding);
   for (std::size_t i = 0; i != keys.size(); ++i) {
-    PathElements const& path = given[i].nested.empty() ? parts_[given[i].part].path : given[i].nested;
+    PathElements const& path = *given[i].path;
     if (auto const done = root.insertPathSuffix(path.begin(), path.end(), Velko::String(keys[i].value)); !done) {
       return std::unexpected(refused(i, given[i].isScalar, done.error()));
     }
@@ -176,12 +222,12 @@ KeyPlan::Done KeyPlan::build(std::span<Key const> keys, std::span<Given const> g
 KeyPlan::Done KeyPlan::filter(std::span<Key const> keys, std::span<Given const> given, Selection& into) const {
   auto& some = into.emplace<ZynKeyDecoder::Multiple>();
   for (std::size_t i = 0; i != keys.size(); ++i) {
-    PathElements const& nested = given[i].nested;
-    bool const isNested = nested.size() > 1;
+    PathElements const& path = *given[i].path;
+    bool const isNested = path.size() > 1;
     // The text of a part of a part is what the decoder's error quotes.
-    auto const done = nested.empty()
-                          ? filterPart(parts_[given[i].part], keys[i].value, some.values)
-                          : decoder_.updateFilter(some.values, isNested ? keys[i].name : nested.front(), keys[i].value);
+    auto const done = given[i].isNested
+                          ? decoder_.updateFilter(some.values, isNested ? keys[i].name : path.front(), keys[i].value)
+                          : filterPart(parts_[given[i].part], keys[i].value, some.values);
     if (!done) {
       KeyError error = refused(i, !isNested && given[i].isScalar, done.error());
       error.kind = isNested ? ErrorClass::Unsupported : error.kind;
@@ -206,30 +252,7 @@ KvStd::Expected<void, Velko::String> KeyPlan::filterPart(Part const& part, std::
   return {};
 }
 
-std::size_t KeyPlan::partOf(std::string_view name, std::size_t likely) const {
-  if (likely < parts_.size() && parts_[likely].name == name) {
-    return likely;
-  }
-  if (parts_.size() <= fewNames) {
-    auto const part = std::ranges::find(parts_, name, &Part::name);
-    if (part != parts_.end()) {
-      return static_cast<std::size_t>(part - parts_.begin());
-    }
-  }
-  auto const part = partsByName_.find(name);
-  return part == partsByName_.end() ? parts_.size() : part->second;
-}
-
-KeyPlan::Done KeyPlan::find(std::string_view name, Given& into, std::size_t likely) const {
-  into.part = partOf(name, likely);
-  if (into.part == parts_.size()) {
-    return findNested(name, into);
-  }
-  into.isScalar = parts_[into.part].isScalar;
-  return {};
-}
-
-KeyPlan::Done KeyPlan::findNested(std::string_view name, Given& into) const {
+KeyPlan::Done KeyPlan::findNested(std::string_view name, Given& into, Nested& nested) const {
   PathElements elements = ZynKeyDecoder::splitPath(name);
   // A name that can be read in both ways is read as the decoder does: the attribute that holds the key comes first.
   if (takesKeyName_ && elements.size() > 1 && elements[0] == keyName_ &&
@@ -256,29 +279,19 @@ KeyPlan::Done KeyPlan::findNested(std::string_view name, Given& into) const {
   into.isScalar = Drovan::isScalarKeyType(type, decoder_.useS4Encoding);
   // A provider need not list inherited attributes.
   into.part = partOf(elements[0]);
-  if (elements.size() > 1 || into.part == parts_.size()) {
-    into.nested = std::move(elements);
-  }
+  into.isNested = elements.size() > 1 || into.part == parts_.size();
+  into.path = into.isNested ? &nested.emplace_front(std::move(elements)) : &parts_[into.part].path;
   return {};
 }
 
-std::expected<bool, KeyError> KeyPlan::isWhole(std::span<Key const> keys, std::span<Given const> given,
-                                               bool hasWildcard) const {
-  if (!isFlat_ || std::ranges::any_of(given, [](Given const& one) { return !one.nested.empty(); })) {
-    return isWholeNested(keys, given, hasWildcard);
+KeyError KeyPlan::twiceOf(std::span<Key const> keys, std::span<Given const> given) const {
+  std::vector<std::size_t> keyOf(parts_.size(), KeyError::all);
+  std::size_t i = 0;
+  while (keyOf[given[i].part] == KeyError::all) {
+    keyOf[given[i].part] = i;
+    ++i;
   }
-  constexpr std::size_t none = static_cast<std::size_t>(-1);
-  boost::container::small_vector<std::size_t, 16> keyOf(parts_.size(), none);
-  std::size_t arguments = 0;
-  for (std::size_t i = 0; i != given.size(); ++i) {
-    std::size_t& first = keyOf[given[i].part];
-    if (first != none) {
-      return std::unexpected(twice(i, keys[i].name, keys[first].name));
-    }
-    first = i;
-    arguments += parts_[given[i].part].isArgument ? 1 : 0;
-  }
-  return !hasWildcard && arguments == argumentCount_;
+  return twice(i, keys[i].name, keys[keyOf[given[i].part]].name);
 }
 
 std::expected<bool, KeyError> KeyPlan::isWholeNested(std::span<Key const> keys, std::span<Given const> given,
@@ -321,7 +334,7 @@ std::expected<bool, KeyError> KeyPlan::isWholeNested(std::span<Key const> keys, 
 
 KeyParts::Index KeyPlan::addTo(KeyParts& parts, Given const& given) const {
   KeyParts::Index part = KeyParts::root;
-  for (std::string_view const element : given.nested.empty() ? parts_[given.part].path : given.nested) {
+  for (std::string_view const element : *given.path) {
     part = parts.add(part, parts[part].type.attr(element));
   }
   return part;
@@ -366,10 +379,11 @@ std::expected<void, KeyError> KeyPlan::compare(Zyn::GenericIf const& key, Payloa
     }
   } else {
     Given named;
-    if (auto found = find(name, named); !found) {
+    Nested nested;
+    if (auto found = find(name, named, nested); !found) {
       return found;
     }
-    if (!named.nested.empty()) {
+    if (named.isNested) {
       return std::unexpected(unknownKey(name));
     }
     Part const& part = parts_[named.part];

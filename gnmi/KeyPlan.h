@@ -7,8 +7,10 @@
 #include <absl/container/flat_hash_map.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <expected>
+#include <forward_list>
 #include <span>
 #include <string>
 #include <string_view>
@@ -82,19 +84,21 @@ class KeyPlan {
     /** Its name alone, as the decoder takes it. */
     PathElements path;
     bool isScalar = false;
-    bool isArgument = false;
     /** Whether the name holds "__", at which the decoder splits it: it would look for a part of a part. */
     bool isSplit = false;
   };
   /** A part, or a part of a part, that a path gives. */
   struct Given {
-    /** The part of the key type that it is, or is in. */
-    std::size_t part = 0;
-    /** Of a part of a part, and of a part that is not among those known: all names down to it. */
-    PathElements nested = {};
-    bool isScalar = false;
+    /** The part of the key type that it is, or is in; the number of parts where that is not among those known. */
+    std::size_t part;
+    /** All names down to it: the part's own, or one of `Nested`. */
+    PathElements const* path;
+    bool isScalar;
+    bool isNested;
   };
   using GivenKeys = boost::container::small_vector<Given, 8>;
+  /** The names of parts of parts, and of parts that are not among those known. */
+  using Nested = std::forward_list<PathElements>;
 
   /** Whether it is that of the attribute that holds the key, with its module or without. */
   bool isKeyName(std::string_view name) const;
@@ -110,11 +114,11 @@ class KeyPlan {
    * `likely` one is the first that is looked at.
    */
   std::size_t partOf(std::string_view name, std::size_t likely = 0) const;
-  Done find(std::string_view name, Given& into, std::size_t likely = 0) const;
-  Done findNested(std::string_view name, Given& into) const;
+  Done find(std::string_view name, Given& into, Nested& nested, std::size_t likely = 0) const;
+  Done findNested(std::string_view name, Given& into, Nested& nested) const;
+  /** Of parts that are listed, one of which is given twice. */
+  KeyError twiceOf(std::span<Key const> keys, std::span<Given const> given) const;
   /** Whether the keys make an exact key: never with a wildcard among them. An error where one is given twice. */
-  std::expected<bool, KeyError> isWhole(std::span<Key const> keys, std::span<Given const> given,
-                                        bool hasWildcard) const;
   std::expected<bool, KeyError> isWholeNested(std::span<Key const> keys, std::span<Given const> given,
                                               bool hasWildcard) const;
   KeyParts::Index addTo(KeyParts& parts, Given const& given) const;
@@ -132,9 +136,13 @@ class KeyPlan {
   std::string qualifiedKeyName_;
   /** Whether that name may stand in front of a part's name. */
   bool takesKeyName_ = false;
-  /** Whether all constructor arguments are scalar parts, so that the key is whole when all are given. */
+  /**
+   * Whether all constructor arguments are scalar parts, so that the key is whole when all are given; and there is a bit
+   * for each part.
+   */
   bool isFlat_ = true;
-  std::size_t argumentCount_ = 0;
+  /** A bit for each part that is an argument. */
+  std::uint64_t arguments_ = 0;
   /** By name. */
   std::vector<Part> parts_;
   /** Also with their modules in front; those names are kept beside. */

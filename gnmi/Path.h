@@ -89,12 +89,17 @@ class Path {
 
   /** Adds an element. The text must outlive the path. */
   Path& add(std::string_view element) {
-    elements_.push_back({.name = element, .firstKey = keys_.size()});
+    // Member by member: what is copied as a whole right after its members were stored waits for those stores.
+    Element& added = elements_.emplace_back();
+    added.name = element;
+    added.firstKey = keys_.size();
     return *this;
   }
   /** Adds a key to the last element, which there must be. The texts must outlive the path. */
   Path& addKey(std::string_view name, std::string_view value) {
-    keys_.push_back({.name = name, .value = value});
+    Key& added = keys_.emplace_back();
+    added.name = name;
+    added.value = value;
     ++elements_.back().keyCount;
     return *this;
   }

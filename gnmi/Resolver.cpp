@@ -294,7 +294,6 @@ std::expected<void, Error> Resolver::resolve(Path const& path, Resolved& into, M
   if (into.origin != path.origin) {
     into.origin = path.origin;
   }
-  into.node = impl_->root();
   auto place = impl_->top(path.origin);
   if (!place) {
     place.error().element = path.elements().size() - path.prefixSize();
@@ -328,10 +327,12 @@ std::expected<void, Error> Resolver::resolve(Path const& path, Resolved& into, M
     }
     into.nodes.push_back(row.attr);
     last = &row;
-    *place = Impl::below(row);
+    place->enter(row);
   }
   if (last != nullptr) {
-    into.node = {last->attr, last->attr.attrType(), last->kind};
+    impl_->setNode(*last, into.node);
+  } else {
+    into.node = impl_->root();
   }
   return {};
 }
@@ -371,11 +372,11 @@ std::vector<std::pair<std::string, Node>> Resolver::nodesBelow(Resolved const& r
     if (row == rows.end()) {
       return nodes;
     }
-    *place = Impl::below(*row);
+    place->enter(*row);
   }
   for (Impl::Row const& row : impl_->rowsOf(place->type)) {
     if (Impl::isReachable(*place, row)) {
-      nodes.emplace_back(impl_->nameOf(row, *place), Node{row.attr, row.attr.attrType(), row.kind});
+      impl_->setNode(row, nodes.emplace_back(impl_->nameOf(row, *place), Node()).second);
     }
   }
   return nodes;

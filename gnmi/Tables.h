@@ -66,6 +66,15 @@ struct Resolver::Impl {
     OriginModules const* origin = nullptr;
     /** Whether the path names that origin, so that a name with a module must be of it, too. */
     bool isOriginGiven = false;
+
+    /** Goes to what is below a node. */
+    void enter(Row const& row) {
+      type = row.below;
+      module = row.module;
+      isTop = false;
+      origin = nullptr;
+      isOriginGiven = false;
+    }
   };
 
   Impl(Zyn::ZynType root, Options given);
@@ -76,12 +85,21 @@ struct Resolver::Impl {
   }
   /** Without a type where the resolver was made for none. */
   Node root() const { return {.attr = {}, .type = types.empty() ? Zyn::ZynType() : types.front().type}; }
+  /** Not returned: what is made member by member and then copied waits until the members are stored. */
+  void setNode(Row const& row, Node& into) const {
+    into.attr = row.attr;
+    into.kind = row.kind;
+    if (row.below != none) {
+      into.type = types[row.below].type;
+    } else {
+      into.type = {};
+    }
+  }
   /** Where a path starts; an error for an origin that the schema does not have. */
   std::expected<Place, Error> top(std::string_view origin) const;
   static Place below(Row const& row) {
     Place place;
-    place.type = row.below;
-    place.module = row.module;
+    place.enter(row);
     return place;
   }
   /** Whether the row can be named at all, with its module or without. */

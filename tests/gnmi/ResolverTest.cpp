@@ -510,6 +510,27 @@ TEST_F(Resolve, NamesOfPartsMayHoldWhatJoinsThem) {
   EXPECT_EQ(at("/cut[a__b=256]").substr(0, 31), "ValueRefused at 10: Zyn::U8: '2");
 }
 
+TEST_F(Resolve, KeysOfAnyNumberOfParts) {
+  // Up to 64 parts, bits of one number tell which are given.
+  for (std::size_t const count : {63U, 64U, 65U, 130U}) {
+    std::string const name = "wide" + std::to_string(count);
+    Model::TypeBuilder key = module.value(name);
+    std::vector<std::string> parts;
+    std::string path = "/" + name;
+    for (std::size_t i = 0; i != count; ++i) {
+      parts.push_back("p" + std::to_string(i));
+      key.attr(parts.back(), core(Kind::U8));
+      path += i == 0 ? "" : "[" + parts.back() + "=1]";
+    }
+    keyed(name, key.args({"p0", "p1"}));
+    EXPECT_EQ(at(path + "[p0=2]").substr(0, name.size() + 7), name + " exact ");
+    EXPECT_EQ(at(path).substr(0, name.size() + 8), name + " filter ");
+    std::string const last = parts.back();
+    EXPECT_EQ(at(path + "[key__" + last + "=1]"), "KeyTwice at " + std::to_string(path.size() + 1) + ": key 'key__" +
+                                                      last + "' is given twice, first as '" + last + "'");
+  }
+}
+
 TEST_F(Resolve, LongNamesAreCutInMessages) {
   std::string const name(100, 'x');
   EXPECT_EQ(at("/pair/" + name), "UnknownNode at 6: unknown element '" + name.substr(0, 64) +
