@@ -42,8 +42,9 @@ void Requests::expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, 
   allowance.expansions -= found - 1;
 }
 
-void Requests::write(Gnmi::Resolved const& at, gnmi::Path& into) const {
-  Gnmi::writePath(orRefuse(schema.resolver().canonical(at, Gnmi::ModelValues()), Gnmi::Call::Get), into);
+void Requests::write(DataNode const& node, std::span<KeyPtr const> keys, gnmi::Path& into) const {
+  auto const path = schema.resolver().canonical(resolvedOf(node, keys), Gnmi::ModelValues());
+  Gnmi::writePath(orRefuse(path, Gnmi::Call::Get), into);
 }
 
 Filter Requests::filterOf(gnmi::Encoding encoding,

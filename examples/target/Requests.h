@@ -53,7 +53,7 @@ class Requests {
   void expand(Gnmi::Path const& path, Gnmi::Mode mode, Gnmi::Call call, Allowance& allowance,
               std::function<void(Gnmi::Resolved const&)> const& visit) const;
   /** The canonical path. */
-  void write(Gnmi::Resolved const& at, gnmi::Path& into) const;
+  void write(DataNode const& node, std::span<KeyPtr const> keys, gnmi::Path& into) const;
 
   /** What the answer holds. Checks what Get and Subscribe have in common. */
   Filter filterOf(gnmi::Encoding encoding, google::protobuf::RepeatedPtrField<gnmi::ModelData> const& models) const;

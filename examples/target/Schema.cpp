@@ -79,7 +79,7 @@ Value readText(Zyn::ZynType type, std::string_view text) {
 
 Schema::Schema(std::string const& folder)
     : modules_(load(folder)), resolver_(modules_->root, {.facts = Gnmi::yangFacts(modules_)}) {
-  root_ = add({}, modules_->root);
+  root_ = add({}, modules_->root, nullptr, nullptr);
   std::set<lys_module const*> served;
   for (lysc_node const* const node : modules_->nodes) {
     if (node != nullptr && served.insert(node->module).second) {
@@ -92,19 +92,27 @@ Schema::Schema(std::string const& folder)
   std::ranges::sort(models_, {}, &gnmi::ModelData::name);
 }
 
-DataNode* Schema::add(Zyn::ZynAttr attr, Zyn::ZynType type) {
+DataNode* Schema::add(Zyn::ZynAttr attr, Zyn::ZynType type, DataNode const* parent, DataNode* entry) {
   DataNode& node = nodes_.emplace_back(DataNode{.attr = attr});
-  if (!attr.empty()) {
+  if (parent != nullptr) {
     byIndex_.resize(std::max<std::size_t>(byIndex_.size(), attr.index() + 1));
     byIndex_[attr.index()] = &node;
     describe(node);
+    node.way = parent->way;
+    node.way.push_back(&node);
+    node.presence = parent == entry ? nullptr : parent->isPresence ? parent : parent->presence;
   }
   if (node.isLeaf()) {
+    entry->leaves.push_back(&node);
     return &node;
   }
+  if (node.kind == Gnmi::NodeKind::List) {
+    entry->lists.push_back(&node);
+  }
+  entry = parent == nullptr || node.kind == Gnmi::NodeKind::List ? &node : entry;
   for (Zyn::AttributeQIterator it(type); it; ++it) {
     if (!modules_->isWholeKey(*it)) {
-      DataNode const* const child = node.children.emplace_back(add(*it, (*it).attrType()));
+      DataNode const* const child = node.children.emplace_back(add(*it, (*it).attrType(), &node, entry));
       node.names[child->module + ":" + child->name] = child;
       node.names[child->plainName()] = child;
       if (!child->isQualified) {
@@ -122,7 +130,6 @@ DataNode* Schema::add(Zyn::ZynAttr attr, Zyn::ZynType type) {
     DataNode const* const changes = state == nullptr ? nullptr : state->child("changes");
     if (changes != nullptr && changes->isState && changes->kind == Gnmi::NodeKind::Leaf &&
         Model::kindOf(changes->type()) == Model::Kind::U64) {
-      node.counterParent = state;
       node.counter = changes;
     }
   }
@@ -138,7 +145,7 @@ void Schema::describe(DataNode& node) const {
   auto const addDefault = [&](lyd_value const* value) {
     // One of a case is in use only while its case is, which nobody here keeps count of.
     if (value != nullptr && (yang.parent == nullptr || yang.parent->nodetype != LYS_CASE)) {
-      node.defaults.push_back(readText(node.type(), lyd_value_get_canonical(yang.module->ctx, value)));
+      node.defaults.emplace_back(&node, readText(node.type(), lyd_value_get_canonical(yang.module->ctx, value)));
     }
   };
   if (yang.nodetype == LYS_LEAF) {

@@ -26,6 +26,14 @@ using Value = Model::ValuePtr;
  */
 enum class Form : std::uint8_t { Boolean, Number, Number64, Decimal, Empty, Binary, Text, Any };
 
+struct DataNode;
+
+/** One value of a leaf or leaf-list. */
+struct Leaf {
+  DataNode const* node;
+  Value value;
+};
+
 struct DataNode {
   /** Empty for the root. */
   Zyn::ZynAttr attr = {};
@@ -42,14 +50,20 @@ struct DataNode {
   bool isPresence = false;
   Form form = Form::Text;
   /** What holds while nothing is set. */
-  std::vector<Value> defaults = {};
+  std::vector<Leaf> defaults = {};
+  /** From the root, which is left out, to the node itself. */
+  std::vector<DataNode const*> way = {};
+  /** Without this container the node is not there either; null where the entry around it always has it. */
+  DataNode const* presence = nullptr;
   std::vector<DataNode const*> children = {};
   /** By their names: with the module in front, and without it where that is enough (RFC 7951, section 4). */
   std::map<std::string, DataNode const*, std::less<>> names = {};
   /** Of a list, in the order of the `key` statement. */
   std::vector<DataNode const*> keys = {};
+  /** Of the root and of a list: what an entry holds, also in containers, but not in lists within. */
+  std::vector<DataNode const*> leaves = {};
+  std::vector<DataNode const*> lists = {};
   /** Of a list: the leaf `state/changes`, in which the target counts the requests that changed an entry; or null. */
-  DataNode const* counterParent = nullptr;
   DataNode const* counter = nullptr;
 
   bool isLeaf() const noexcept { return kind == Gnmi::NodeKind::Leaf || kind == Gnmi::NodeKind::LeafList; }
@@ -57,6 +71,10 @@ struct DataNode {
   Zyn::ZynType type() const noexcept { return attr.attrType(); }
   /** Without its module, unless a sibling of another module has the name as well. */
   std::string plainName() const { return attr.name(); }
+  /** The same node, or below it. */
+  bool isWithin(DataNode const& other) const noexcept {
+    return other.way.empty() || (way.size() >= other.way.size() && way[other.way.size() - 1] == &other);
+  }
   /** Null where there is none. */
   DataNode const* child(std::string_view called) const noexcept {
     auto const found = names.find(called);
@@ -76,7 +94,8 @@ class Schema {
   std::vector<std::string> const& warnings() const noexcept { return modules_->warnings; }
 
  private:
-  DataNode* add(Zyn::ZynAttr attr, Zyn::ZynType type);
+  /** Adds a node and all below it. `entry` is the list around it, or the root. */
+  DataNode* add(Zyn::ZynAttr attr, Zyn::ZynType type, DataNode const* parent, DataNode* entry);
   void describe(DataNode& node) const;
 
   std::shared_ptr<Yang::Loaded const> modules_;

@@ -25,23 +25,17 @@ grpc::ServerUnaryReactor* answer(grpc::CallbackServerContext* context, Work work
 }
 
 /** The keys in a payload are those of the path, however they are written. */
-void checkKeys(Gnmi::Resolver const& resolver, DataNode const& node, Edit const& edit) {
+void checkKeys(Gnmi::Resolver const& resolver, DataNode const& node, bool isWholeList, Edit const& edit) {
   std::deque<std::string> texts;  // Which leaves view: they stay where they are while others are added.
   std::vector<Gnmi::PayloadLeaf> leaves;
-  auto const add = [&](DataNode const& key, Held const& held) {
-    auto const& value = *std::get<std::vector<Value>>(held).front();
-    leaves.emplace_back(key.name, texts.emplace_back(Model::gnmiText(value).value_or("")));
-  };
-  if (node.isKey) {
-    add(node, edit.payload);
+  for (Leaf const& leaf : edit.payload.leaves) {
+    if (leaf.node->isKey) {
+      leaves.emplace_back(leaf.node->name, texts.emplace_back(Model::gnmiText(*leaf.value).value_or("")));
+    }
   }
-  if (auto const* const entry = std::get_if<EntryPtr>(&edit.payload)) {
-    for (DataNode const* const key : node.keys) {
-      if (Held const* const held = (*entry)->find(*key)) {
-        add(*key, *held);
-      } else if (edit.kind == Edit::Kind::Replace) {
-        refuse(fmt::format("the entry of '{}' lacks its key '{}', which a replacement has", node.name, key->name));
-      }
+  for (DataNode const* const key : node.keys) {
+    if (edit.kind == Edit::Kind::Replace && !isWholeList && edit.payload.held(*key).empty()) {
+      refuse(fmt::format("the entry of '{}' lacks its key '{}', which a replacement has", node.name, key->name));
     }
   }
   if (!leaves.empty()) {
@@ -96,15 +90,27 @@ void Service::get(gnmi::GetRequest const& request, gnmi::GetResponse& response) 
     notification.mutable_prefix()->set_target(request.prefix().target());
     auto const path = requests_.absolute(request.prefix(), wanted, Gnmi::Call::Get);
     requests_.expand(path, Gnmi::Mode::Read, Gnmi::Call::Get, allowance, [&](Gnmi::Resolved const& found) {
-      for (Walk walk(requests_.schema, *tree, found, isProto, &allowance); walk.next();) {
-        gnmi::TypedValue value;
-        if (writeNode(walk.node(), walk.entry(), filter, request.encoding(), allowance, value)) {
+      DataNode const& node = requests_.schema.node(found.node.attr);
+      bool const isLeaves = isProto || node.isLeaf();
+      for (Walk walk(requests_.schema, *tree, found, isLeaves, &allowance); walk.next();) {
+        auto const add = [&](DataNode const& at, gnmi::TypedValue value) {
           gnmi::Update& update = *notification.add_update();
-          requests_.write(walk.place(), *update.mutable_path());
+          requests_.write(at, walk.keys(), *update.mutable_path());
           *update.mutable_val() = std::move(value);
           std::size_t const bytes = update.ByteSizeLong();
           allowance.checkBytes(bytes);
           allowance.bytes -= bytes;
+        };
+        gnmi::TypedValue value;
+        if (isLeaves) {
+          walk.visitLeaves([&](DataNode const& leaf, std::span<Leaf const> values) {
+            if (filter.takes(leaf)) {
+              writeLeaf(values, request.encoding(), value);
+              add(leaf, std::move(value));
+            }
+          });
+        } else if (writeJson(node, walk.entry(), filter, request.encoding(), allowance, value)) {
+          add(node, std::move(value));
         }
       }
     });
@@ -136,8 +142,8 @@ Edit Service::readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, E
   checkSettable(node);
   // Without keys, the last element is a list as a whole.
   bool const isWholeList = node.kind == Gnmi::NodeKind::List && path.elements().back().keyCount == 0;
-  edit.payload = readPayload(node, value, isWholeList);
-  checkKeys(resolver, node, edit);
+  readPayload(node, value, isWholeList, edit.payload);
+  checkKeys(resolver, node, isWholeList, edit);
   return edit;
 }
 
@@ -145,10 +151,13 @@ void Service::set(gnmi::SetRequest const& request, gnmi::SetResponse& response) 
   if (request.union_replace_size() != 0) {
     refuse("union_replace is not supported", grpc::StatusCode::UNIMPLEMENTED);
   }
-  if (request.delete__size() + request.replace_size() + request.update_size() != 0) {
+  int const operations = request.delete__size() + request.replace_size() + request.update_size();
+  if (operations != 0) {
     refuseExtensions(request.extension_size());
   }
   std::vector<Edit> edits;
+  edits.reserve(static_cast<std::size_t>(operations));
+  response.mutable_response()->Reserve(operations);
   Allowance allowance = requests_.allowance();
   auto const read = [&](std::string_view what, int index, gnmi::Path const& path, gnmi::TypedValue const* value,
                         Edit::Kind kind, gnmi::UpdateResult::Operation operation) {

@@ -45,14 +45,15 @@ struct News {
 
 std::shared_ptr<News const> newsOf(Requests const& requests, Changed changed, bool isSampled) {
   auto news = std::make_shared<News>(News{.changed = std::move(changed), .isSampled = isSampled});
-  requests.write(news->changed.at, news->path);
+  requests.write(*news->changed.node, news->changed.keys, news->path);
   return news;
 }
 
 std::vector<Gnmi::Matcher::Id> concernedBy(Changed const& changed, Gnmi::Matcher const& matcher) {
   std::vector<Gnmi::Matcher::Id> ids;
   bool const isDeleted = changed.values.empty();
-  matcher.match(changed.at, isDeleted ? Gnmi::Matcher::Reach::Subtree : Gnmi::Matcher::Reach::Node, ids);
+  matcher.match(resolvedOf(*changed.node, changed.keys),
+                isDeleted ? Gnmi::Matcher::Reach::Subtree : Gnmi::Matcher::Reach::Node, ids);
   return ids;
 }
 
@@ -254,8 +255,8 @@ void Stream::subscribe(gnmi::SubscriptionList const& list) {
 }
 
 void Stream::enqueue(std::shared_ptr<News const> news) {
-  DataNode const* const node = news->changed.node;
-  if (isEnded_ || (node != nullptr && !filter_.takes(*node))) {
+  DataNode const& node = *news->changed.node;
+  if (isEnded_ || (node.isLeaf() && !filter_.takes(node))) {
     return;
   }
   if (!news->isSampled && waiting_++ == streams_.requests_.limits.queue) {
@@ -320,7 +321,7 @@ bool Stream::fill(Item& item) {
     } else {
       gnmi::Update& update = *notification.add_update();
       *update.mutable_path() = (*news)->path;
-      writeLeaf(*changed.node, changed.values, list_->encoding(), *update.mutable_val());
+      writeLeaf(changed.values, list_->encoding(), *update.mutable_val());
     }
     return true;
   }
@@ -334,10 +335,14 @@ bool Stream::fill(Item& item) {
     }
     if (!dump.walk->next()) {
       dump.walk.reset();
-    } else if (DataNode const& leaf = dump.walk->node(); filter_.takes(leaf)) {
-      gnmi::Update& update = *notification.add_update();
-      requests.write(dump.walk->place(), *update.mutable_path());
-      writeLeaf(leaf, valuesAt(&dump.walk->entry(), leaf), list_->encoding(), *update.mutable_val());
+    } else {
+      dump.walk->visitLeaves([&](DataNode const& leaf, std::span<Leaf const> values) {
+        if (filter_.takes(leaf)) {
+          gnmi::Update& update = *notification.add_update();
+          requests.write(leaf, dump.walk->keys(), *update.mutable_path());
+          writeLeaf(values, list_->encoding(), *update.mutable_val());
+        }
+      });
     }
   }
   return notification.update_size() != 0;
@@ -454,6 +459,9 @@ Reactor* Streams::open(std::string const& connection) {
 }
 
 void Streams::publish(std::span<Changed const> changes) {
+  if (std::lock_guard const lock(mutex_); open_.empty()) {
+    return;
+  }
   for (Changed const& changed : changes) {
     auto const ids = concernedBy(changed, matcher_);
     auto const news = ids.empty() ? nullptr : newsOf(requests_, changed, false);

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "Requests.h"
-#include "Store.h"
+#include "Tree.h"
 
 namespace Target {
 

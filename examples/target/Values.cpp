@@ -123,21 +123,20 @@ Json const& checkArray(DataNode const& node, Json const& json, Dialect dialect) 
   return json;
 }
 
-std::vector<Value> readLeafList(DataNode const& node, Json const& json, Dialect dialect) {
-  std::vector<Value> values;
+void readLeafList(DataNode const& node, Json const& json, Dialect dialect, Entry& into) {
+  std::vector<Leaf> values;
   std::set<Model::Key> seen;
   for (Json const& item : checkArray(node, json, dialect)) {
-    values.push_back(readScalar(node, item, dialect));
     // Configuration is a set of values (RFC 7950, 7.7).
-    if (!seen.insert(values.back()).second) {
+    if (!seen.insert(values.emplace_back(&node, readScalar(node, item, dialect)).value).second) {
       refuse(fmt::format("leaf-list '{}' has '{}' twice", node.name, textOf(item)));
     }
   }
-  return values;
+  into.set(values.empty() ? std::vector{Leaf(&node, nullptr)} : values);
 }
 
 /** From the leaves of an entry: its key, as the decoder builds it. */
-Velko::Ptr<Zyn::GenericIf> keyOf(DataNode const& list, Entry const& entry) {
+KeyPtr keyOf(DataNode const& list, Entry const& entry) {
   Drovan::ZynKeyDecoder const decoder(list.attr, false);
   Drovan::ZynKeyDecoder::KeyElemNode key(list.attr.keyType(), false);
   Drovan::ZynKeyDecoder::PathElements const whole;
@@ -147,11 +146,11 @@ Velko::Ptr<Zyn::GenericIf> keyOf(DataNode const& list, Entry const& entry) {
     }
   };
   for (DataNode const* const leaf : list.keys) {
-    auto const values = valuesAt(&entry, *leaf);
+    auto const values = entry.held(*leaf);
     if (values.empty()) {
       refuse(fmt::format("an entry of '{}' lacks its key '{}'", list.name, leaf->name));
     }
-    std::string const value = Model::gnmiText(*values.front()).value_or("");
+    std::string const value = Model::gnmiText(*values.front().value).value_or("");
     if (value == "*") {
       refuse(fmt::format("key '{}' of '{}' is '*', which in a path is every key", leaf->name, list.name));
     }
@@ -162,51 +161,55 @@ Velko::Ptr<Zyn::GenericIf> keyOf(DataNode const& list, Entry const& entry) {
   return key.value;
 }
 
-Held read(DataNode const& node, Json const& json, Dialect dialect);
+void read(DataNode const& node, Json const& json, Dialect dialect, Entry& into);
 
-EntryPtr readEntry(DataNode const& node, Json const& json, Dialect dialect) {
+void readMembers(DataNode const& node, Json const& json, Dialect dialect, Entry& into) {
   if (!json.is_object()) {
     refuse(fmt::format("{} '{}' takes {}", Gnmi::nameOf(node.kind), node.name,
                        dialect == Dialect::Proto ? "json_val or json_ietf_val" : "an object"));
   }
-  auto entry = std::make_shared<Entry>();
+  std::set<DataNode const*> seen;
   for (auto const& [name, value] : json.items()) {
     DataNode const* const child = node.child(name);
     if (child == nullptr) {
       refuse(fmt::format("'{}' has no member '{}'", node.name, name));
     }
     checkSettable(*child);
-    if (entry->find(*child) != nullptr) {
+    if (!seen.insert(child).second) {
       refuse(fmt::format("'{}' has member '{}' twice", node.name, child->name));
     }
-    entry->at(*child) = read(*child, value, dialect);
+    read(*child, value, dialect, into);
   }
-  return entry;
 }
 
-Entries readList(DataNode const& list, Json const& json, Dialect dialect) {
-  Entries entries;
+void readList(DataNode const& list, Json const& json, Dialect dialect, Entry& into) {
+  Entries& entries = into.list(list);
   for (Json const& item : checkArray(list, json, dialect)) {
-    EntryPtr const payload = readEntry(list, item, dialect);
-    Velko::Ptr<Zyn::GenericIf> const key = keyOf(list, *payload);
+    Entry payload;
+    readMembers(list, item, dialect, payload);
+    KeyPtr const key = keyOf(list, payload);
     if (entries.find(*key) != nullptr) {
       refuse(fmt::format("list '{}' has the entry {} twice", list.name, Model::print(*key)));
     }
-    entries.at(key).children = payload->children;
+    Entry& entry = entries.at(key);
+    entry.leaves = std::move(payload.leaves);
+    entry.lists = std::move(payload.lists);
   }
-  return entries;
 }
 
-Held read(DataNode const& node, Json const& json, Dialect dialect) {
+void read(DataNode const& node, Json const& json, Dialect dialect, Entry& into) {
   switch (node.kind) {
     case Gnmi::NodeKind::Leaf:
-      return std::vector{readScalar(node, json, dialect)};
+      return into.set(std::vector{Leaf(&node, readScalar(node, json, dialect))});
     case Gnmi::NodeKind::LeafList:
-      return readLeafList(node, json, dialect);
+      return readLeafList(node, json, dialect, into);
     case Gnmi::NodeKind::List:
-      return readList(node, json, dialect);
-    default:
-      return readEntry(node, json, dialect);
+      return readList(node, json, dialect, into);
+    case Gnmi::NodeKind::Container:
+      if (node.isPresence) {
+        into.set(std::vector{Leaf(&node, nullptr)});
+      }
+      return readMembers(node, json, dialect, into);
   }
 }
 
@@ -236,33 +239,31 @@ Value scalarIn(Value value) {
   return value;
 }
 
-std::string jsonText(DataNode const& leaf, Value const& value) {
-  // YANG strings are UTF-8, but their bytes are not checked.
-  return leaf.form == Form::Empty
-             ? "[null]"
-             : Model::toJson(*scalarIn(value)).dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+/** Appends the values of a leaf or leaf-list. */
+void appendJson(std::span<Leaf const> values, std::string& out) {
+  bool const isList = values.front().node->kind == Gnmi::NodeKind::LeafList;
+  for (Leaf const& leaf : values) {
+    out += !isList ? "" : &leaf == values.data() ? "[" : ",";
+    leaf.node->form == Form::Empty ? void(out += "[null]") : Model::appendJson(*scalarIn(leaf.value), out);
+  }
+  out += isList ? "]" : "";
 }
 
-std::string jsonText(DataNode const& leaf, std::span<Value const> values) {
-  std::vector<std::string> texts;
-  std::ranges::for_each(values, [&](Value const& value) { texts.push_back(jsonText(leaf, value)); });
-  return leaf.kind == Gnmi::NodeKind::Leaf ? texts.front() : fmt::format("[{}]", fmt::join(texts, ","));
-}
-
-void setTyped(DataNode const& leaf, Value const& value, gnmi::TypedValue& into) {
-  Value const scalar = scalarIn(value);
+void setTyped(Leaf const& leaf, gnmi::TypedValue& into) {
+  Form const form = leaf.node->form;
+  Value const scalar = scalarIn(leaf.value);
   Model::Kind const kind = Model::kindOf(Model::typeOf(*scalar));
   std::string const printed = Model::gnmiText(*scalar).value_or("");
   double number = 0;
-  if (leaf.form == Form::Empty || kind == Model::Kind::Bool) {
-    into.set_bool_val(leaf.form == Form::Empty || Model::as<bool>(*scalar));
+  if (form == Form::Empty || kind == Model::Kind::Bool) {
+    into.set_bool_val(form == Form::Empty || Model::as<bool>(*scalar));
   } else if (kind >= Model::Kind::S8 && kind <= Model::Kind::S64) {
     into.set_int_val(Model::as<std::int64_t>(*scalar));
   } else if (kind >= Model::Kind::U8 && kind <= Model::Kind::U64) {
     into.set_uint_val(Model::as<std::uint64_t>(*scalar));
-  } else if (leaf.form == Form::Decimal && absl::SimpleAtod(printed, &number)) {
+  } else if (form == Form::Decimal && absl::SimpleAtod(printed, &number)) {
     into.set_double_val(number);
-  } else if (leaf.form == Form::Binary) {
+  } else if (form == Form::Binary) {
     absl::Base64Unescape(printed, into.mutable_bytes_val());
   } else {
     into.set_string_val(printed);
@@ -274,19 +275,22 @@ void setJson(std::string json, gnmi::Encoding encoding, gnmi::TypedValue& into) 
 }
 
 /** Writes a container or an entry of a list as JSON text; nothing where the filter takes nothing of it. */
-class EntryWriter {
+class JsonWriter {
  public:
-  EntryWriter(Filter const& filter, bool isIetf, Allowance& allowance)
+  JsonWriter(Filter const& filter, bool isIetf, Allowance& allowance)
       : filter_(filter), isIetf_(isIetf), allowance_(allowance) {}
 
   bool write(DataNode const& node, Entry const& entry) {
+    if (node.isPresence && entry.held(node).empty()) {
+      return false;
+    }
     std::size_t const start = json.size();
     bool holdsMore = node.isPresence && filter_.takes(node);
     for (DataNode const* const child : node.children) {
       std::size_t const before = json.size();
-      bool const isFirst = before == start;
-      json += fmt::format("{}\"{}\":", isFirst ? '{' : ',',
-                          isIetf_ && child->isQualified ? child->module + ":" + child->name : child->plainName());
+      json += before == start ? "{\"" : ",\"";
+      json += isIetf_ && child->isQualified ? child->module + ":" + child->name : child->plainName();
+      json += "\":";
       if (!writeChild(*child, entry)) {
         json.resize(before);
       } else if (!child->isLeaf() || filter_.takes(*child)) {
@@ -306,20 +310,20 @@ class EntryWriter {
 
  private:
   bool writeChild(DataNode const& child, Entry const& entry) {
-    if (child.isLeaf()) {
-      auto const values = valuesAt(&entry, child);
-      // The keys of an entry tell what the rest belongs to.
-      bool const isWritten = !values.empty() && (filter_.takes(child) || child.isKey);
-      json += isWritten ? jsonText(child, values) : "";
-      return isWritten;
-    }
     if (child.kind == Gnmi::NodeKind::Container) {
-      Entry const* const below = containerAt(&entry, child);
-      return below != nullptr && write(child, *below);
+      return write(child, entry);
+    }
+    if (child.isLeaf()) {
+      // The keys of an entry tell what the rest belongs to.
+      auto const values = filter_.takes(child) || child.isKey ? entry.values(child) : std::span<Leaf const>();
+      if (!values.empty()) {
+        appendJson(values, json);
+      }
+      return !values.empty();
     }
     json += '[';
     std::size_t const before = json.size();
-    listAt(&entry, child).visit([&](Entry const& below) {
+    entry.list(child).visit([&](Entry const& below) {
       allowance_.takeEntry();
       json += write(child, below) ? "," : "";
     });
@@ -340,33 +344,31 @@ void checkSettable(DataNode const& node) {
   }
 }
 
-Held readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWholeList) {
+void readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWholeList, Entry& into) {
   bool const isIetf = value.has_json_ietf_val();
   bool const isJson = isIetf || value.has_json_val();
   Json const json = isJson ? parse(isIetf ? value.json_ietf_val() : value.json_val()) : jsonOf(value);
   Dialect const dialect = isIetf ? Dialect::JsonIetf : isJson ? Dialect::Json : Dialect::Proto;
-  return node.kind == Gnmi::NodeKind::List && !isWholeList ? Held(readEntry(node, json, dialect))
-                                                           : read(node, json, dialect);
+  node.kind == Gnmi::NodeKind::List && !isWholeList ? readMembers(node, json, dialect, into)
+                                                    : read(node, json, dialect, into);
 }
 
-void writeLeaf(DataNode const& leaf, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into) {
+void writeLeaf(std::span<Leaf const> values, gnmi::Encoding encoding, gnmi::TypedValue& into) {
   if (encoding != gnmi::PROTO) {
-    setJson(jsonText(leaf, values), encoding, into);
-  } else if (leaf.kind == Gnmi::NodeKind::Leaf) {
-    setTyped(leaf, values.front(), into);
+    std::string json;
+    appendJson(values, json);
+    setJson(std::move(json), encoding, into);
+  } else if (values.front().node->kind == Gnmi::NodeKind::Leaf) {
+    setTyped(values.front(), into);
   } else {
     auto& list = *into.mutable_leaflist_val();
-    std::ranges::for_each(values, [&](Value const& value) { setTyped(leaf, value, *list.add_element()); });
+    std::ranges::for_each(values, [&](Leaf const& leaf) { setTyped(leaf, *list.add_element()); });
   }
 }
 
-bool writeNode(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
+bool writeJson(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
                Allowance& allowance, gnmi::TypedValue& into) {
-  if (node.isLeaf()) {
-    writeLeaf(node, valuesAt(&entry, node), encoding, into);
-    return filter.takes(node);
-  }
-  EntryWriter writer(filter, encoding == gnmi::JSON_IETF, allowance);
+  JsonWriter writer(filter, encoding == gnmi::JSON_IETF, allowance);
   bool const isThere = writer.write(node, entry);
   setJson(std::move(writer.json), encoding, into);
   return isThere;

@@ -28,16 +28,19 @@ struct Filter {
 /** Refuses state. */
 void checkSettable(DataNode const& node);
 
-/** What a value in a request means for a node. Throws `Refused`: INVALID_ARGUMENT, or UNIMPLEMENTED for its kind. */
-Held readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWholeList);
+/**
+ * Reads what a value in a request means for a node into an empty entry: that of a list, or what the entry around the
+ * node gets. Throws `Refused`: INVALID_ARGUMENT, or UNIMPLEMENTED for its kind.
+ */
+void readPayload(DataNode const& node, gnmi::TypedValue const& value, bool isWholeList, Entry& into);
 
 /**
- * What is at a node that has data, by `entry` what is in it or around the leaf; false where that is nothing that the
- * filter takes. Containers and entries are JSON. Throws `Refused` where it is more than is allowed.
+ * What is at a container, or at the entry of a list, as JSON; false where that is nothing that the filter takes. Throws
+ * `Refused` where it is more than is allowed.
  */
-bool writeNode(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
+bool writeJson(DataNode const& node, Entry const& entry, Filter const& filter, gnmi::Encoding encoding,
                Allowance& allowance, gnmi::TypedValue& into);
 /** The values of a leaf or leaf-list. */
-void writeLeaf(DataNode const& leaf, std::span<Value const> values, gnmi::Encoding encoding, gnmi::TypedValue& into);
+void writeLeaf(std::span<Leaf const> values, gnmi::Encoding encoding, gnmi::TypedValue& into);
 
 }  // namespace Target

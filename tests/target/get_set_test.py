@@ -132,6 +132,27 @@ class GetSet(unittest.TestCase):
         self.set(delete=['/'])
         self.refused(lambda: self.get('/interfaces'), 'NOT_FOUND')
 
+    def test_presence(self):
+        """A container that means something by being there comes and goes with what is in it, and its defaults with it."""
+        tries = '/system/login/tries'
+        self.set(delete=['/system/login/banner'])
+        self.refused(lambda: self.get('/system/login'), 'NOT_FOUND')
+        self.set(('/system/login/banner', 'b'))
+        self.assertEqual(self.get(tries), {tries: 3})
+        self.set(delete=['/system/login/banner'])
+        self.assertEqual(self.get('/system'), {'/system': {'login': {'tries': 3}}})
+        self.set(replace=[('/system', {'hostname': 'h'})])
+        self.refused(lambda: self.get(tries), 'NOT_FOUND')
+        self.assertEqual(self.get('/system'), {'/system': {'hostname': 'h'}})
+
+    def test_an_empty_leaf_list(self):
+        vlan = '/interfaces/interface[name=a]/vlan'
+        self.set((vlan, [7, 5]))
+        self.set((vlan, []))
+        self.refused(lambda: self.get(vlan), 'NOT_FOUND')
+        self.set((vlan, [5, 6, 7]), (vlan, [1]))
+        self.assertEqual(self.get(vlan), {vlan: [1]})
+
     def test_order_and_deletion(self):
         base = '/interfaces/interface[name=a]'
         answer = self.set((base + '/mtu', 100), (base + '/mtu', 200), delete=[base], replace=[(base + '/mtu', 300)])

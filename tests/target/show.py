@@ -1,4 +1,4 @@
-"""What the target does, in figures: show.py [spellings] [streams] [entries] [load] [abuse]; all of them unless some are named."""
+"""What the target does, in figures: show.py [spellings] [streams] [entries] [load] [keys] [abuse]; all of them unless some are named."""
 
 import asyncio
 import collections
@@ -252,7 +252,7 @@ def show_entries(count=1_000_000):
                   f'Get of one {get:.0f} us, of a Set of one {set_:.0f} us, this client included', flush=True)
 
 
-def raw_modules(folder):
+def joined_modules(folder):
     """The modules of the example, but that a route has one key, a string."""
     for module in pathlib.Path(os.environ['TARGET_YANG']).glob('*.yang'):
         yang = module.read_text()
@@ -263,11 +263,18 @@ def raw_modules(folder):
 
 
 def show_load():
+    """Gets and Sets a second with 1, 16 and 64 clients, and how long they take."""
+    with Target('--max-queue', '1000000') as target:
+        subprocess.run([os.environ['LOAD'], f'127.0.0.1:{target.port}'], check=True)
+
+
+def show_keys():
+    """What a Set of 500 updates takes, and what it takes where keys are texts."""
     with tempfile.TemporaryDirectory() as folder:
-        raw_modules(folder)
-        with Target('--max-queue', '1000000') as target, Target(yang=folder) as raw:
+        joined_modules(folder)
+        with Target() as target, Target(program=os.environ['JOINED'], yang=folder) as joined:
             subprocess.run([os.environ['LOAD'], f'127.0.0.1:{target.port}', str(target.process.pid),
-                            f'127.0.0.1:{raw.port}', str(raw.process.pid)], check=True)
+                            f'127.0.0.1:{joined.port}', str(joined.process.pid)], check=True)
 
 
 def show_abuse():
