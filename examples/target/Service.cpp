@@ -34,7 +34,7 @@ void checkKeys(Gnmi::Resolver const& resolver, DataNode const& node, bool isWhol
     }
   }
   for (DataNode const* const key : node.keys) {
-    if (edit.kind == Edit::Kind::Replace && !isWholeList && edit.payload.held(*key).empty()) {
+    if (edit.operation == gnmi::UpdateResult::REPLACE && !isWholeList && edit.payload.held(*key).empty()) {
       refuse(fmt::format("the entry of '{}' lacks its key '{}', which a replacement has", node.name, key->name));
     }
   }
@@ -69,10 +69,7 @@ grpc::ServerUnaryReactor* Service::Set(grpc::CallbackServerContext* context, gnm
   return answer(context, [&] { set(*request, *response); });
 }
 
-grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>* Service::Subscribe(
-    grpc::CallbackServerContext* context) {
-  return streams_.open(context->peer());
-}
+Reactor* Service::Subscribe(grpc::CallbackServerContext* context) { return streams_.open(context->peer()); }
 
 void Service::get(gnmi::GetRequest const& request, gnmi::GetResponse& response) const {
   refuseExtensions(request.extension_size());
@@ -123,7 +120,7 @@ void Service::get(gnmi::GetRequest const& request, gnmi::GetResponse& response) 
 void Service::readDelete(Gnmi::Path const& path, Allowance& allowance, std::vector<Edit>& into) const {
   std::size_t const others = into.size();
   requests_.expand(path, Gnmi::Mode::Delete, Gnmi::Call::Set, allowance,
-                   [&](Gnmi::Resolved const& at) { into.push_back({.kind = Edit::Kind::Delete, .at = at}); });
+                   [&](Gnmi::Resolved const& at) { into.push_back({.at = at}); });
   // What wildcards mean besides configuration is passed over.
   if (into.size() == others + 1) {
     DataNode const& node = requests_.schema.node(into.back().at.node.attr);
@@ -134,9 +131,10 @@ void Service::readDelete(Gnmi::Path const& path, Allowance& allowance, std::vect
   }
 }
 
-Edit Service::readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, Edit::Kind kind) const {
+Edit Service::readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value,
+                        gnmi::UpdateResult::Operation operation) const {
   Gnmi::Resolver const& resolver = requests_.schema.resolver();
-  Edit edit{.kind = kind};
+  Edit edit{.operation = operation};
   orRefuse(resolver.resolve(path, edit.at, Gnmi::Mode::Write), Gnmi::Call::Set);
   DataNode const& node = requests_.schema.node(edit.at.node.attr);
   checkSettable(node);
@@ -159,30 +157,28 @@ void Service::set(gnmi::SetRequest const& request, gnmi::SetResponse& response) 
   edits.reserve(static_cast<std::size_t>(operations));
   response.mutable_response()->Reserve(operations);
   Allowance allowance = requests_.allowance();
-  auto const read = [&](std::string_view what, int index, gnmi::Path const& path, gnmi::TypedValue const* value,
-                        Edit::Kind kind, gnmi::UpdateResult::Operation operation) {
-    try {
-      Gnmi::Path const whole = requests_.absolute(request.prefix(), path, Gnmi::Call::Set);
-      value == nullptr ? readDelete(whole, allowance, edits) : edits.push_back(readWrite(whole, *value, kind));
-    } catch (Refused& refused) {
-      refused.text = fmt::format("{}[{}]: {}", what, index, refused.text);
-      throw;
+  auto const read = [&](auto const& all, std::string_view what, gnmi::UpdateResult::Operation operation) {
+    for (int i = 0; i < all.size(); ++i) {
+      try {
+        gnmi::UpdateResult& result = *response.add_response();
+        result.set_op(operation);
+        if constexpr (std::is_same_v<decltype(all[i]), gnmi::Path const&>) {
+          *result.mutable_path() = all[i];
+          readDelete(requests_.absolute(request.prefix(), all[i], Gnmi::Call::Set), allowance, edits);
+        } else {
+          *result.mutable_path() = all[i].path();
+          Gnmi::Path const path = requests_.absolute(request.prefix(), all[i].path(), Gnmi::Call::Set);
+          edits.push_back(readWrite(path, all[i].val(), operation));
+        }
+      } catch (Refused& refused) {
+        refused.text = fmt::format("{}[{}]: {}", what, i, refused.text);
+        throw;
+      }
     }
-    gnmi::UpdateResult& result = *response.add_response();
-    *result.mutable_path() = path;
-    result.set_op(operation);
   };
-  for (int i = 0; i < request.delete__size(); ++i) {
-    read("delete", i, request.delete_(i), nullptr, Edit::Kind::Delete, gnmi::UpdateResult::DELETE);
-  }
-  for (int i = 0; i < request.replace_size(); ++i) {
-    auto const& replace = request.replace(i);
-    read("replace", i, replace.path(), &replace.val(), Edit::Kind::Replace, gnmi::UpdateResult::REPLACE);
-  }
-  for (int i = 0; i < request.update_size(); ++i) {
-    auto const& update = request.update(i);
-    read("update", i, update.path(), &update.val(), Edit::Kind::Update, gnmi::UpdateResult::UPDATE);
-  }
+  read(request.delete_(), "delete", gnmi::UpdateResult::DELETE);
+  read(request.replace(), "replace", gnmi::UpdateResult::REPLACE);
+  read(request.update(), "update", gnmi::UpdateResult::UPDATE);
   store_.commit(edits, allowance, [&](std::span<Changed const> changes) { streams_.publish(changes); });
   *response.mutable_prefix() = request.prefix();
   response.set_timestamp(now());

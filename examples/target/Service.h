@@ -41,8 +41,7 @@ class Service final : public gnmi::gNMI::CallbackService {
                                 gnmi::GetResponse* response) override;
   grpc::ServerUnaryReactor* Set(grpc::CallbackServerContext* context, gnmi::SetRequest const* request,
                                 gnmi::SetResponse* response) override;
-  grpc::ServerBidiReactor<gnmi::SubscribeRequest, gnmi::SubscribeResponse>* Subscribe(
-      grpc::CallbackServerContext* context) override;
+  Reactor* Subscribe(grpc::CallbackServerContext* context) override;
 
   /** Ends all streams, with UNAVAILABLE. */
   void drain() { streams_.drain(); }
@@ -52,7 +51,7 @@ class Service final : public gnmi::gNMI::CallbackService {
   void set(gnmi::SetRequest const& request, gnmi::SetResponse& response);
 
   void readDelete(Gnmi::Path const& path, Allowance& allowance, std::vector<Edit>& into) const;
-  Edit readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, Edit::Kind kind) const;
+  Edit readWrite(Gnmi::Path const& path, gnmi::TypedValue const& value, gnmi::UpdateResult::Operation operation) const;
 
   SetArenas arenas_;
   Requests requests_;

@@ -5,10 +5,9 @@
 #include <algorithm>
 #include <deque>
 #include <iostream>
-#include <iterator>
 #include <optional>
+#include <ranges>
 #include <utility>
-#include <variant>
 
 namespace Target {
 namespace {
@@ -24,23 +23,24 @@ Clock::duration nanoseconds(std::uint64_t count) {
 
 using Nodes = std::shared_ptr<std::vector<Gnmi::Resolved> const>;
 
-/** The leaves of a tree at and below some nodes, as far as they were not sent yet. */
-struct Dump {
-  Tree tree;
-  /** None where there is only to say that all was sent. */
-  Nodes nodes;
-  /** Whether sync_response follows. */
-  bool isSynced;
-  std::size_t next = 0;
-  std::unique_ptr<Walk> walk = nullptr;
-};
-
 /** What changed, with its path, which streams share. */
 struct News {
   Changed changed;
   gnmi::Path path = {};
   /** Streams are sampled only when all was sent, so samples do not count among what waits. */
   bool isSampled = false;
+};
+
+/** What a stream has to send: a change, or the leaves of a tree at and below some nodes, as far as not sent yet. */
+struct Item {
+  std::shared_ptr<News const> news = nullptr;
+  Tree tree = nullptr;
+  /** None where there is only to say that all was sent. */
+  Nodes nodes = nullptr;
+  /** Whether sync_response follows. */
+  bool isSynced = false;
+  std::size_t next = 0;
+  std::unique_ptr<Walk> walk = nullptr;
 };
 
 std::shared_ptr<News const> newsOf(Requests const& requests, Changed changed, bool isSampled) {
@@ -87,18 +87,17 @@ class Stream final : public Reactor {
   void push(std::shared_ptr<News const> news);
   /** Sends nothing more. What is being sent goes first. */
   void end(grpc::Status const& status);
-  /** Sends what is due; when the next is, or never. */
-  std::optional<Clock::time_point> tick(Clock::time_point time);
+  /** Sends what is due by the clock. */
+  void tick(Clock::time_point time);
 
   std::string const connection;
 
  private:
-  using Item = std::variant<Dump, std::shared_ptr<News const>>;
   using Lock = std::unique_lock<std::mutex>;
 
   void read();
   void subscribe(gnmi::SubscriptionList const& list);
-  std::vector<Timed> timedOf(gnmi::Subscription const& one, Nodes const& nodes) const;
+  void addTimed(gnmi::Subscription const& one, Nodes const& nodes, std::vector<Timed>& into) const;
   // With the lock held.
   void enqueue(std::shared_ptr<News const> news);
   void sample(Timed& timed, Tree tree);
@@ -115,8 +114,8 @@ class Stream final : public Reactor {
   std::mutex mutex_;
   std::optional<gnmi::SubscriptionList> list_;
   Filter filter_;
-  /** All nodes of all subscriptions. */
-  Nodes nodes_;
+  /** All nodes of all subscriptions; null where only changes are asked for. */
+  Nodes wanted_;
   std::vector<Timed> timed_;
   std::deque<Item> queue_;
   /** Changes in the queue. */
@@ -156,7 +155,7 @@ void Stream::read() {
   } else {
     Tree tree = streams_.store_.tree();
     Lock lock(mutex_);
-    queue_.emplace_back(Dump{std::move(tree), list_->updates_only() ? nullptr : nodes_, true});
+    queue_.push_back({.tree = std::move(tree), .nodes = wanted_, .isSynced = true});
     send(lock);
   }
   Lock const lock(mutex_);
@@ -167,30 +166,22 @@ void Stream::read() {
 }
 
 /** What a subscription of a list in mode STREAM sends by the clock. */
-std::vector<Timed> Stream::timedOf(gnmi::Subscription const& one, Nodes const& nodes) const {
-  std::chrono::milliseconds const shortest(streams_.requests_.limits.sampleMilliseconds);
-  std::vector<Timed> timed;
-  auto const add = [&](std::uint64_t interval, bool isAll) {
-    if (nanoseconds(interval) < shortest) {
-      refuse(fmt::format("an interval is at least {} ms", shortest.count()));
+void Stream::addTimed(gnmi::Subscription const& one, Nodes const& nodes, std::vector<Timed>& into) const {
+  std::chrono::nanoseconds const shortest = std::chrono::milliseconds(streams_.requests_.limits.sampleMilliseconds);
+  auto const add = [&](Clock::duration interval, bool isAll) {
+    if (interval < shortest) {
+      refuse(fmt::format("an interval is at least {} ms", streams_.requests_.limits.sampleMilliseconds));
     }
-    return &timed.emplace_back(Timed{nodes, nanoseconds(interval), isAll});
+    into.push_back({nodes, interval, isAll});
   };
-  if (!gnmi::SubscriptionMode_IsValid(one.mode())) {
-    refuse("the mode of a subscription is one of TARGET_DEFINED, ON_CHANGE and SAMPLE");
-  }
   if (one.mode() == gnmi::SAMPLE) {
-    std::chrono::nanoseconds const fastest = shortest;
-    Timed* const sample =
-        add(one.sample_interval() == 0 ? static_cast<std::uint64_t>(fastest.count()) : one.sample_interval(),
-            !one.suppress_redundant());
-    sample->matcher = std::make_unique<Gnmi::Matcher>(streams_.values_);
-    std::ranges::for_each(*nodes, [&](Gnmi::Resolved const& node) { sample->matcher->add(0, node); });
+    add(one.sample_interval() == 0 ? shortest : nanoseconds(one.sample_interval()), !one.suppress_redundant());
+    into.back().matcher = std::make_unique<Gnmi::Matcher>(streams_.values_);
+    std::ranges::for_each(*nodes, [&](Gnmi::Resolved const& node) { into.back().matcher->add(0, node); });
   }
   if (one.heartbeat_interval() != 0) {
-    add(one.heartbeat_interval(), true);
+    add(nanoseconds(one.heartbeat_interval()), true);
   }
-  return timed;
 }
 
 void Stream::subscribe(gnmi::SubscriptionList const& list) {
@@ -214,14 +205,16 @@ void Stream::subscribe(gnmi::SubscriptionList const& list) {
     requests.expand(requests.absolute(list.prefix(), one.path(), Gnmi::Call::Subscribe), Gnmi::Mode::Read,
                     Gnmi::Call::Subscribe, allowance, [&](Gnmi::Resolved const& node) { nodes->push_back(node); });
     all->insert(all->end(), nodes->begin(), nodes->end());
+    if (!gnmi::SubscriptionMode_IsValid(one.mode())) {
+      refuse("the mode of a subscription is one of TARGET_DEFINED, ON_CHANGE and SAMPLE");
+    }
     if (isStream) {
-      std::ranges::move(timedOf(one, nodes), std::back_inserter(timed));
+      addTimed(one, nodes, timed);
     }
     if (isStream && one.mode() != gnmi::SAMPLE) {
       onChange.insert(onChange.end(), nodes->begin(), nodes->end());
     }
   }
-  bool const isTimed = !timed.empty();
   // No change is lost and none is sent twice: the first values are those of a tree, and changes those that follow it.
   streams_.store_.between([&](Tree const& tree) {
     Lock const lock(mutex_);
@@ -230,28 +223,21 @@ void Stream::subscribe(gnmi::SubscriptionList const& list) {
     }
     list_ = list;
     filter_ = std::move(filter);
-    nodes_ = std::move(all);
+    wanted_ = list.updates_only() ? nullptr : std::move(all);
     timed_ = std::move(timed);
     for (Timed& one : timed_) {
       one.last = tree;
       one.next = Clock::now() + one.interval;
     }
     std::ranges::for_each(onChange, [&](Gnmi::Resolved const& node) { streams_.matcher_.add(id_, node); });
-    queue_.emplace_back(Dump{tree, list.updates_only() ? nullptr : nodes_, true});
+    queue_.push_back({.tree = tree, .nodes = wanted_, .isSynced = true});
     isLast_ = list.mode() == gnmi::SubscriptionList::ONCE;
     // The first message is made below, where no writer waits for it.
     isSending_ = true;
   });
-  {
-    Lock lock(mutex_);
-    isSending_ = false;
-    send(lock);
-  }
-  if (isTimed) {
-    std::lock_guard const lock(streams_.mutex_);
-    streams_.due_.emplace(Clock::now(), id_);
-    streams_.dueChanged_.notify_one();
-  }
+  Lock lock(mutex_);
+  isSending_ = false;
+  send(lock);
 }
 
 void Stream::enqueue(std::shared_ptr<News const> news) {
@@ -264,7 +250,7 @@ void Stream::enqueue(std::shared_ptr<News const> news) {
     finish({grpc::StatusCode::RESOURCE_EXHAUSTED, "changes come faster than they are read"});
     return;
   }
-  queue_.emplace_back(std::move(news));
+  queue_.push_back({.news = std::move(news)});
 }
 
 void Stream::sample(Timed& timed, Tree tree) {
@@ -278,7 +264,7 @@ void Stream::sample(Timed& timed, Tree tree) {
     timed.last = tree;
   }
   if (timed.isAll) {
-    queue_.emplace_back(Dump{std::move(tree), timed.nodes, false});
+    queue_.push_back({.tree = std::move(tree), .nodes = timed.nodes});
   }
 }
 
@@ -288,23 +274,22 @@ void Stream::push(std::shared_ptr<News const> news) {
   send(lock);
 }
 
-std::optional<Clock::time_point> Stream::tick(Clock::time_point time) {
+void Stream::tick(Clock::time_point time) {
   Tree const tree = streams_.store_.tree();
   Lock lock(mutex_);
   // What was not sent yet need not be sent twice.
-  bool const isIdle = queue_.empty() && !isSending_ && !isEnded_;
-  std::optional<Clock::time_point> next;
+  bool const isIdle = queue_.empty() && !isSending_;
   for (Timed& timed : timed_) {
     if (timed.next <= time) {
-      timed.next = time + timed.interval;
+      timed.next = std::max(timed.next + timed.interval, time);
       if (isIdle) {
         sample(timed, tree);
       }
     }
-    next = next ? std::min(*next, timed.next) : timed.next;
   }
-  send(lock);
-  return isEnded_ ? std::nullopt : next;
+  if (isIdle && !queue_.empty()) {
+    send(lock);
+  }
 }
 
 /** The next message of an item; none where nothing is left of it. */
@@ -314,38 +299,33 @@ bool Stream::fill(Item& item) {
   gnmi::Notification& notification = *response_.mutable_update();
   notification.set_timestamp(now());
   notification.mutable_prefix()->set_target(list_->prefix().target());
-  if (auto const* const news = std::get_if<std::shared_ptr<News const>>(&item)) {
-    Changed const& changed = (*news)->changed;
-    if (changed.values.empty()) {
-      *notification.add_delete_() = (*news)->path;
-    } else {
-      gnmi::Update& update = *notification.add_update();
-      *update.mutable_path() = (*news)->path;
-      writeLeaf(changed.values, list_->encoding(), *update.mutable_val());
-    }
-    return true;
+  auto const add = [&](std::span<Leaf const> values) {
+    gnmi::Update& update = *notification.add_update();
+    writeLeaf(values, list_->encoding(), *update.mutable_val());
+    return update.mutable_path();
+  };
+  if (item.news != nullptr) {
+    Changed const& changed = item.news->changed;
+    *(changed.values.empty() ? notification.add_delete_() : add(changed.values)) = item.news->path;
   }
-  auto& dump = std::get<Dump>(item);
-  while (dump.nodes != nullptr && notification.update_size() < leavesPerMessage) {
-    if (dump.walk == nullptr) {
-      if (dump.next == dump.nodes->size()) {
+  while (item.nodes != nullptr && notification.update_size() < leavesPerMessage) {
+    if (item.walk == nullptr) {
+      if (item.next == item.nodes->size()) {
         break;
       }
-      dump.walk = std::make_unique<Walk>(requests.schema, *dump.tree, (*dump.nodes)[dump.next++], true);
+      item.walk = std::make_unique<Walk>(requests.schema, *item.tree, (*item.nodes)[item.next++], true);
     }
-    if (!dump.walk->next()) {
-      dump.walk.reset();
-    } else {
-      dump.walk->visitLeaves([&](DataNode const& leaf, std::span<Leaf const> values) {
-        if (filter_.takes(leaf)) {
-          gnmi::Update& update = *notification.add_update();
-          requests.write(leaf, dump.walk->keys(), *update.mutable_path());
-          writeLeaf(values, list_->encoding(), *update.mutable_val());
-        }
-      });
+    if (!item.walk->next()) {
+      item.walk.reset();
+      continue;
     }
+    item.walk->visitLeaves([&](DataNode const& leaf, std::span<Leaf const> values) {
+      if (filter_.takes(leaf)) {
+        requests.write(leaf, item.walk->keys(), *add(values));
+      }
+    });
   }
-  return notification.update_size() != 0;
+  return notification.update_size() + notification.delete__size() != 0;
 }
 
 /** Sends the next message, where there is one. The lock is not held while it is made, which may take a while. */
@@ -363,11 +343,11 @@ void Stream::send(Lock& lock) {
     if (isEnded_) {
       break;
     }
-    if (auto const* const news = std::get_if<std::shared_ptr<News const>>(&item)) {
-      waiting_ -= (*news)->isSampled ? 0 : 1;
+    if (item.news != nullptr) {
+      waiting_ -= item.news->isSampled ? 0 : 1;
     } else if (isFilled) {
       queue_.push_front(std::move(item));
-    } else if (std::get<Dump>(item).isSynced) {
+    } else if (item.isSynced) {
       response_.set_sync_response(true);
       if (list_->mode() == gnmi::SubscriptionList::POLL && !isLast_) {
         StartRead(&request_);
@@ -410,10 +390,6 @@ void Stream::OnDone() {
   streams_.matcher_.remove(id_);
   std::shared_ptr<Stream> last;  // Goes when the lock has gone.
   std::lock_guard const lock(streams_.mutex_);
-  std::erase_if(streams_.due_, [&](auto const& due) { return due.second == id_; });
-  if (--streams_.countOf_[connection] == 0) {
-    streams_.countOf_.erase(connection);
-  }
   last = std::move(streams_.open_.extract(id_).mapped());
 }
 
@@ -440,11 +416,11 @@ Reactor* Streams::open(std::string const& connection) {
   std::shared_ptr<Stream> stream;
   {
     std::lock_guard const lock(mutex_);
-    auto const found = countOf_.find(connection);
     if (isDraining_) {
       return new Refusal({grpc::StatusCode::UNAVAILABLE, "the target is going down"});
     }
-    if (open_.size() == limits.streams || (found != countOf_.end() && found->second == limits.connectionStreams)) {
+    auto const ofConnection = std::ranges::count(std::views::values(open_), connection, &Stream::connection);
+    if (open_.size() == limits.streams || static_cast<std::size_t>(ofConnection) == limits.connectionStreams) {
       return new Refusal(
           {grpc::StatusCode::RESOURCE_EXHAUSTED,
            fmt::format("{} streams are open, of all clients; at most {} are taken, and {} of a connection",
@@ -452,7 +428,6 @@ Reactor* Streams::open(std::string const& connection) {
     }
     stream = std::make_shared<Stream>(*this, ++lastId_, connection);
     open_.emplace(lastId_, stream);
-    ++countOf_[connection];
   }
   stream->start();
   return stream.get();
@@ -466,48 +441,41 @@ void Streams::publish(std::span<Changed const> changes) {
     auto const ids = concernedBy(changed, matcher_);
     auto const news = ids.empty() ? nullptr : newsOf(requests_, changed, false);
     for (Gnmi::Matcher::Id const id : ids) {
-      if (auto const stream = find(id)) {
+      std::unique_lock lock(mutex_);
+      auto const found = open_.find(id);
+      auto const stream = found == open_.end() ? nullptr : found->second;
+      lock.unlock();
+      if (stream != nullptr) {
         stream->push(news);
       }
     }
   }
 }
 
-std::shared_ptr<Stream> Streams::find(std::uint64_t id) {
+std::vector<std::shared_ptr<Stream>> Streams::all() {
   std::lock_guard const lock(mutex_);
-  auto const found = open_.find(id);
-  return found == open_.end() ? nullptr : found->second;
+  auto const streams = std::views::values(open_);
+  return {streams.begin(), streams.end()};
 }
 
 void Streams::drain() {
-  std::vector<std::shared_ptr<Stream>> all;
   {
     std::lock_guard const lock(mutex_);
     isDraining_ = true;
-    dueChanged_.notify_one();
-    std::ranges::for_each(open_, [&](auto const& one) { all.push_back(one.second); });
+    draining_.notify_one();
   }
-  for (auto const& stream : all) {
+  for (auto const& stream : all()) {
     stream->end({grpc::StatusCode::UNAVAILABLE, "the target is going down"});
   }
 }
 
 void Streams::keepTime() {
-  std::unique_lock lock(mutex_);
-  while (!isDraining_) {
-    if (due_.empty()) {
-      dueChanged_.wait(lock);
-    } else if (auto const [time, id] = *due_.begin(); time > Clock::now()) {
-      dueChanged_.wait_until(lock, time);
-    } else {
-      due_.erase(due_.begin());
-      lock.unlock();
-      auto const stream = find(id);
-      auto const next = stream == nullptr ? std::nullopt : stream->tick(Clock::now());
-      lock.lock();
-      if (next && open_.contains(id)) {
-        due_.emplace(*next, id);
-      }
+  // Four times as often as anything may be due.
+  std::chrono::microseconds const step(requests_.limits.sampleMilliseconds * 250);
+  for (std::unique_lock lock(mutex_); !draining_.wait_for(lock, step, [&] { return isDraining_; }); lock.lock()) {
+    lock.unlock();
+    for (auto const& stream : all()) {
+      stream->tick(Clock::now());
     }
   }
 }

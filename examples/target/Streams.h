@@ -44,9 +44,8 @@ class Streams {
  private:
   friend class Stream;
 
-  /** Null where it has ended. */
-  std::shared_ptr<Stream> find(std::uint64_t id);
   void keepTime();
+  std::vector<std::shared_ptr<Stream>> all();
 
   Requests const& requests_;
   Store& store_;
@@ -56,12 +55,9 @@ class Streams {
 
   std::mutex mutex_;
   std::map<std::uint64_t, std::shared_ptr<Stream>> open_;
-  std::map<std::string, std::size_t> countOf_;
   std::uint64_t lastId_ = 0;
   bool isDraining_ = false;
-  /** Streams by when they have something to send without a change. */
-  std::multimap<Clock::time_point, std::uint64_t> due_;
-  std::condition_variable dueChanged_;
+  std::condition_variable draining_;
   std::thread timekeeper_;
 };
 

@@ -337,14 +337,14 @@ void write(DataNode const& node, Entry& into, Entry const& payload, bool replace
 
 void apply(Schema const& schema, Entry& root, Edit const& edit, Allowance& allowance) {
   DataNode const& node = schema.node(edit.at.node.attr);
-  if (edit.kind != Edit::Kind::Delete) {
+  if (edit.operation != gnmi::UpdateResult::DELETE) {
     std::vector<KeyPtr> keys;
     for (Gnmi::Selected const& selected : edit.at.selections) {
       if (auto const* const exact = std::get_if<ZynKeyDecoder::Single>(&selected.selection)) {
         keys.push_back(exact->value);
       }
     }
-    write(node, entryAt(root, node, keys, true), edit.payload, edit.kind == Edit::Kind::Replace);
+    write(node, entryAt(root, node, keys, true), edit.payload, edit.operation == gnmi::UpdateResult::REPLACE);
     return;
   }
   // What is walked stays as it is while the other changes.

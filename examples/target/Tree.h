@@ -131,10 +131,8 @@ std::vector<Changed> changesBetween(Schema const& schema, Entry const& before, E
 
 /** A part of a request to Set, read and checked. */
 struct Edit {
-  enum class Kind : std::uint8_t { Delete, Replace, Update };
-
-  Kind kind = Kind::Delete;
-  /** With exact keys, but for Delete, and the last one where a list is written as a whole. */
+  gnmi::UpdateResult::Operation operation = gnmi::UpdateResult::DELETE;
+  /** With exact keys, but for DELETE, and the last one where a list is written as a whole. */
   Gnmi::Resolved at = {};
   /** What the entry around the node, or the entry itself, gets. */
   Entry payload = {};
