@@ -331,11 +331,12 @@ Value construct(KeyElemNode& node, Zyn::ZynType const& type, Construction const*
 
 // ---- the tree
 
+// A handle comes in two registers, and a copy of it as a whole would wait for both to be stored: 6 % of a key.
 ZynKeyDecoder::KeyElemNode::KeyElemNode(Zyn::ZynType type, bool useS4Encoding) noexcept
-    : type(type), useS4Encoding(useS4Encoding) {}
+    : type(type.module(), type.index()), useS4Encoding(useS4Encoding) {}
 
 Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, Velko::String const& value) noexcept {
-  constexpr std::size_t usualChildren = 7;
+  constexpr std::size_t usualChildren = 14;
   KeyElemNode* node = this;
   for (;; ++begin) {
     TRACE("KeyElemNode", "insertPathSuffix", "KeyElem type: '{}'", node->type);

@@ -124,6 +124,9 @@ class Key {
 /**
  * An attribute's value; null when it was never set. Throws `Model::Error` when the type has no such attribute. A
  * wrapper holds its inner value as the attribute `value`. A union holds one alternative, and all others are null.
+ *
+ * A small scalar lies in the memory of the value that was built from it: who keeps the scalar keeps that memory, also
+ * when the value itself has gone.
  */
 ValuePtr attribute(Zyn::GenericIf const& value, std::string_view name);
 /** The same by handle. Null when the attribute is not one of the value's type. */

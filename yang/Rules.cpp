@@ -428,21 +428,15 @@ constexpr std::string_view prefixPattern = "(" OCTET "\\.){3}" OCTET "/(([0-9])|
 
 /** An address without a zone, or a prefix with no bit set behind its length: its canonical text is the text itself. */
 bool isCanonicalIpv4(std::string_view text, bool isPrefix) {
-  std::array<char, 4> bytes;
+  std::uint32_t address = 0;
   if (!isPrefix) {
-    return Model::readIpv4(text, bytes.data());
+    return Model::readIpv4(text, address);
   }
   std::size_t const slash = text.substr(0, std::string_view("255.255.255.255/").size()).find('/');
   std::size_t length = 0;
-  if (slash == std::string_view::npos || !Model::readIpv4(text.substr(0, slash), bytes.data()) ||
-      !Model::readPrefixLength(text.substr(slash + 1), 32, length)) {
-    return false;
-  }
-  std::uint64_t address = 0;
-  for (char const byte : bytes) {
-    address = address << 8U | static_cast<unsigned char>(byte);
-  }
-  return (address << length & 0xFFFF'FFFFU) == 0;
+  bool const isRead = slash != std::string_view::npos && Model::readIpv4(text.substr(0, slash), address) &&
+                      Model::readPrefixLength(text.substr(slash + 1), 32, length);
+  return isRead && (std::uint64_t{address} << length & 0xFFFF'FFFFU) == 0;
 }
 
 /** Whether nobody restricts libyang's type for IPv4 any further. */

@@ -322,13 +322,12 @@ void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {
     attrOf(type, slot).isArgument = false;
   }
   row.argNames.clear();
-  row.argTypes.clear();
-  row.argSlots.assign(slots.begin(), slots.end());
+  row.args.clear();
   for (std::uint32_t const slot : slots) {
     AttrRow& attr = attrOf(type, slot);
     attr.isArgument = true;
     row.argNames.push_back(attr.name.c_str());
-    row.argTypes.push_back(attr.type);
+    row.args.push_back({slot, &rowOf(attr.type)});
     rememberName(row, attr);
   }
 }
@@ -529,7 +528,7 @@ TypeBuilder& TypeBuilder::args(std::initializer_list<std::string_view> names) { 
 TypeBuilder& TypeBuilder::gnmi(std::string_view pattern) {
   checkIsValueType(type_, "a gNMI pattern");
   Pattern parsed = parsePattern(type_, pattern);
-  for (std::uint32_t const slot : rowOf(type_).argSlots) {
+  for (std::uint32_t const slot : rowOf(type_).args | std::views::transform(&Argument::slot)) {
     checkArgInPattern(type_, slot, parsed);
   }
   mutableRow(type_).pattern = std::move(parsed);
@@ -559,7 +558,7 @@ TypeBuilder& TypeBuilder::s4(std::span<std::pair<std::string_view, std::uint32_t
     }
     bySlot[slot] = number;
   });
-  for (std::uint32_t const slot : row.argSlots) {
+  for (std::uint32_t const slot : row.args | std::views::transform(&Argument::slot)) {
     checkArgHasNumber(type_, slot, bySlot[slot]);
   }
   for (std::uint32_t slot = 0; slot < bySlot.size(); ++slot) {

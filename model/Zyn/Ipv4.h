@@ -12,11 +12,12 @@
 
 namespace Model {
 
-/** Four numbers up to 255, no zero in front. Into four bytes, the most significant first; changes them either way. */
-inline bool readIpv4(std::string_view text, char* bytes) {
+/** Four numbers up to 255, no zero in front; the first becomes the most significant byte. Changes it either way. */
+inline bool readIpv4(std::string_view text, std::uint32_t& address) {
   constexpr auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
   char const* at = text.data();
   char const* const end = at + text.size();
+  address = 0;
   for (std::size_t i = 0; i < 4; ++i) {
     if (i != 0) {
       if (at == end || *at != '.') {
@@ -37,7 +38,7 @@ inline bool readIpv4(std::string_view text, char* bytes) {
     if (number > 255) {
       return false;
     }
-    bytes[i] = static_cast<char>(number);
+    address = address << 8U | number;
   }
   return at == end;
 }

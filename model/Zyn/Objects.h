@@ -1,7 +1,9 @@
 // The classes of value objects: scalars, and values composed of others. Internal to model/.
 //
 // Each object is one block of the slab. What it holds follows the object in the same block: a scalar's bytes, or the
-// slots of a composed value. A scalar never changes; a composed value is changed by `Zyn::ZynAttr::genericIfSet` alone.
+// slots of a composed value. Small scalars that a value is built from are copied into its block, behind the slots,
+// which then point there: the value needs no locked instruction to share them, and a table that compares keys fetches
+// one block. A scalar never changes; a composed value is changed by `Zyn::ZynAttr::genericIfSet` alone.
 #pragma once
 
 #include <array>
@@ -40,15 +42,15 @@ inline Zyn::ZynType unwrapped(Zyn::ZynType type) {
  */
 class ValueObject : public Zyn::GenericIf {
  public:
+  /** What the subclass makes of it. Kept here, beside the count of users, where it takes no memory of its own. */
+  std::uint32_t const word;
+
   TypeRow const& row() const noexcept { return row_; }
   Kind kind() const noexcept { return row_.kind; }
   Zyn::ZynType type() const noexcept { return row_.handle; }
 
  protected:
   ValueObject(TypeRow const& itsRow, std::uint32_t itsWord) noexcept : word(itsWord), row_(itsRow) {}
-
-  /** What the subclass makes of it. Kept here, beside the count of users, where it takes no memory of its own. */
-  std::uint32_t const word;
 
  private:
   // Not the handle, which takes twice the memory.
@@ -81,7 +83,19 @@ struct Content {
   std::string large;
 };
 
-/** A value of a scalar kind, or an enumerator. A number that `word` does not hold, and then the bytes, follow it. */
+constexpr bool holdsBytes(Kind kind) {
+  constexpr auto bitOf = [](Kind one) { return 1U << static_cast<unsigned>(one); };
+  return (bitOf(kind) & (bitOf(Kind::String) | bitOf(Kind::Bytes) | bitOf(Kind::IpAddress) | bitOf(Kind::IpPrefix) |
+                         bitOf(Kind::MacAddress))) != 0;
+}
+
+class Composed;
+
+/**
+ * A value of a scalar kind, or an enumerator. A number that does not fit in the lower 23 bits of `word`, and then the
+ * bytes, follow it. The upper 8 bits count words of 8 bytes: what the scalar takes, 0 for one that is too large to be
+ * copied; or, with the bit below set, how far it is behind the composed value in whose block it is.
+ */
 class Scalar final : public ValueObject {
  public:
   static NewValue make(TypeRow const& row, Content const& content);
@@ -90,18 +104,28 @@ class Scalar final : public ValueObject {
 
   /** The same as `Content::number`; for kinds that hold bytes, their count. */
   std::uint64_t number() const noexcept {
-    return word != isWide ? word : *reinterpret_cast<std::uint64_t const*>(this + 1);
+    return isWide() ? *reinterpret_cast<std::uint64_t const*>(this + 1) : word & numberBits;
   }
   /** Only for kinds that hold bytes. */
   std::string_view text() const noexcept {
     auto const* const behind = reinterpret_cast<char const*>(this + 1);
-    return {word != isWide ? behind : behind + sizeof(std::uint64_t), static_cast<std::size_t>(number())};
+    return {isWide() ? behind + sizeof(std::uint64_t) : behind, static_cast<std::size_t>(number())};
   }
 
  private:
-  static constexpr std::uint32_t isWide = 0xFFFFFFFFU;
+  friend Composed;
+
+  static constexpr std::uint32_t numberBits = (1U << 23U) - 1;
+  static constexpr std::uint32_t isInside = 1U << 23U;
+  static constexpr std::uint32_t oneWord = 1U << 24U;
 
   using ValueObject::ValueObject;
+
+  /** With room for so many bytes behind it; a copy of it may be made in the block of a composed value. */
+  static Scalar* allocate(TypeRow const& row, std::size_t bytes, std::uint64_t number, bool mayBeCopied);
+  static Scalar* ofBytes(TypeRow const& row, Content const& content);
+
+  bool isWide() const noexcept { return (word & numberBits) == numberBits; }
 };
 
 /** A wrapper, a union or a value type: one slot for each attribute, null while it is not set. */
@@ -109,33 +133,52 @@ class Composed final : public ValueObject {
  public:
   static Velko::Ptr<Composed> make(TypeRow const& row);
   static Velko::Ptr<Composed> make(Zyn::ZynType type) { return make(rowOf(type)); }
+  /** With the arguments, which are as wanted, in a block of so many words of 8 bytes. */
+  static Velko::Ptr<Composed> make(TypeRow const& row, std::uint32_t words, std::span<Argument const> wanted,
+                                   Zyn::GenericIfArgs const& args);
+  /** How many words the value takes without scalars in its block. */
+  static std::uint32_t wordsOf(TypeRow const& row) noexcept;
+  /**
+   * How many words a copy of the argument takes in a block of which so many are taken; 0 where the argument is to be
+   * shared: one that is composed, too large, or itself in the block of a composed value, and what would be too far
+   * behind.
+   */
+  static std::uint32_t wordsInside(ValueObject const& argument, std::uint32_t taken) noexcept;
   static void operator delete(Composed* value, std::destroying_delete_t) noexcept;
 
   std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), word}; }
   std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), word}; }
 
+  /** For users that have gone: of this value, and of scalars in its block. The block is freed with the last of them. */
+  void dropParts(std::uint16_t count) noexcept;
+
   /**
    * Kept once it is known, where all parts are scalars, which never change: a table asks for the hashes of all its keys
    * whenever it grows. Filling one with 10^6 keys takes 629 ns a key that way, and 1,124 otherwise.
    */
-  std::size_t hash() const noexcept;
+  std::uint32_t hash() const noexcept;
   /** For who sets a slot of a value that others know of. */
   void forgetHash() noexcept { hash_.store(0, std::memory_order_relaxed); }
 
  private:
-  Composed(TypeRow const& itsRow, std::uint32_t count) noexcept;
+  Composed(TypeRow const& itsRow, std::uint32_t words) noexcept;
+
+  bool isInside(Zyn::GenericIf const* part) const noexcept {
+    return reinterpret_cast<std::uintptr_t>(part) - reinterpret_cast<std::uintptr_t>(this) < std::size_t{words_} * 8;
+  }
+  /** Puts a copy at that word of the block. */
+  Scalar* copyInside(Scalar const& scalar, std::uint32_t at, std::uint32_t size) noexcept;
 
   /** 0 while it is not known. */
-  mutable std::atomic<std::size_t> hash_ = 0;
+  mutable std::atomic<std::uint32_t> hash_ = 0;
+  /** What keeps the block: the value itself, and each scalar in the block. */
+  std::atomic<std::uint16_t> parts_ = 1;
+  /** Of the block; only some of them where it is too large for scalars to be in it. */
+  std::uint16_t const words_;
 };
 
 // Scalars (Scalars.cpp).
 
-constexpr bool holdsBytes(Kind kind) {
-  constexpr auto bitOf = [](Kind one) { return 1U << static_cast<unsigned>(one); };
-  return (bitOf(kind) & (bitOf(Kind::String) | bitOf(Kind::Bytes) | bitOf(Kind::IpAddress) | bitOf(Kind::IpPrefix) |
-                         bitOf(Kind::MacAddress))) != 0;
-}
 constexpr bool isSigned(Kind kind) { return kind >= Kind::S8 && kind <= Kind::S64; }
 constexpr bool isUnsigned(Kind kind) { return kind >= Kind::U8 && kind <= Kind::U64; }
 

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -276,7 +277,7 @@ NewValue readMessage(Zyn::ZynType type, std::string_view bytes) {
     }
     slots[slot] = std::move(part);
   }
-  for (std::uint32_t const needed : row.argSlots) {
+  for (std::uint32_t const needed : row.args | std::views::transform(&Argument::slot)) {
     if (!slots[needed]) {
       AttrRow const& attr = attrRow(type, needed);
       fault("{}.{}: missing from the message: {}", type.name(), attr.name, fieldExpectation(unwrapped(attr.type)));
@@ -385,7 +386,7 @@ void writeField(std::uint32_t number, Zyn::GenericIf const& value, std::string& 
 
 /** Refuses a value whose message could not be read back. */
 void checkWhole(Composed const& value) {
-  for (std::uint32_t const slot : value.row().argSlots) {
+  for (std::uint32_t const slot : value.row().args | std::views::transform(&Argument::slot)) {
     if (!value.slots()[slot]) {
       refuse("{}.{}: it is not set, but a message needs it", value.type().name(), attrRow(value.type(), slot).name);
     }

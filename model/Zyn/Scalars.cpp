@@ -2,6 +2,7 @@
 #include <absl/strings/escaping.h>
 #include <absl/time/civil_time.h>
 #include <arpa/inet.h>
+#include <endian.h>
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -242,17 +244,26 @@ void printTime(TypeRow const&, Scalar const& value, std::string& out) {
   out += 'Z';
 }
 
-/** Into the small buffer. The count of bytes; 0 when the text is no address. */
-std::size_t readAddress(std::string_view text, Content& content) {
-  if (readIpv4(text, content.small.data())) {
-    return 4;
-  }
+/**
+ * The first bytes of the number, most significant first, as what the value holds. They are written as one word, and
+ * copied so: a copy in other pieces waits until all are written, which takes 2 % of a key.
+ */
+void setBytes(std::uint64_t number, std::size_t count, Content& content) {
+  std::uint64_t const word = htobe64(number);
+  std::memcpy(content.small.data(), &word, sizeof word);
+  content.text = {content.small.data(), count};
+}
+
+constexpr std::size_t ipv6Bytes = 16;
+
+/** Into the small buffer. */
+bool readIpv6(std::string_view text, Content& content) {
   std::array<char, INET6_ADDRSTRLEN> terminated{};
   if (text.size() >= terminated.size() || text.contains('\0')) {
-    return 0;
+    return false;
   }
   std::ranges::copy(text, terminated.begin());
-  return inet_pton(AF_INET6, terminated.data(), content.small.data()) == 1 ? 16 : 0;
+  return inet_pton(AF_INET6, terminated.data(), content.small.data()) == 1;
 }
 
 void printAddress(std::string_view bytes, std::string& out) {
@@ -269,8 +280,12 @@ void printAddress(std::string_view bytes, std::string& out) {
 }
 
 bool readIpAddress(TypeRow const&, std::string_view text, Content& content) {
-  content.text = {content.small.data(), readAddress(text, content)};
-  return !content.text.empty();
+  if (std::uint32_t address = 0; readIpv4(text, address)) {
+    setBytes(std::uint64_t{address} << 32U, 4, content);
+    return true;
+  }
+  content.text = {content.small.data(), ipv6Bytes};
+  return readIpv6(text, content);
 }
 
 void printIpAddress(TypeRow const&, Scalar const& value, std::string& out) { printAddress(value.text(), out); }
@@ -281,20 +296,28 @@ bool readIpPrefix(TypeRow const&, std::string_view text, Content& content) {
     return false;
   }
   std::size_t const slash = text.rfind('/');
-  std::size_t const size = readAddress(text.substr(0, slash), content);
-  if (size == 0 || slash == std::string_view::npos) {
+  if (slash == std::string_view::npos) {
     return false;
   }
+  std::string_view const digits = text.substr(slash + 1);
   std::size_t length = 0;
-  if (!readPrefixLength(text.substr(slash + 1), size * 8, length)) {
+  if (std::uint32_t address = 0; readIpv4(text.substr(0, slash), address)) {
+    if (!readPrefixLength(digits, 32, length)) {
+      return false;
+    }
+    auto const mask = static_cast<std::uint32_t>(0xFFFFFFFF00000000U >> length);
+    setBytes(std::uint64_t{address & mask} << 32U | length << 24U, 5, content);
+    return true;
+  }
+  if (!readIpv6(text.substr(0, slash), content) || !readPrefixLength(digits, 8 * ipv6Bytes, length)) {
     return false;
   }
-  for (std::size_t i = length / 8; i < size; ++i) {
+  for (std::size_t i = length / 8; i < ipv6Bytes; ++i) {
     auto const mask = i == length / 8 ? static_cast<std::uint8_t>(0xFF00U >> (length % 8)) : std::uint8_t{0};
     content.small[i] = static_cast<char>(static_cast<std::uint8_t>(content.small[i]) & mask);
   }
-  content.small[size] = static_cast<char>(length);
-  content.text = {content.small.data(), size + 1};
+  content.small[ipv6Bytes] = static_cast<char>(length);
+  content.text = {content.small.data(), ipv6Bytes + 1};
   return true;
 }
 

@@ -58,6 +58,14 @@ struct KnownName {
   std::uint32_t attr;
 };
 
+struct TypeRow;
+
+/** A constructor argument: the slot that it goes to, and what it must be. */
+struct Argument {
+  std::uint32_t slot;
+  TypeRow const* type;
+};
+
 struct TypeRow {
   static constexpr std::size_t mostKnownNames = 8;
 
@@ -85,10 +93,9 @@ struct TypeRow {
   std::uint32_t parts = 0;
   /** How many types a wrapper, union or value type leads to, each counted once for each way there; else 0. */
   std::uint32_t typesBelow = 0;
-  /** The constructor arguments: NUL-terminated names, owned by the attributes' rows, and the slots they go to. */
+  /** Of the constructor arguments; NUL-terminated, owned by the attributes' rows. */
   std::vector<char const*> argNames;
-  std::vector<std::uint32_t> argSlots;
-  std::vector<Zyn::ZynType> argTypes;
+  std::vector<Argument> args;
   std::vector<Enumerator> enumerators;
   // Positions in `enumerators`.
   ByName enumeratorsByName;

@@ -34,30 +34,116 @@ namespace Model {
 static_assert(sizeof(Composed) % alignof(ValuePtr) == 0 && sizeof(Scalar) % alignof(std::uint64_t) == 0);
 static_assert(sizeof(Composed) == 32 && sizeof(Scalar) == 24, "tables of millions of keys hold these");
 
+NewValue Scalar::make(TypeRow const& row, Content const& content) {
+  return NewValue::adopt(holdsBytes(row.kind) ? ofBytes(row, content) : allocate(row, 0, content.number, true));
+}
+
+Scalar* Scalar::allocate(TypeRow const& row, std::size_t bytes, std::uint64_t number, bool mayBeCopied) {
+  bool const needsWord = number >= numberBits;
+  // Whole words, as such are copied.
+  std::size_t const words = (sizeof(Scalar) + (needsWord ? sizeof number : 0) + bytes + 7) / 8;
+  std::uint32_t const word = (mayBeCopied ? static_cast<std::uint32_t>(words) * oneWord : 0) |
+                             (needsWord ? numberBits : static_cast<std::uint32_t>(number));
+  auto* const value = ::new (KvSlab::slabAllocOrStdMalloc(words * 8)) Scalar(row, word);
+  if (needsWord) {
+    ::new (static_cast<void*>(value + 1)) std::uint64_t(number);
+  }
+  return value;
+}
+
+Scalar* Scalar::ofBytes(TypeRow const& row, Content const& content) {
+  // To copy a longer text takes more time than to share it.
+  constexpr std::size_t mostCopied = 64;
+  std::string_view const text = content.text;
+  Scalar* const value = allocate(row, text.size(), text.size(), text.size() <= mostCopied);
+  auto* const bytes = const_cast<char*>(value->text().data());
+  if (text.data() == content.small.data() && !text.empty() && text.size() <= sizeof(std::uint64_t)) {
+    // It was written as one word, and there is a word for it.
+    std::memcpy(bytes, text.data(), sizeof(std::uint64_t));
+  } else {
+    std::copy_n(text.data(), text.size(), bytes);
+  }
+  return value;
+}
+
 void Scalar::operator delete(Scalar* value, std::destroying_delete_t) noexcept {
-  KvSlab::slabFreeOrStdFree(value, typeid(Scalar));
+  if ((value->word & isInside) != 0) {
+    auto* const words = reinterpret_cast<std::uint64_t*>(value) - value->word / oneWord;
+    reinterpret_cast<Composed*>(words)->dropParts(1);
+  } else {
+    KvSlab::slabFreeOrStdFree(value, typeid(Scalar));
+  }
+}
+
+std::uint32_t Composed::wordsOf(TypeRow const& row) noexcept {
+  return static_cast<std::uint32_t>((sizeof(Composed) + row.attrs.size() * sizeof(ValuePtr)) / 8);
+}
+
+std::uint32_t Composed::wordsInside(ValueObject const& argument, std::uint32_t taken) noexcept {
+  constexpr std::uint32_t furthest = 255;
+  bool const isCopied = !isComposed(argument.kind()) && (argument.word & Scalar::isInside) == 0 && taken <= furthest;
+  return isCopied ? argument.word / Scalar::oneWord : 0;
+}
+
+Velko::Ptr<Composed> Composed::make(TypeRow const& row) { return make(row, wordsOf(row), {}, {}); }
+
+Velko::Ptr<Composed> Composed::make(TypeRow const& row, std::uint32_t words, std::span<Argument const> wanted,
+                                    Zyn::GenericIfArgs const& args) {
+  auto* const value = ::new (KvSlab::slabAllocOrStdMalloc(std::size_t{words} * 8)) Composed(row, words);
+  std::uint32_t at = wordsOf(row);
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    auto const& arg = valueObject(*args[i]);
+    ValuePtr* const slot = &value->slots()[wanted[i].slot];
+    if (std::uint32_t const size = wordsInside(arg, at); size != 0) {
+      ::new (slot) ValuePtr(ValuePtr::adopt(value->copyInside(static_cast<Scalar const&>(arg), at, size)));
+      at += size;
+    } else {
+      ::new (slot) ValuePtr(args[i].copyAlone());
+    }
+  }
+  return Velko::Ptr<Composed>::adopt(value);
+}
+
+Scalar* Composed::copyInside(Scalar const& scalar, std::uint32_t at, std::uint32_t size) noexcept {
+  auto* const words = reinterpret_cast<std::uint64_t*>(this) + at;
+  std::uint32_t const word = at * Scalar::oneWord | Scalar::isInside | (scalar.word & Scalar::numberBits);
+  auto const* const source = reinterpret_cast<std::uint64_t const*>(&scalar);
+  if (constexpr std::uint32_t behind = sizeof(Scalar) / 8; size != behind) {
+    // The first and the last word, which mostly are all: no branch depends on which of the two it is.
+    words[behind] = source[behind];
+    words[size - 1] = source[size - 1];
+    for (std::uint32_t i = behind + 1; i + 1 < size; ++i) {
+      words[i] = source[i];
+      // Keeps the compiler from calling memcpy.
+      asm volatile("" : : : "memory");
+    }
+  }
+  parts_.store(parts_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  return ::new (words) Scalar(scalar.row(), word);
 }
 
 void Composed::operator delete(Composed* value, std::destroying_delete_t) noexcept {
-  std::ranges::destroy(value->slots());
-  KvSlab::slabFreeOrStdFree(value, typeid(Composed));
-}
-
-NewValue Scalar::make(TypeRow const& row, Content const& content) {
-  std::string_view const text = holdsBytes(row.kind) ? content.text : std::string_view();
-  std::uint64_t const number = holdsBytes(row.kind) ? text.size() : content.number;
-  bool const isWideNumber = number >= isWide;
-  std::size_t const wideSize = isWideNumber ? sizeof number : 0;
-  void* const storage = KvSlab::slabAllocOrStdMalloc(sizeof(Scalar) + wideSize + text.size());
-  auto* const value = ::new (storage) Scalar(row, isWideNumber ? isWide : static_cast<std::uint32_t>(number));
-  if (isWideNumber) {
-    ::new (static_cast<void*>(value + 1)) std::uint64_t(number);
+  std::uint16_t dropped = 1;
+  for (ValuePtr& slot : value->slots()) {
+    // Mostly nobody else has the scalars of the block: it is freed as a whole, without a locked instruction.
+    if (value->isInside(slot.get()) && slot->hasOneUse()) {
+      ++dropped;
+    } else {
+      std::destroy_at(&slot);
+    }
   }
-  std::copy_n(text.data(), text.size(), reinterpret_cast<char*>(value + 1) + wideSize);
-  return NewValue::adopt(value);
+  value->dropParts(dropped);
 }
 
-Composed::Composed(TypeRow const& itsRow, std::uint32_t count) noexcept : ValueObject(itsRow, count) {
+void Composed::dropParts(std::uint16_t count) noexcept {
+  // Acquire: what other users of the block did to it has happened before it is freed.
+  if (parts_.load(std::memory_order_acquire) == count || parts_.fetch_sub(count, std::memory_order_acq_rel) == count) {
+    KvSlab::slabFreeOrStdFree(this, typeid(Composed));
+  }
+}
+
+Composed::Composed(TypeRow const& itsRow, std::uint32_t words) noexcept
+    : ValueObject(itsRow, static_cast<std::uint32_t>(itsRow.attrs.size())), words_(static_cast<std::uint16_t>(words)) {
   for (ValuePtr& slot : slots()) {
     ::new (&slot) ValuePtr;
     // Keeps the compiler from calling memset, whose one masked store is slow where it crosses a cache line, and lets
@@ -66,8 +152,8 @@ Composed::Composed(TypeRow const& itsRow, std::uint32_t count) noexcept : ValueO
   }
 }
 
-std::size_t Composed::hash() const noexcept {
-  if (std::size_t const kept = hash_.load(std::memory_order_relaxed); kept != 0) {
+std::uint32_t Composed::hash() const noexcept {
+  if (std::uint32_t const kept = hash_.load(std::memory_order_relaxed); kept != 0) {
     return kept;
   }
   std::size_t state = absl::HashOf(&row());
@@ -76,16 +162,11 @@ std::size_t Composed::hash() const noexcept {
     state = absl::HashOf(state, slot ? Model::hash(*slot) : 0);
     isFlat = isFlat && (!slot || !isComposed(valueObject(*slot).kind()));
   }
+  auto const half = static_cast<std::uint32_t>(state);
   if (isFlat) {
-    hash_.store(state, std::memory_order_relaxed);
+    hash_.store(half, std::memory_order_relaxed);
   }
-  return state;
-}
-
-Velko::Ptr<Composed> Composed::make(TypeRow const& row) {
-  std::size_t const count = row.attrs.size();
-  void* const storage = KvSlab::slabAllocOrStdMalloc(sizeof(Composed) + count * sizeof(ValuePtr));
-  return Velko::Ptr<Composed>::adopt(::new (storage) Composed(row, static_cast<std::uint32_t>(count)));
+  return half;
 }
 
 namespace {
@@ -103,48 +184,43 @@ std::string_view foundType(Zyn::GenericIf const* value) { return value == nullpt
   refuse("{}.{}: expected {}, found {}", owner.name(), attr.name, attr.type.name(), foundType(value.get()));
 }
 
-/** Constructor arguments: the slots that they go to, and what each must be. */
-struct Arguments {
-  std::span<std::uint32_t const> slots;
-  std::span<Zyn::ZynType const> types;
-};
-
-/** Refuses types that are not built from arguments. */
-Arguments argumentsOf(TypeRow const& row, Zyn::ZynModule const& module) {
+/** What the type is built from; `inner` stands for that of a wrapper. Refuses types that are not built so. */
+std::span<Argument const> argumentsOf(TypeRow const& row, Zyn::ZynModule const& module, Argument& inner) {
   if (!isComposed(row.kind)) {
     refuse("{}: it is not built from arguments", row.name);
   }
-  if (row.argSlots.empty() && row.valAttr) {
+  if (row.args.empty() && row.valAttr) {
     AttrRow const& attr = tablesOf(module).attrs[*row.valAttr];
-    return {{&attr.slot, 1}, {&attr.type, 1}};
+    inner = {attr.slot, &rowOf(attr.type)};
+    return {&inner, 1};
   }
-  if (row.argSlots.empty() && row.kind == Kind::Union) {
+  if (row.args.empty() && row.kind == Kind::Union) {
     refuse("{}: it is built by setting an alternative, not from arguments", row.name);
   }
-  return {row.argSlots, row.argTypes};
+  return row.args;
 }
 
 NewValue fromArgs(Zyn::ZynType type, Zyn::GenericIfArgs const& args) {
   TypeRow const& row = rowOf(type);
-  auto const [slots, argTypes] = argumentsOf(row, *type.module());
-  if (slots.size() != args.size()) {
-    std::string wanted;
-    for (std::uint32_t const slot : slots) {
-      AttrRow const& attr = attrRow(type, slot);
-      wanted += fmt::format("{}{} {}", wanted.empty() ? "" : ", ", attr.name, attr.type.name());
+  Argument inner;
+  std::span<Argument const> const wanted = argumentsOf(row, *type.module(), inner);
+  if (wanted.size() != args.size()) {
+    std::string list;
+    for (Argument const& argument : wanted) {
+      AttrRow const& attr = attrRow(type, argument.slot);
+      list += fmt::format("{}{} {}", list.empty() ? "" : ", ", attr.name, attr.type.name());
     }
-    refuse("{}: expected arguments ({}), found {} of them", type.name(), wanted, args.size());
+    refuse("{}: expected arguments ({}), found {} of them", type.name(), list, args.size());
   }
-  for (std::size_t i = 0; i < slots.size(); ++i) {
-    if (!args[i] || typeOf(*args[i]) != argTypes[i]) {
-      refuseValue(type, slots[i], args[i]);
+  std::uint32_t words = Composed::wordsOf(row);
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    Zyn::GenericIf const* const arg = args[i].get();
+    if (arg == nullptr || &valueObject(*arg).row() != wanted[i].type) {
+      refuseValue(type, wanted[i].slot, args[i]);
     }
+    words += Composed::wordsInside(valueObject(*arg), words);
   }
-  Velko::Ptr<Composed> value = Composed::make(row);
-  for (std::size_t i = 0; i < slots.size(); ++i) {
-    value->slots()[slots[i]] = args[i].copyAlone();
-  }
-  return value;
+  return Composed::make(row, words, wanted, args);
 }
 
 NewValue initial(Zyn::ZynType type) {

@@ -57,6 +57,9 @@ class Node {
     }
   }
 
+  /** Whether one `Ptr` alone holds the object: then nobody else can take or drop a reference. */
+  bool hasOneUse() const noexcept { return std::atomic_ref(uses_).load(std::memory_order_acquire) == 1; }
+
   /** How many `Ptr` hold the object now. Another thread may change it at once: for tests and diagnostics. */
   std::uint32_t useCount() const noexcept { return std::atomic_ref(uses_).load(std::memory_order_relaxed); }
 
@@ -68,12 +71,11 @@ class Node {
   std::uint32_t dropOneUse() const noexcept {
     // An only user needs no locked instruction, which costs more than all else here: nobody is left to change the
     // count.
-    std::atomic_ref const uses(uses_);
-    if (uses.load(std::memory_order_acquire) == 1) {
+    if (hasOneUse()) {
       return 0;
     }
     // The release half publishes this user's last access, the acquire half lets the last user destroy safely.
-    return ThreadControl::tsp_ ? uses.fetch_sub(1, std::memory_order_acq_rel) - 1 : --uses_;
+    return ThreadControl::tsp_ ? std::atomic_ref(uses_).fetch_sub(1, std::memory_order_acq_rel) - 1 : --uses_;
   }
 
   /**

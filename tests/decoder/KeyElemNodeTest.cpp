@@ -80,7 +80,7 @@ TEST_F(KeyTree, ArgumentsAreTakenOutOfTheTree) {
   auto const built = root.construct(place);
   EXPECT_EQ(shown(built), "Test::Place(row=1, seat=2)");
   EXPECT_EQ((*built)->useCount(), 1U);
-  EXPECT_EQ(row->useCount(), 2U);  // ours and the key's
+  EXPECT_EQ(row->useCount(), 1U);  // ours: the tree has let go, and the key has a copy
   EXPECT_TRUE(root.children.empty());
   EXPECT_FALSE(root.value);
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -167,6 +169,100 @@ TEST(Arguments, ThatDoNotFitAreRefused) {
   EXPECT_EQ(errorOf([&] { build(network.protocol, red); }), "Network::Protocol: it is not built from arguments");
   EXPECT_EQ(errorOf([&] { build(network.vrf); }), "Network::Vrf: it is not built from arguments");
   EXPECT_EQ(errorOf([&] { build({}, red); }), "An empty type has no values");
+}
+
+/** A value type with so many strings as constructor arguments. */
+Zyn::ZynType strings(Network& network, std::size_t count) {
+  auto type = network.module.value("Strings" + std::to_string(count));
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < count; ++i) {
+    names.push_back("s" + std::to_string(i));
+    type.attr(names.back(), Model::core(Kind::String));
+  }
+  return type.args(std::vector<std::string_view>(names.begin(), names.end()));
+}
+
+Value filled(Zyn::ZynType type, std::size_t count, std::string const& text) {
+  Zyn::GenericIfArgs args;
+  for (std::size_t i = 0; i < count; ++i) {
+    args.push_back(literal(Model::core(Kind::String), "\"" + text + std::to_string(i) + "\""));
+  }
+  return type.genericIf(args, false);
+}
+
+TEST(Parts, AreReadWhereverTheyLie) {
+  Network network;
+  for (std::size_t const count : {1U, 3U, 20U, 60U, 300U}) {
+    Zyn::ZynType const type = strings(network, count);
+    for (std::size_t const length : {0U, 1U, 5U, 6U, 7U, 8U, 14U, 15U, 22U, 61U, 62U, 63U, 64U, 1000U}) {
+      std::string const text(length, 'x');
+      Value const value = filled(type, count, text);
+      for (std::size_t i = 0; i < count; ++i) {
+        EXPECT_EQ(Model::get<std::string>(*value, "s" + std::to_string(i)), text + std::to_string(i));
+      }
+      EXPECT_TRUE(Model::equal(*value, *filled(type, count, text)));
+      EXPECT_EQ(Model::hash(*value), Model::hash(*filled(type, count, text)));
+    }
+  }
+}
+
+TEST(Parts, OutliveTheirValue) {
+  Network network;
+  for (std::size_t const count : {1U, 3U, 60U, 300U}) {
+    Zyn::ZynType const type = strings(network, count);
+    for (std::size_t const kept : {std::size_t{0}, count / 2, count - 1}) {
+      Value value = filled(type, count, "kept");
+      Constant part = Model::attribute(*value, "s" + std::to_string(kept));
+      Constant again = Model::attribute(*value, "s" + std::to_string(kept));
+      EXPECT_EQ(part, again);
+      value = nullptr;
+      EXPECT_EQ(Model::as<std::string>(*part), "kept" + std::to_string(kept));
+      part = nullptr;
+      EXPECT_EQ(Model::as<std::string>(*again), "kept" + std::to_string(kept));
+    }
+  }
+}
+
+TEST(Parts, MayBeArgumentsOfOtherValues) {
+  Network network;
+  Zyn::ZynType const type = strings(network, 1);
+  Value first = filled(type, 1, "shared");
+  Value second = build(type, Model::attribute(*first, "s0"));
+  first = nullptr;
+  Value const third = build(type, Model::attribute(*second, "s0"));
+  second = nullptr;
+  EXPECT_EQ(Model::get<std::string>(*third, "s0"), "shared0");
+}
+
+TEST(Parts, ThatAreReplacedStayForWhoHasThem) {
+  Network const network;
+  Value key =
+      build(network.routeKey, literal(Model::core(Kind::String), "\"red\""), literal(network.protocol, "'bgp'"));
+  Constant const vrf = Model::attribute(*key, "vrf");
+  set(key, "vrf", literal(Model::core(Kind::String), "\"blue\""));
+  set(key, "protocol", literal(network.protocol, "'connected'"));
+  EXPECT_EQ(Model::print(*key), R"(Network::RouteKey(vrf="blue", protocol='connected'))");
+  key = nullptr;
+  EXPECT_EQ(Model::as<std::string>(*vrf), "red");
+}
+
+/** Whoever goes last frees the block, and only then. */
+TEST(Parts, GoWithTheirValueOnAnyThread) {
+  Network network;
+  Zyn::ZynType const type = strings(network, 3);
+  for (int round = 0; round < 2000; ++round) {
+    Value value = filled(type, 3, "x");
+    std::array<Constant, 3> parts;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      parts[i] = Model::attribute(*value, "s" + std::to_string(i));
+    }
+    std::jthread const other([&] {
+      parts[0] = nullptr;
+      parts[2] = nullptr;
+    });
+    value = nullptr;
+    parts[1] = nullptr;
+  }
 }
 
 TEST(Set, ChangesOneAttribute) {
