@@ -210,22 +210,18 @@ class Reader final : public nlohmann::json_sax<Json> {
   }
 
   bool start_array(std::size_t) override {
-    bool const isField = place_ == InFields;
-    if (isField && fields[field_].shape == pairsShape) {
-      return enter(InPairs);
+    if (place_ == InPairs) {
+      inPair_ = 0;
+      pairs().emplace_back();
+      return enter(InPair);
     }
-    if (isField && field_ == ElemField) {
-      return enter(InElemList);
-    }
-    if (isField && field_ == ElementField) {
-      return enter(InElementList);
-    }
-    if (place_ != InPairs) {
+    if (place_ != InFields) {
       return wrongShape();
     }
-    inPair_ = 0;
-    pairs().emplace_back();
-    return enter(InPair);
+    return fields[field_].shape == pairsShape ? enter(InPairs)
+           : field_ == ElemField              ? enter(InElemList)
+           : field_ == ElementField           ? enter(InElementList)
+                                              : wrongShape();
   }
 
   bool end_array() override { return place_ == InPair && inPair_ != 2 ? wrongShape() : leave(); }
@@ -431,7 +427,8 @@ std::string unfitFields(OpRow const& op, unsigned seen) {
          Text::inQuotes(fields[first].name);
 }
 
-std::expected<void, std::string> readPathJob(Reader const& reader, Names& names, PathRequest& path, bool s4) {
+std::expected<void, std::string> readPathJob(Reader& reader, Names& names) {
+  PathRequest& path = reader.request.path;
   if ((reader.seen & (bit(PathField) | messageFields)) == 0) {
     return std::unexpected("op 'path' needs field 'path', or 'elem'");
   }
@@ -446,8 +443,8 @@ std::expected<void, std::string> readPathJob(Reader const& reader, Names& names,
   if (!root) {
     return std::unexpected(root.error());
   }
-  path.s4 = s4;
-  path.resolver = &names.resolver(*root, s4);
+  path.s4 = reader.request.s4;
+  path.resolver = &names.resolver(*root, path.s4);
   return {};
 }
 
@@ -469,7 +466,7 @@ std::expected<Request, std::string> requestOf(Reader& reader, Names& names) {
   if (op->op == Op::Split) {
     request.text = request.path.path.text;
   } else if (op->op == Op::Path) {
-    if (auto unfit = readPathJob(reader, names, request.path, request.s4); !unfit) {
+    if (auto unfit = readPathJob(reader, names); !unfit) {
       return std::unexpected(std::move(unfit).error());
     }
   } else {

@@ -22,7 +22,7 @@
 
 namespace ZynKey {
 
-/** A request that names what exists, or what is wrong with it; `validate` may still find one. */
+/** A request, which views `json` and names what exists, or what is wrong with it; `validate` may still find one. */
 std::expected<Request, std::string> readRequest(std::string_view json, Names& names);
 
 /** The same, but always by the parser of JSON, which takes several times as long. */
