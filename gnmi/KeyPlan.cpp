@@ -159,7 +159,7 @@ std::size_t KeyPlan::partOf(std::string_view name, std::size_t likely) const {
 KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTree const& showTree,
                                    Selection& into) const {
   // No more than usual at once: names that do not exist shall take no memory.
-  GivenKeys given(std::min(keys.size(), GivenKeys::static_capacity), boost::container::default_init);
+  GivenKeys given(std::min(keys.size(), std::size_t{GivenKeys::static_capacity}), boost::container::default_init);
   Nested nested;
   std::uint64_t seen = 0;
   bool isAnyNested = false;
