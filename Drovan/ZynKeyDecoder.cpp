@@ -61,7 +61,7 @@ template <typename Result = Value, typename Exception = Velko::Exception, typena
   try {
     return call();
   } catch (Exception const& exception) {
-    return KvStd::Unexpected(errorText == ErrorText::Keep ? exception.what() : Velko::String());
+    return Result(std::unexpect, errorText == ErrorText::Keep ? exception.what() : Velko::String());
   }
 }
 

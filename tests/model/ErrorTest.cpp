@@ -18,6 +18,7 @@
 
 #include "KvStd/Expected.h"
 #include "tests/model/Network.h"
+#include "text/Messages.h"
 
 namespace ModelTest {
 namespace {
@@ -97,6 +98,25 @@ TEST(Errors, KeepNulBytesAndShowThem) {
   EXPECT_THAT(caughtAs<Velko::Exception>(act), testing::HasSubstr("'a\0b'"s));
   EXPECT_THAT(caughtAs<std::exception>(act), testing::HasSubstr("'a\\0b'"));
   EXPECT_THAT(caughtAs<std::exception>([] { throw Model::PbError(Velko::String("a\0b"sv)); }), "a\\0b");
+}
+
+TEST(Errors, TellOfTextsOfAnyLength) {
+  // Up to 128 bytes are kept in the exception. What does not fit here is the last byte.
+  Model::Schema schema;
+  Zyn::ZynType const port = schema.module("Test")
+                                .value("Port")
+                                .attr("name", Model::core(Model::Kind::String))
+                                .attr("number", Model::core(Model::Kind::U8))
+                                .args({"name", "number"})
+                                .gnmi("{name}-{number}");
+  for (std::size_t const size : {2U, 3U, 65U, 127U, 128U, 129U, 5000U}) {
+    std::string const text = std::string(size - 2, 'a') + "-x";
+    std::string const what = "Test::Port: " + Text::inQuotes(text) +
+                             " does not fit: {name}-{number}; number takes a decimal number from 0 to 255";
+    Caught const found = caught([&] { gnmi(port, text); });
+    EXPECT_EQ(found.std, what);
+    EXPECT_EQ(found.velko, what);
+  }
 }
 
 TEST(Errors, KeepTheirTextWhenCopied) {
