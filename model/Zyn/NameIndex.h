@@ -1,13 +1,15 @@
-// A hash table from names to numbers that takes a few dozen instructions for a look-up, of which each step of a path
-// needs one.
+// A table from names to numbers that takes a few dozen instructions for a look-up, of which each step of a path needs
+// one.
 //
 // Names of up to 16 bytes are kept in the table as two words, and compared there; longer ones are hashed as a whole,
-// and compared where they are. One thread may add names while no other uses the table.
+// and compared where they are. Up to eight names are compared one by one, as that takes less time than a hash; more are
+// in a hash table. One thread may add names while no other uses the table.
 #pragma once
 
 #include <absl/hash/hash.h>
 #include <absl/strings/string_view.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -20,17 +22,15 @@ class NameIndex {
  public:
   /** The name must not be in the table yet, and its bytes must outlive the table. */
   void add(std::string_view name, std::uint32_t number) {
-    if (2 * (size_ + 1) > entries_.size()) {
-      std::vector<Entry> former(entries_.empty() ? 8 : 2 * entries_.size());
-      former.swap(entries_);
-      mask_ = entries_.size() - 1;
-      for (Entry const& entry : former) {
-        if (entry.name.data() != nullptr) {
-          place(entry);
-        }
+    Entry const entry = {name, wordsOf(name), number};
+    if (size_ < mostInList) {
+      entries_.push_back(entry);
+    } else {
+      if (size_ == mostInList || 2 * (size_ + 1) > entries_.size()) {
+        grow();
       }
+      place(entry);
     }
-    place({name, wordsOf(name), number});
     ++size_;
   }
 
@@ -38,10 +38,10 @@ class NameIndex {
 
   /** `none` for a name that was not added. */
   std::uint32_t find(std::string_view name) const noexcept {
-    if (mask_ == 0) {
-      return none;
+    if (!isShort(name)) {
+      return findLong(name);
     }
-    return isShort(name) ? search(name, shortWords(name)) : findLong(name);
+    return size_ <= mostInList ? searchList(name, shortWords(name)) : search(name, shortWords(name));
   }
 
   static std::size_t hashOf(std::string_view name) noexcept { return hashOf(wordsOf(name)); }
@@ -95,6 +95,19 @@ class NameIndex {
   /** With a seed of its own in each process: nobody can choose names that all have one hash. */
   static std::size_t hashOf(Words words) noexcept { return absl::HashOf(words.first, words.last); }
 
+  bool isSame(Entry const& entry, std::string_view name, Words words) const noexcept {
+    return entry.words == words && entry.name.size() == name.size() && (isShort(name) || entry.name == name);
+  }
+
+  std::uint32_t searchList(std::string_view name, Words words) const noexcept {
+    for (Entry const& entry : entries_) {
+      if (isSame(entry, name, words)) {
+        return entry.number;
+      }
+    }
+    return none;
+  }
+
   std::size_t placeOf(Words words) const noexcept { return hashOf(words) & mask_; }
 
   std::uint32_t search(std::string_view name, Words words) const noexcept {
@@ -103,7 +116,7 @@ class NameIndex {
       if (entry.name.data() == nullptr) {
         return none;
       }
-      if (entry.words == words && entry.name.size() == name.size() && (isShort(name) || entry.name == name)) {
+      if (isSame(entry, name, words)) {
         return entry.number;
       }
     }
@@ -111,7 +124,18 @@ class NameIndex {
 
   /** Not inlined, so that a search for a short name saves no registers for the calls that this one makes. */
   [[gnu::noinline]] std::uint32_t findLong(std::string_view name) const noexcept {
-    return search(name, longWords(name));
+    return size_ <= mostInList ? searchList(name, longWords(name)) : search(name, longWords(name));
+  }
+
+  void grow() {
+    std::vector<Entry> former(std::max(2 * entries_.size(), 4 * mostInList));
+    former.swap(entries_);
+    mask_ = entries_.size() - 1;
+    for (Entry const& entry : former) {
+      if (entry.name.data() != nullptr) {
+        place(entry);
+      }
+    }
   }
 
   void place(Entry const& entry) noexcept {
@@ -122,7 +146,9 @@ class NameIndex {
     entries_[at] = entry;
   }
 
-  /** Their number is a power of two; at most half of them are in use. */
+  static constexpr std::size_t mostInList = 8;
+
+  /** A list, or a hash table: then their number is a power of two, and at most half of them are in use. */
   std::vector<Entry> entries_;
   std::size_t mask_ = 0;
   std::size_t size_ = 0;

@@ -871,6 +871,26 @@ TEST(NameIndex, NamesThatDifferInBitsThatCancelHaveHashesOfTheirOwn) {
   EXPECT_GT(hashes.size(), 4000U) << "of 4,096 names, by the 20 bits that an index of 500,000 names looks at";
 }
 
+TEST(NameIndex, FindsEveryNameAtEverySize) {
+  // Of 1 to 20 bytes; some differ in one byte at the front, in the middle or at the end.
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < 40; ++i) {
+    std::string name(1 + i % 20, 'n');
+    name[i % 3 * (name.size() - 1) / 2] = static_cast<char>('A' + i);
+    names.push_back(name);
+  }
+  Model::NameIndex index;
+  EXPECT_EQ(index.find(""), Model::NameIndex::none);
+  for (std::uint32_t count = 0; count < names.size(); ++count) {
+    EXPECT_EQ(index.find(names[count]), Model::NameIndex::none) << count;
+    EXPECT_EQ(index.find(names[count] + "#"), Model::NameIndex::none) << count;
+    index.add(names[count], count);
+    for (std::uint32_t known = 0; known <= count; ++known) {
+      EXPECT_EQ(index.find(names[known]), known) << count;
+    }
+  }
+}
+
 TEST(Unions, ThatFailedCanBeBuiltAgain) {
   Model::Schema schema;
   Model::Module& m = schema.module("M");
