@@ -218,10 +218,12 @@ class Reader final : public nlohmann::json_sax<Json> {
     if (place_ != InFields) {
       return wrongShape();
     }
-    return fields[field_].shape == pairsShape ? enter(InPairs)
-           : field_ == ElemField              ? enter(InElemList)
-           : field_ == ElementField           ? enter(InElementList)
-                                              : wrongShape();
+    if (fields[field_].shape == pairsShape) {
+      // Nearly every key has at most so many parts.
+      pairs().reserve(8);
+      return enter(InPairs);
+    }
+    return field_ == ElemField ? enter(InElemList) : field_ == ElementField ? enter(InElementList) : wrongShape();
   }
 
   bool end_array() override { return place_ == InPair && inPair_ != 2 ? wrongShape() : leave(); }
