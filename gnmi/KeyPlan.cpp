@@ -1,7 +1,6 @@
 #include "gnmi/KeyPlan.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <optional>
 
@@ -162,6 +161,7 @@ KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTre
   GivenKeys given(std::min(keys.size(), std::size_t{GivenKeys::static_capacity}), boost::container::default_init);
   Nested nested;
   std::uint64_t seen = 0;
+  bool isTwice = false;
   bool isAnyNested = false;
   std::size_t open = keys.size();
   for (std::size_t i = 0; i != keys.size(); ++i) {
@@ -170,6 +170,7 @@ KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTre
       found.error().key = i;
       return found;
     }
+    isTwice = isTwice || (seen & bitOf(one.part)) != 0;
     seen |= bitOf(one.part);
     isAnyNested = isAnyNested || one.isNested;
     open = open == keys.size() && isOpen(keys[i]) ? i : open;
@@ -182,7 +183,7 @@ KeyPlan::Done KeyPlan::selectParts(std::span<Key const> keys, Mode mode, ShowTre
       return std::unexpected(whole.error());
     }
     isWhole = *whole;
-  } else if (static_cast<std::size_t>(std::popcount(seen)) != given.size()) {
+  } else if (isTwice) {
     return std::unexpected(twiceOf(keys, given));
   }
   if (hasWildcard && (mode == Mode::Write || mode == Mode::Notify)) {

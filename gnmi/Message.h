@@ -30,6 +30,7 @@
 
 #include <algorithm>
 #include <boost/container/small_vector.hpp>
+#include <cstddef>
 #include <expected>
 #include <string>
 #include <string_view>
@@ -45,14 +46,23 @@ namespace Detail {
 template <typename Keys>
 void addSorted(Keys const& keys, Path& into) {
   if constexpr (std::is_lvalue_reference_v<decltype(*keys.begin())>) {
-    // Pointers are moved about in less time than keys: 8 ns of 290 for three.
-    boost::container::small_vector<decltype(&*keys.begin()), 8> sorted;
-    for (auto const& key : keys) {
-      sorted.push_back(&key);
+    // Pointers are moved about in less time than keys, and the usual few are sorted as they come: 20 ns of 290 for
+    // three.
+    using Entry = decltype(&*keys.begin());
+    constexpr auto isBefore = [](Entry a, Entry b) { return std::string_view(a->first) < std::string_view(b->first); };
+    constexpr std::size_t few = 8;
+    boost::container::small_vector<Entry, few> sorted;
+    for (auto const& entry : keys) {
+      sorted.push_back(&entry);
+      for (std::size_t i = sorted.size() - 1; i != 0 && i < few && isBefore(sorted[i], sorted[i - 1]); --i) {
+        std::swap(sorted[i], sorted[i - 1]);
+      }
     }
-    std::ranges::sort(sorted, {}, [](auto const* key) -> std::string_view { return key->first; });
-    for (auto const* const key : sorted) {
-      into.addKey(key->first, key->second);
+    if (sorted.size() > few) {
+      std::ranges::sort(sorted, isBefore);
+    }
+    for (Entry const entry : sorted) {
+      into.addKey(entry->first, entry->second);
     }
   } else {
     for (auto const& [name, value] : keys) {

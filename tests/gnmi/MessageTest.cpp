@@ -46,17 +46,20 @@ TEST(Message, IsRead) {
 }
 
 TEST(Message, KeysComeInTheOrderOfTheirNames) {
-  gnmi::Path one;
-  auto& elem = *one.add_elem();
-  elem.set_name("e");
-  for (int i = 99; i != 9; --i) {
-    (*elem.mutable_key())["k" + std::to_string(i)] = "v";
-  }
-  Path const path = *readPath(one);
-  auto const keys = path.keys(path.elements()[0]);
-  ASSERT_EQ(keys.size(), 90U);
-  for (std::size_t i = 0; i != keys.size(); ++i) {
-    EXPECT_EQ(keys[i].name, "k" + std::to_string(10 + i));
+  for (std::size_t const count : {1U, 2U, 3U, 7U, 8U, 9U, 16U, 17U, 90U}) {
+    gnmi::Path one;
+    auto& elem = *one.add_elem();
+    elem.set_name("e");
+    for (std::size_t i = count; i != 0; --i) {
+      (*elem.mutable_key())["k" + std::to_string(9 + i)] = std::to_string(i);
+    }
+    Path const path = *readPath(one);
+    auto const keys = path.keys(path.elements()[0]);
+    ASSERT_EQ(keys.size(), count);
+    for (std::size_t i = 0; i != count; ++i) {
+      EXPECT_EQ(keys[i].name, "k" + std::to_string(10 + i));
+      EXPECT_EQ(keys[i].value, std::to_string(1 + i));
+    }
   }
 }
 
