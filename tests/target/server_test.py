@@ -177,14 +177,20 @@ class Limits(unittest.TestCase):
         target = self.start('--max-queue', '100')
         channel = grpc.insecure_channel(f'127.0.0.1:{target.port}', options=[('x', 1)])
         slow = Stream(gnmi_pb2_grpc.gNMIStub(channel), listed(
-            '/system/contact', ('/interfaces/interface/description', 'SAMPLE', {'suppress_redundant': True})))
+            '/system/contact', ('/interfaces/interface/description', 'SAMPLE',
+                                {'suppress_redundant': True, 'sample_interval': 2 * 10**9})))
         slow.until_sync()
-        target.stub.Set(gnmi.SetRequest(update=[update(f'/interfaces/interface[name={i}]/description', 'x' * 20_000)
-                                                for i in range(150)]))
-        time.sleep(0.5)
+        # One sample of 28 MB, of which gRPC takes a few ahead of the reader.
+        for i in range(8):
+            target.stub.Set(gnmi.SetRequest(update=[update(f'/interfaces/interface[name={i}-{j}]/description', 'x' * 100_000)
+                                                    for j in range(35)]))
+        time.sleep(3)
         for i in range(400):
             target.stub.Set(gnmi.SetRequest(update=[update('/system/contact', str(i) + 'x' * 100_000)]))
+        never = threading.Timer(30, slow.cancel)
+        never.start()
         self.assertEqual(slow.status()[0], 'RESOURCE_EXHAUSTED')
+        never.cancel()
         channel.close()
         self.assertIn('client that does not read', target.end()[1])
 

@@ -227,7 +227,8 @@ def show_streams(streams=1000, changes=100_000, sets=2000):
 
 
 def show_entries(count=1_000_000):
-    """So many entries in one list: memory, and what a Get and a Set of one of them take."""
+    """So many entries in one list: memory, and what a Get and a Set of one of them take. No more than one entry may be
+    looked at for a request, but for those of exact keys: that is enough for these."""
     def base(i):
         return f'/routing/instance[name=r]/route[prefix=10.{i >> 16 & 255}.{i >> 8 & 255}.0/24][protocol=bgp][tag={i}]/metric'
 
@@ -239,9 +240,9 @@ def show_entries(count=1_000_000):
             took.append(time.perf_counter() - began)
         return sorted(took)[len(took) // 2] * 1e6
 
-    with Target() as target:
+    with Target('--max-entries', '1') as target:
         empty, stub, done = target.resident(), target.stub, 0
-        for size in (1000, 100_000, count):
+        for size in sorted({1000, min(100_000, count), count}):
             while done < size:
                 many = range(done, done + 1000)
                 stub.Set(gnmi.SetRequest(update=[gnmi.Update(path=path(base(i)), val=gnmi.TypedValue(uint_val=i)) for i in many]))
