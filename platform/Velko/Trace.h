@@ -54,10 +54,11 @@ void vfmtrace(Platform::DebugHandler const& handle, unsigned short level, char c
 
 }  // namespace Impl
 
-/** Emits one trace. The caller has found the handle enabled. */
+/** Emits one trace. The caller has found the handle enabled. Cold: its callers do other things nearly always. */
 template <typename... Args>
-void fmtrace(Platform::DebugHandler const& handle, unsigned short level, char const* file, char const* function,
-             int line, char const* className, fmt::format_string<Args const&...> format, Args const&... args) noexcept {
+[[gnu::cold]] void fmtrace(Platform::DebugHandler const& handle, unsigned short level, char const* file,
+                           char const* function, int line, char const* className,
+                           fmt::format_string<Args const&...> format, Args const&... args) noexcept {
   Impl::vfmtrace(handle, level, file, function, line, className, format, fmt::make_format_args(args...));
 }
 
