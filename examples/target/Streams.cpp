@@ -100,7 +100,7 @@ class Stream final : public Reactor {
   void addTimed(gnmi::Subscription const& one, Nodes const& nodes, std::vector<Timed>& into) const;
   // With the lock held.
   void enqueue(std::shared_ptr<News const> news);
-  void sample(Timed& timed, Tree tree);
+  void sample(Timed& timed);
   void finish(grpc::Status const& status);
   void send(Lock& lock);
   // Without it.
@@ -253,7 +253,8 @@ void Stream::enqueue(std::shared_ptr<News const> news) {
   queue_.push_back({.news = std::move(news)});
 }
 
-void Stream::sample(Timed& timed, Tree tree) {
+void Stream::sample(Timed& timed) {
+  Tree tree = streams_.store_.tree();
   if (timed.matcher != nullptr) {
     for (Changed& changed : changesBetween(streams_.requests_.schema, *timed.last, *tree)) {
       // Values are in the walk, where that sends all.
@@ -275,7 +276,6 @@ void Stream::push(std::shared_ptr<News const> news) {
 }
 
 void Stream::tick(Clock::time_point time) {
-  Tree const tree = streams_.store_.tree();
   Lock lock(mutex_);
   // What was not sent yet need not be sent twice.
   bool const isIdle = queue_.empty() && !isSending_;
@@ -283,7 +283,7 @@ void Stream::tick(Clock::time_point time) {
     if (timed.next <= time) {
       timed.next = std::max(timed.next + timed.interval, time);
       if (isIdle) {
-        sample(timed, tree);
+        sample(timed);
       }
     }
   }

@@ -122,7 +122,7 @@ struct Sets {
         pid(std::stoi(pid)) {}
 
   void round() {
-    constexpr int count = 100;
+    constexpr int count = 20;
     set(*stub, setOf(0, 500, ++value));
     double const before = processorTime(pid);
     for (int i = 0; i < count; ++i) {
@@ -163,7 +163,7 @@ void showKeys(Sets typed, Sets joined) {
     tag.mutable_val()->set_uint_val(7);
   }
   set(*joined.stub, others);
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 100; ++i) {
     typed.round();
     joined.round();
   }
