@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <tuple>
 
 #include "Velko/Assert.h"
 #include "Velko/Exception.h"
@@ -355,7 +356,11 @@ Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, 
       TRACE("KeyElemNode", "insertPathSuffix", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
       node->children.reserve(usualChildren);
       Zyn::ZynType const type = attr.attrType();
-      child = node->children.try_emplace(attr, type, node->useS4Encoding).first;
+      // The key is made from its parts: a copy as a whole waits until both its halves are stored, 3 % of a key.
+      child = node->children.lazy_emplace(attr, [&](auto const& make) {
+        make(std::piecewise_construct, std::forward_as_tuple(attr.module(), attr.owner(), attr.index()),
+             std::forward_as_tuple(type, node->useS4Encoding));
+      });
       if (std::next(begin) == end && !isScalarKeyType(type, node->useS4Encoding)) {
         // Hosts rely on the text: it names the type that holds the attribute, not the attribute's own.
         return error("Expecting a scalar at leaf element '{}'; found composite of type '{}'", *begin, node->type);
