@@ -327,7 +327,7 @@ void setArgs(Zyn::ZynType type, std::span<std::uint32_t const> slots) {
     AttrRow& attr = attrOf(type, slot);
     attr.isArgument = true;
     row.argNames.push_back(attr.name.c_str());
-    row.args.push_back({slot, &rowOf(attr.type)});
+    row.args.push_back({slot, isComposed(rowOf(attr.type).kind), &rowOf(attr.type)});
     rememberName(row, attr);
   }
 }

@@ -139,11 +139,10 @@ class Composed final : public ValueObject {
   /** How many words the value takes without scalars in its block. */
   static std::uint32_t wordsOf(TypeRow const& row) noexcept;
   /**
-   * How many words a copy of the argument takes in a block of which so many are taken; 0 where the argument is to be
-   * shared: one that is composed, too large, or itself in the block of a composed value, and what would be too far
-   * behind.
+   * How many words a copy of the value takes in a block of which so many are taken; 0 where the value is to be shared:
+   * one that is composed, too large, or itself in the block of a composed value, and what would be too far behind.
    */
-  static std::uint32_t wordsInside(ValueObject const& argument, std::uint32_t taken) noexcept;
+  static std::uint32_t wordsInside(Argument const& argument, Zyn::GenericIf const& value, std::uint32_t taken) noexcept;
   static void operator delete(Composed* value, std::destroying_delete_t) noexcept;
 
   std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), word}; }

@@ -63,6 +63,7 @@ struct TypeRow;
 /** A constructor argument: the slot that it goes to, and what it must be. */
 struct Argument {
   std::uint32_t slot;
+  bool isComposed;
   TypeRow const* type;
 };
 
