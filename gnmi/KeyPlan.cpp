@@ -15,7 +15,7 @@ using Drovan::ZynKeyDecoder;
 constexpr std::size_t mostLevels = 1000;
 constexpr std::size_t mostArguments = 1'000'000;
 
-/** Of the first 64 parts. */
+/** Each of the first 64 parts has a bit of its own. */
 std::uint64_t bitOf(std::size_t part) { return std::uint64_t{1} << (part % 64); }
 
 std::string withModule(SchemaFacts const& facts, Zyn::ZynAttr attr) {

@@ -27,7 +27,10 @@ enum class Op : std::uint8_t { Decode, Scalar, Filter, Split, Path };
 /** Paths, or one name, and the texts of their values. */
 using Keys = NamedViews;
 
-/** Its texts are views: of a line, of arguments, or of what it owns. */
+/**
+ * Its texts are views: of a line, of arguments, or of what it owns. It is moved and not copied: the texts of a copy
+ * would be those that the original owns.
+ */
 struct Request {
   Op op = Op::Decode;
   Zyn::ZynAttr collection;

@@ -417,7 +417,7 @@ class Scanner {
   std::string_view text_;
 };
 
-/** What the first field that is missing, or not one of the operation, is told; empty where all fit. */
+/** What is wrong with the first field that is missing, or that the operation does not take; empty where all fit. */
 std::string unfitFields(OpRow const& op, unsigned seen) {
   unsigned const missing = op.required & ~seen;
   unsigned const unfit = missing | (seen & ~op.allowed);

@@ -26,7 +26,8 @@ class NameIndex {
     if (size_ < mostInList) {
       entries_.push_back(entry);
     } else {
-      if (size_ == mostInList || 2 * (size_ + 1) > entries_.size()) {
+      // So it is for a full list as well, which becomes a hash table then.
+      if (2 * (size_ + 1) > entries_.size()) {
         grow();
       }
       place(entry);

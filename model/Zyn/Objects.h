@@ -42,7 +42,10 @@ inline Zyn::ZynType unwrapped(Zyn::ZynType type) {
  */
 class ValueObject : public Zyn::GenericIf {
  public:
-  /** What the subclass makes of it. Kept here, beside the count of users, where it takes no memory of its own. */
+  /**
+   * Its meaning is up to the subclass. It stands here, beside the count of users, as padding would take the same
+   * memory.
+   */
   std::uint32_t const word;
 
   TypeRow const& row() const noexcept { return row_; }
@@ -92,9 +95,14 @@ constexpr bool holdsBytes(Kind kind) {
 class Composed;
 
 /**
- * A value of a scalar kind, or an enumerator. A number that does not fit in the lower 23 bits of `word`, and then the
- * bytes, follow it. The upper 8 bits count words of 8 bytes: what the scalar takes, 0 for one that is too large to be
- * copied; or, with the bit below set, how far it is behind the composed value in whose block it is.
+ * A value of a scalar kind, or an enumerator. Its `word` holds, from the lowest bit:
+ *
+ *   23 bits   the number, or the count of bytes; all ones where it does not fit, and follows the object instead
+ *   1 bit     whether the scalar is inside the block of a composed value
+ *   8 bits    a count of words of 8 bytes. Inside: how far behind the composed value the scalar begins. Otherwise: the
+ *             size of the scalar, or 0 where it is too large to be copied into blocks
+ *
+ * The bytes, if any, come last.
  */
 class Scalar final : public ValueObject {
  public:
@@ -121,19 +129,25 @@ class Scalar final : public ValueObject {
 
   using ValueObject::ValueObject;
 
-  /** With room for so many bytes behind it; a copy of it may be made in the block of a composed value. */
+  /** With room for so many bytes. `mayBeCopied` says whether it is small enough to be copied into blocks. */
   static Scalar* allocate(TypeRow const& row, std::size_t bytes, std::uint64_t number, bool mayBeCopied);
   static Scalar* ofBytes(TypeRow const& row, Content const& content);
 
   bool isWide() const noexcept { return (word & numberBits) == numberBits; }
 };
 
-/** A wrapper, a union or a value type: one slot for each attribute, null while it is not set. */
+/**
+ * A wrapper, a union or a value type: one slot for each attribute, null while it is not set. `word` is the count of
+ * slots.
+ */
 class Composed final : public ValueObject {
  public:
   static Velko::Ptr<Composed> make(TypeRow const& row);
   static Velko::Ptr<Composed> make(Zyn::ZynType type) { return make(rowOf(type)); }
-  /** With the arguments, which are as wanted, in a block of so many words of 8 bytes. */
+  /**
+   * From arguments that are of the wanted types, in a block of so many words of 8 bytes: those of `wordsOf`, and for
+   * each argument those of `wordsInside`.
+   */
   static Velko::Ptr<Composed> make(TypeRow const& row, std::uint32_t words, std::span<Argument const> wanted,
                                    Zyn::GenericIfArgs const& args);
   /** How many words the value takes without scalars in its block. */
@@ -148,7 +162,8 @@ class Composed final : public ValueObject {
   std::span<ValuePtr const> slots() const noexcept { return {reinterpret_cast<ValuePtr const*>(this + 1), word}; }
   std::span<ValuePtr> slots() noexcept { return {reinterpret_cast<ValuePtr*>(this + 1), word}; }
 
-  /** For users that have gone: of this value, and of scalars in its block. The block is freed with the last of them. */
+  /** So many of what keeps the block have gone: of the value itself and the scalars inside. The last frees the block.
+   */
   void dropParts(std::uint16_t count) noexcept;
 
   /**
@@ -156,7 +171,7 @@ class Composed final : public ValueObject {
    * whenever it grows. Filling one with 10^6 keys takes 629 ns a key that way, and 1,124 otherwise.
    */
   std::uint32_t hash() const noexcept;
-  /** For who sets a slot of a value that others know of. */
+  /** To be called when a slot was set: the hash that is kept is that of the former slots. */
   void forgetHash() noexcept { hash_.store(0, std::memory_order_relaxed); }
 
  private:
@@ -165,14 +180,14 @@ class Composed final : public ValueObject {
   bool isInside(Zyn::GenericIf const* part) const noexcept {
     return reinterpret_cast<std::uintptr_t>(part) - reinterpret_cast<std::uintptr_t>(this) < std::size_t{words_} * 8;
   }
-  /** Puts a copy at that word of the block. */
+  /** Copies a scalar of so many words to the word `at` of the block. */
   Scalar* copyInside(Scalar const& scalar, std::uint32_t at, std::uint32_t size) noexcept;
 
   /** 0 while it is not known. */
   mutable std::atomic<std::uint32_t> hash_ = 0;
-  /** What keeps the block: the value itself, and each scalar in the block. */
+  /** How many keep the block: the value itself, and each scalar inside. */
   std::atomic<std::uint16_t> parts_ = 1;
-  /** Of the block; only some of them where it is too large for scalars to be in it. */
+  /** The size of the block. Only its lower bits where it has more: no scalars are inside so large a block. */
   std::uint16_t const words_;
 };
 

@@ -58,7 +58,7 @@ Scalar* Scalar::ofBytes(TypeRow const& row, Content const& content) {
   Scalar* const value = allocate(row, text.size(), text.size(), text.size() <= mostCopied);
   auto* const bytes = const_cast<char*>(value->text().data());
   if (text.data() == content.small.data() && !text.empty() && text.size() <= sizeof(std::uint64_t)) {
-    // It was written as one word, and there is a word for it.
+    // An address of IPv4 was written as one word, and is read as one. Buffer and block have room for a whole word.
     std::memcpy(bytes, text.data(), sizeof(std::uint64_t));
   } else {
     std::copy_n(text.data(), text.size(), bytes);
@@ -115,7 +115,7 @@ Scalar* Composed::copyInside(Scalar const& scalar, std::uint32_t at, std::uint32
     words[size - 1] = source[size - 1];
     for (std::uint32_t i = behind + 1; i + 1 < size; ++i) {
       words[i] = source[i];
-      // Keeps the compiler from calling memcpy.
+      // Keeps the compiler from calling memcpy, which takes longer for so few words.
       asm volatile("" : : : "memory");
     }
   }

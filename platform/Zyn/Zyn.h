@@ -142,7 +142,7 @@ class ZynModule {
 class ZynTypeBase {
  public:
   ZynTypeBase() noexcept = default;
-  /** For the provider. */
+  /** For the provider; the decoder only copies handles by it. */
   ZynTypeBase(ZynModule const* module, std::uint32_t index) noexcept : module_(module), index_(index) {}
 
   bool empty() const noexcept { return module_ == nullptr; }
@@ -270,7 +270,10 @@ class ZynType : public ZynTypeBase {
 class ZynAttr {
  public:
   ZynAttr() noexcept = default;
-  /** For the provider: the module, the index of the owning type and the index of the attribute, both in the module. */
+  /**
+   * From the module, the index of the owning type and the index of the attribute, both in the module. For the provider;
+   * the decoder only copies handles by it.
+   */
   ZynAttr(ZynModule const* module, std::uint32_t owner, std::uint32_t index) noexcept
       : module_(module), owner_(owner), index_(index) {}
 
@@ -279,7 +282,7 @@ class ZynAttr {
   ZynModule const* module() const noexcept { return module_; }
   /**
    * The index of a type of `module()` that has the attribute. For an inherited one the provider decides: the type that
-   * declares it, or the one that it was found through. The decoder does not ask.
+   * declares it, or the one that it was found through. The decoder only copies it.
    */
   std::uint32_t owner() const noexcept { return owner_; }
   std::uint32_t index() const noexcept { return index_; }

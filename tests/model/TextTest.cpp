@@ -1,4 +1,5 @@
 // Values from text and back: literals and the gNMI string form, kind by kind.
+#include <arpa/inet.h>
 #include <fmt/core.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tests/model/Network.h"
@@ -116,6 +118,29 @@ TEST(GnmiString, IsTheLiteralWithoutQuotes) {
     bool const isString = row.kind == Kind::String;
     Value const value = gnmi(type, isString ? std::string_view(row.text).substr(1, row.text.size() - 2) : row.text);
     EXPECT_EQ(Model::print(*value), row.prints);
+  }
+}
+
+/** The text of an address of which the first bits, so many, are set. */
+std::string leadingOnes(int family, std::size_t count) {
+  std::array<unsigned char, 16> bytes{};
+  for (std::size_t bit = 0; bit < count; ++bit) {
+    bytes[bit / 8] = static_cast<unsigned char>(bytes[bit / 8] | 0x80U >> bit % 8);
+  }
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  return inet_ntop(family, bytes.data(), text.data(), text.size());
+}
+
+TEST(GnmiString, APrefixOfAnyLengthKeepsTheBitsBeforeItsLength) {
+  for (auto const& [family, bits] : {std::pair(AF_INET, 32U), std::pair(AF_INET6, 128U)}) {
+    for (std::size_t length = 0; length <= bits; ++length) {
+      std::string const end = "/" + std::to_string(length);
+      Value const all = gnmi(Model::core(Kind::IpPrefix), leadingOnes(family, bits) + end);
+      Value const kept = gnmi(Model::core(Kind::IpPrefix), leadingOnes(family, length) + end);
+      EXPECT_EQ(Model::print(*all), leadingOnes(family, length) + end);
+      EXPECT_TRUE(Model::equal(*all, *kept));
+      EXPECT_EQ(Model::hash(*all), Model::hash(*kept));
+    }
   }
 }
 

@@ -208,7 +208,9 @@ TEST(Parts, AreReadWhereverTheyLie) {
 
 TEST(Parts, OutliveTheirValue) {
   Network network;
-  for (std::size_t const count : {1U, 3U, 60U, 300U}) {
+  // A scalar begins at most 255 words behind the value in whose block it is: the first one behind 251 slots does, and
+  // behind 252 slots there is none.
+  for (std::size_t const count : {1U, 3U, 60U, 250U, 251U, 252U, 300U}) {
     Zyn::ZynType const type = strings(network, count);
     for (std::size_t const kept : {std::size_t{0}, count / 2, count - 1}) {
       Value value = filled(type, count, "kept");
