@@ -1,6 +1,7 @@
 // What keys and paths select, over the embedded provider, whose values can be read.
 #include "gnmi/Resolver.h"
 
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -526,8 +527,8 @@ TEST_F(Resolve, KeysOfAnyNumberOfParts) {
     EXPECT_EQ(at(path + "[p0=2]").substr(0, name.size() + 7), name + " exact ");
     EXPECT_EQ(at(path).substr(0, name.size() + 8), name + " filter ");
     std::string const last = parts.back();
-    EXPECT_EQ(at(path + "[key__" + last + "=1]"), "KeyTwice at " + std::to_string(path.size() + 1) + ": key 'key__" +
-                                                      last + "' is given twice, first as '" + last + "'");
+    EXPECT_EQ(at(fmt::format("{}[key__{}=1]", path, last)),
+              fmt::format("KeyTwice at {}: key 'key__{}' is given twice, first as '{}'", path.size() + 1, last, last));
   }
 }
 

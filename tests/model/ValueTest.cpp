@@ -215,7 +215,7 @@ TEST(Parts, OutliveTheirValue) {
     for (std::size_t const kept : {std::size_t{0}, count / 2, count - 1}) {
       Value value = filled(type, count, "kept");
       Constant part = Model::attribute(*value, "s" + std::to_string(kept));
-      Constant again = Model::attribute(*value, "s" + std::to_string(kept));
+      Constant const again = Model::attribute(*value, "s" + std::to_string(kept));
       EXPECT_EQ(part, again);
       value = nullptr;
       EXPECT_EQ(Model::as<std::string>(*part), "kept" + std::to_string(kept));
