@@ -86,8 +86,6 @@ std::uint32_t Composed::wordsInside(Argument const& argument, Zyn::GenericIf con
   return argument.isComposed || (word & Scalar::isInside) != 0 || taken > furthest ? 0 : word / Scalar::oneWord;
 }
 
-Velko::Ptr<Composed> Composed::make(TypeRow const& row) { return make(row, wordsOf(row), {}, {}); }
-
 // Flattened, with its copies in line: a key of 3 fields takes 3 % less time.
 [[gnu::flatten]] Velko::Ptr<Composed> Composed::make(TypeRow const& row, std::uint32_t words,
                                                      std::span<Argument const> wanted, Zyn::GenericIfArgs const& args) {
@@ -151,6 +149,11 @@ Composed::Composed(TypeRow const& itsRow, std::uint32_t words) noexcept
     // every load behind it wait: 13 % of the time of a key of three fields.
     asm volatile("" : : : "memory");
   }
+}
+
+Velko::Ptr<Composed> Composed::make(TypeRow const& row) {
+  std::uint32_t const words = wordsOf(row);
+  return Velko::Ptr<Composed>::adopt(::new (KvSlab::slabAllocOrStdMalloc(std::size_t{words} * 8)) Composed(row, words));
 }
 
 std::uint32_t Composed::hash() const noexcept {
