@@ -56,7 +56,7 @@ Scalar* Scalar::ofBytes(TypeRow const& row, Content const& content) {
   constexpr std::size_t mostCopied = 64;
   std::string_view const text = content.text;
   Scalar* const value = allocate(row, text.size(), text.size(), text.size() <= mostCopied);
-  auto* const bytes = const_cast<char*>(value->text().data());
+  auto* const bytes = reinterpret_cast<char*>(value + 1) + (text.size() < numberBits ? 0 : sizeof(std::uint64_t));
   if (text.data() == content.small.data() && !text.empty() && text.size() <= sizeof(std::uint64_t)) {
     // An address of IPv4 was written as one word, and is read as one. Buffer and block have room for a whole word.
     std::memcpy(bytes, text.data(), sizeof(std::uint64_t));

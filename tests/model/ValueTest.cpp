@@ -80,6 +80,19 @@ TEST(Objects, NumbersOfEverySizeAreKeptWhole) {
   EXPECT_EQ(Model::print(*literal(Model::core(Kind::U32), "4294967295")), "4294967295");
 }
 
+TEST(Objects, TextsOfEveryLengthAreKeptWhole) {
+  // From 2^23 - 1 bytes on the length has a word of its own.
+  for (std::size_t const length : {std::size_t{0}, std::size_t{65'536}, (std::size_t{1} << 23U) - 2,
+                                   (std::size_t{1} << 23U) - 1, std::size_t{1} << 23U}) {
+    std::string text(length, 'x');
+    if (length != 0) {
+      text.front() = '<';
+      text.back() = '>';
+    }
+    EXPECT_TRUE(Model::as<std::string>(*literal(Model::core(Kind::String), "\"" + text + "\"")) == text) << length;
+  }
+}
+
 #ifndef __SANITIZE_ADDRESS__
 TEST(Objects, AKeyOfThreeFieldsTakesFewBytes) {
   Zyn::ZynType const u32 = Model::core(Kind::U32);
