@@ -357,7 +357,8 @@ Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, 
       TRACE("KeyElemNode", "insertPathSuffix", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
       node->children.reserve(usualChildren);
       Zyn::ZynType const type = attr.attrType();
-      // The key is made from its parts: a copy as a whole waits until both its halves are stored, 3 % of a key.
+      // The key is made from its parts: a copy as a whole would wait until both its halves are stored, which takes 3 %
+      // of a key.
       child = node->children.lazy_emplace(attr, [&](auto const& make) {
         make(std::piecewise_construct, std::forward_as_tuple(attr.module(), attr.owner(), attr.index()),
              std::forward_as_tuple(type, node->useS4Encoding));

@@ -26,7 +26,7 @@ class NameIndex {
     if (size_ < mostInList) {
       entries_.push_back(entry);
     } else {
-      // So it is for a full list as well, which becomes a hash table then.
+      // A full list meets this condition, too: it then becomes a hash table.
       if (2 * (size_ + 1) > entries_.size()) {
         grow();
       }

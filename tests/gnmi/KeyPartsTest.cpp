@@ -343,12 +343,12 @@ TEST(KeyParts, AreNamedWhereTheyAreLeftOut) {
   deep.attr(deep.key, "x", deep.text);
   deep.attr(deep.key, "y", deep.text);
   deep.give("x");
-  for (int i = 0; i != 100'000; ++i) {
+  for (int i = 0; i != 20'000; ++i) {
     deep.keys[0].insert(0, "t__");
   }
   std::string const text = deep.error(Gnmi::Mode::Write);
   EXPECT_TRUE(text.starts_with("'list' needs key 'x', 'y', 't__x', 't__y', 't__t__x', ")) << text;
-  EXPECT_TRUE(text.ends_with(" and 199989 more to name one entry")) << text;
+  EXPECT_TRUE(text.ends_with(" and 39989 more to name one entry")) << text;
 }
 
 TEST(KeyParts, OfAKeyThatIsTooLargeAreRefused) {

@@ -33,6 +33,9 @@
 #include "Velko/Pb.h"
 #include "Velko/Ptr.h"
 #include "Velko/Trace.h"
+#include "Zyn/Zyn.h"
+#include "model/Schema.h"
+#include "model/Value.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define HEAP_ONLY 1
@@ -427,6 +430,31 @@ TEST(Ptr, ThreadsShareAnObject) {
     EXPECT_EQ(shared->useCount(), 1U);
   }
   EXPECT_EQ(destroyed, 1);
+}
+
+/** Small parts lie in the block of their value: whoever goes last frees the block, and only then. */
+TEST(Ptr, PartsOfAValueGoOnAnyThread) {
+  Model::Schema schema;
+  Zyn::ZynType const text = Model::core(Model::Kind::String);
+  Zyn::ZynType const type = schema.module("Network")
+                                .value("Route")
+                                .attr("vrf", text)
+                                .attr("prefix", text)
+                                .attr("tag", text)
+                                .args({"vrf", "prefix", "tag"});
+  Zyn::GenericIfArgs const args(3, text.genericIf(Velko::String("\"red\""), false));
+  for (int round = 0; round < 2000; ++round) {
+    Velko::Ptr<Zyn::GenericIf const> value = type.genericIf(args, false);
+    Velko::Ptr<Zyn::GenericIf const> vrf = Model::attribute(*value, "vrf");
+    Velko::Ptr<Zyn::GenericIf const> prefix = Model::attribute(*value, "prefix");
+    Velko::Ptr<Zyn::GenericIf const> tag = Model::attribute(*value, "tag");
+    std::jthread const other([&] {
+      vrf = nullptr;
+      tag = nullptr;
+    });
+    value = nullptr;
+    prefix = nullptr;
+  }
 }
 
 // Exceptions and messages

@@ -13,7 +13,6 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -259,25 +258,6 @@ TEST(Parts, ThatAreReplacedStayForWhoHasThem) {
   EXPECT_EQ(Model::print(*key), R"(Network::RouteKey(vrf="blue", protocol='connected'))");
   key = nullptr;
   EXPECT_EQ(Model::as<std::string>(*vrf), "red");
-}
-
-/** Whoever goes last frees the block, and only then. */
-TEST(Parts, GoWithTheirValueOnAnyThread) {
-  Network network;
-  Zyn::ZynType const type = strings(network, 3);
-  for (int round = 0; round < 2000; ++round) {
-    Value value = filled(type, 3, "x");
-    std::array<Constant, 3> parts;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-      parts[i] = Model::attribute(*value, "s" + std::to_string(i));
-    }
-    std::jthread const other([&] {
-      parts[0] = nullptr;
-      parts[2] = nullptr;
-    });
-    value = nullptr;
-    parts[1] = nullptr;
-  }
 }
 
 TEST(Set, ChangesOneAttribute) {
