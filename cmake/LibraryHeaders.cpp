@@ -1,0 +1,1 @@
+// Nothing of its own: the precompiled headers are those of the libraries.
