@@ -245,8 +245,8 @@ void printTime(TypeRow const&, Scalar const& value, std::string& out) {
 }
 
 /**
- * The first bytes of the number, most significant first, as what the value holds. They are written as one word, and
- * copied so: a copy in other pieces waits until all are written, which takes 2 % of a key.
+ * The first bytes of the number, most significant first, as what the value holds. They are written as one word: what
+ * several stores have written is waited for when it is copied, which takes 2 % of a key.
  */
 void setBytes(std::uint64_t number, std::size_t count, Content& content) {
   std::uint64_t const word = htobe64(number);

@@ -57,9 +57,16 @@ Scalar* Scalar::ofBytes(TypeRow const& row, Content const& content) {
   std::string_view const text = content.text;
   Scalar* const value = allocate(row, text.size(), text.size(), text.size() <= mostCopied);
   auto* const bytes = reinterpret_cast<char*>(value + 1) + (text.size() < numberBits ? 0 : sizeof(std::uint64_t));
-  if (text.data() == content.small.data() && !text.empty() && text.size() <= sizeof(std::uint64_t)) {
-    // An address of IPv4 was written as one word, and is read as one. Buffer and block have room for a whole word.
-    std::memcpy(bytes, text.data(), sizeof(std::uint64_t));
+  if (text.empty()) {
+    return value;
+  }
+  if (text.size() <= 15) {
+    // As words, which is how they are read. The block has room for whole ones.
+    auto const [first, second] = Velko::Impl::shortWords(text);
+    std::memcpy(bytes, &first, sizeof first);
+    if (text.size() > sizeof first) {
+      std::memcpy(bytes + sizeof first, &second, sizeof second);
+    }
   } else {
     std::copy_n(text.data(), text.size(), bytes);
   }

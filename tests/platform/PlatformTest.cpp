@@ -1,9 +1,14 @@
 // What the contract itself promises: handles, pointers, strings, the allocator.
 #include <absl/hash/hash.h>
 
+#include <cstddef>
 #include <functional>
 #include <list>
+#include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "tests/support/DecoderTest.h"
 
@@ -140,6 +145,24 @@ TEST_F(Platform, StringsHoldAnyBytes) {
   Velko::String const tail("!");
   EXPECT_EQ((Velko::String("a") + "b\0"sv + tail).view(), "ab\0!"sv);
   EXPECT_TRUE(Velko::String().empty());
+}
+
+/** Short ones are copied in other ways than long ones: none reads beyond its text, or leaves anything behind it. */
+TEST_F(Platform, StringsOfEveryLengthAreCopiedWhole) {
+  for (std::size_t size = 0; size <= 64; ++size) {
+    std::vector<char> text(size);
+    for (std::size_t i = 0; i < size; ++i) {
+      text[i] = static_cast<char>(0x81 + 7 * i);
+    }
+    std::string_view const view(text.data(), size);
+    Velko::String const copy(view);
+    EXPECT_EQ(copy.view(), view) << size;
+    EXPECT_EQ(copy.data()[size], '\0') << size;
+    EXPECT_EQ(copy, Velko::String(text.data(), size));
+    EXPECT_EQ(std::string(copy), std::string(view));
+    Velko::String moved = Velko::String(view);
+    EXPECT_EQ((std::move(moved) + "!").view(), std::string(view) + "!") << size;
+  }
 }
 
 struct SomeTag;
