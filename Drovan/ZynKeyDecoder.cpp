@@ -4,6 +4,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <boost/beast/core/detail/base64.hpp>
 #include <cstddef>
@@ -29,10 +30,13 @@ constexpr unsigned short traceLevel = 7;
 constexpr std::string_view separator = "__";
 constexpr std::string_view wildcard = "*";
 
+[[gnu::cold, gnu::noinline]] Velko::Platform::DebugHandler const* askForTraceHandle() {
+  return Velko::Platform::_getRawDebugHandler(Velko::String("ZynKeyDecoder"), false);
+}
+
 /** Always inlined, so that a trace costs no call while tracing is off. */
 [[gnu::always_inline]] inline Velko::Platform::DebugHandler const& traceHandle() noexcept {
-  static Velko::Platform::DebugHandler const* const handle =
-      Velko::Platform::_getRawDebugHandler(Velko::String("ZynKeyDecoder"), false);
+  static Velko::Platform::DebugHandler const* const handle = askForTraceHandle();
   return *handle;
 }
 
@@ -114,7 +118,8 @@ std::uint64_t wordAt(char const* bytes) {
 
 /**
  * A text of up to 14 bytes is put between its quotes in two registers, which are stored at once: a load of bytes that
- * several stores have written waits for all of them. That saves 10 of 41 ns of a scalar string of 9 bytes.
+ * several stores have written waits for all of them. That saves 10 of 41 ns of a scalar string of 9 bytes. Written
+ * here, as a host's string offers no such thing.
  */
 Velko::String quotedShort(std::uint64_t quote, char const* text, std::size_t size) {
   using Words [[gnu::vector_size(16)]] = std::uint64_t;
@@ -137,12 +142,15 @@ Velko::String quotedShort(std::uint64_t quote, char const* text, std::size_t siz
   return {reinterpret_cast<char const*>(&words), size + 2};
 }
 
-Velko::String quoted(char quote, Velko::String const& text) {
-  if (std::endian::native == std::endian::little && text.size() <= 14) {
-    return quotedShort(static_cast<unsigned char>(quote), text.data(), text.size());
-  }
+/** Like the rarer ways to decode below, not inlined: the code that most keys run lies together, 1 % of a key. */
+[[gnu::noinline]] Velko::String quotedLong(char quote, Velko::String const& text) {
   std::string_view const oneQuote(&quote, 1);
   return Velko::String(oneQuote) + text + oneQuote;
+}
+
+Velko::String quoted(char quote, Velko::String const& text) {
+  bool const isShort = std::endian::native == std::endian::little && text.size() <= 14;
+  return isShort ? quotedShort(static_cast<unsigned char>(quote), text.data(), text.size()) : quotedLong(quote, text);
 }
 
 /**
@@ -168,7 +176,7 @@ Velko::String decodeBase64(std::string_view text) {
   }
 }
 
-Value createS4SyncKey(Zyn::ZynType const& type, ScalarText const& text) noexcept {
+[[gnu::noinline]] Value createS4SyncKey(Zyn::ZynType const& type, ScalarText const& text) noexcept {
   Velko::String const message = decodeBase64(text.value.view());
   Velko::Pb::ReadCursor cursor{message.data(), 0, message.size()};
   Value read = callCatching<Value, Velko::Pb::PbReadException>(
@@ -198,7 +206,7 @@ Value defaultZynObject(Zyn::ZynType const& zynType, ErrorText errorText) noexcep
 Value createScalarKey(Zyn::ZynType const& type, ScalarText const& text) noexcept;
 
 /** A wrapper is constructed from its inner value alone. */
-Value createWrapper(Zyn::ZynType const& type, Zyn::ZynType const& inner, ScalarText const& text) {
+[[gnu::noinline]] Value createWrapper(Zyn::ZynType const& type, Zyn::ZynType const& inner, ScalarText const& text) {
   Value wrapped = createScalarKey(inner, text);
   if (!wrapped) {
     return wrapped;
@@ -209,7 +217,7 @@ Value createWrapper(Zyn::ZynType const& type, Zyn::ZynType const& inner, ScalarT
 }
 
 /** The first alternative that decodes wins, even if the union then rejects its value. */
-Value createUnion(Zyn::ZynType const& type, ScalarText const& text) {
+[[gnu::noinline]] Value createUnion(Zyn::ZynType const& type, ScalarText const& text) {
   Value object = defaultZynObject(type, text.errorText);
   if (!object) {
     return object;
@@ -298,10 +306,68 @@ bool isEndless(KeyElemNode const& node, Zyn::ZynType const& type, Construction c
   return underWay != nullptr && underWay->childrenAtStart == node.children.size();
 }
 
+Done complete(KeyElemNode& node) noexcept;
+
+/** Inlined, as nearly every child has its value already: 1 % of a key. */
+[[gnu::always_inline]] inline Done instantiateNode(KeyElemNode& node) {
+  TRACE("KeyElemNode", "instantiate", "KeyElem type: '{}'", node.type);
+  return node.value ? Done() : complete(node);
+}
+
+/**
+ * The children that became arguments, until they are taken out of their map. If the map holds no others, which is
+ * usual, an empty one takes its place. A search in a map waits until all erasures are stored, so a key takes 2 % more
+ * time where each child is erased at once.
+ */
+class UsedUp {
+ public:
+  using Child = KeyElemNode::Children::value_type;
+
+  explicit UsedUp(KeyElemNode::Children& children) noexcept : children_(children) {}
+  UsedUp(UsedUp const&) = delete;
+  UsedUp& operator=(UsedUp const&) = delete;
+  ~UsedUp() { erase(); }
+
+  void add(Child const& child) noexcept {
+    used_[count_] = &child;
+    ++count_;
+    // Hosts rely on the values of a child's own children being dropped before the type system is called again.
+    if (!child.second.children.empty() || count_ == used_.size()) {
+      erase();
+    }
+  }
+
+  [[gnu::noinline]] bool contains(Child const& child) const noexcept {
+    return std::find(used_.data(), used_.data() + count_, &child) != used_.data() + count_;
+  }
+
+  void erase() noexcept {
+    if (count_ == 0) {
+      return;
+    }
+    if (count_ == children_.size()) {
+      children_ = KeyElemNode::Children();
+    } else {
+      eraseEach();
+    }
+    count_ = 0;
+  }
+
+ private:
+  [[gnu::noinline]] void eraseEach() noexcept {
+    std::for_each_n(used_.begin(), count_, [this](Child const* child) { children_.erase(child->first); });
+  }
+
+  KeyElemNode::Children& children_;
+  std::array<Child const*, 8> used_;
+  std::size_t count_ = 0;
+};
+
 Value construct(KeyElemNode& node, Zyn::ZynType const& type, Construction const* outer) {
   TRACE("KeyElemNode", "construct", "Constructing type: '{}'", type);
   Construction const underWay{type, node.children.size(), outer};
   Zyn::GenericIfArgs args;
+  UsedUp usedUp(node.children);
   auto name = type.empty() ? Zyn::ArgNameQIterator() : type.module()->argNameQIterator(type.argListIndex());
   for (; name; ++name) {
     // On the node's own type, whatever type is constructed: its attributes are what the children stand for.
@@ -309,14 +375,17 @@ Value construct(KeyElemNode& node, Zyn::ZynType const& type, Construction const*
     if (attr.empty()) {
       return error("Missing attribute '{}' in the key", std::string_view(*name));
     }
-    if (auto const child = node.children.find(attr); child != node.children.end()) {
-      if (Done done = child->second.instantiate(); !done) {
+    // A child that is used up has given its value away, so one that has a value is not looked for among those.
+    auto const child = node.children.find(attr);
+    if (child != node.children.end() && (child->second.value || !usedUp.contains(*child))) {
+      if (Done done = instantiateNode(child->second); !done) {
         return KvStd::Unexpected(std::move(done).error());
       }
-      args.push_back(std::move(child->second.value));
-      node.children.erase(child);
+      args.emplace_back(std::move(child->second.value));
+      usedUp.add(*child);
       continue;
     }
+    usedUp.erase();
     Zyn::ZynType const argType = attr.attrType();
     if (isScalarKeyType(argType, node.useS4Encoding) || isEndless(node, argType, &underWay)) {
       return error("Missing attribute '{}' in the key", std::string_view(attr.name()));
@@ -327,7 +396,29 @@ Value construct(KeyElemNode& node, Zyn::ZynType const& type, Construction const*
     }
     args.push_back(*std::move(built));
   }
+  usedUp.erase();
   return callCatching([&] { return type.genericIf(args, false); });
+}
+
+/**
+ * Gives a value to a node that has none: constructed from its children, then completed by those that are left. It is
+ * the end of exceptions that the type system does not declare.
+ */
+[[gnu::noinline]] Done complete(KeyElemNode& node) noexcept {
+  Value built = construct(node, node.type, nullptr);
+  if (!built) {
+    return KvStd::Unexpected(std::move(built).error());
+  }
+  node.value = *std::move(built);
+  for (auto& [attr, child] : node.children) {
+    if (Done done = instantiateNode(child); !done) {
+      return done;
+    }
+    if (Done set = setAttr(attr, node.value, child.value); !set) {
+      return set;
+    }
+  }
+  return {};
 }
 
 }  // namespace
@@ -355,7 +446,9 @@ Done ZynKeyDecoder::KeyElemNode::insertPathSuffix(PathIter begin, PathIter end, 
     auto child = node->children.empty() ? node->children.end() : node->children.find(attr);
     if (child == node->children.end()) {
       TRACE("KeyElemNode", "insertPathSuffix", "Inserting a new KeyElemNode '{}' under '{}'", *begin, node->type);
-      node->children.reserve(usualChildren);
+      if (node->children.capacity() < usualChildren) {
+        node->children.reserve(usualChildren);
+      }
       Zyn::ZynType const type = attr.attrType();
       // The key is made from its parts: a copy as a whole would wait until both its halves are stored, which takes 3 %
       // of a key.
@@ -382,26 +475,7 @@ Value ZynKeyDecoder::KeyElemNode::construct(Zyn::ZynType type) noexcept {
   return Drovan::construct(*this, type, nullptr);
 }
 
-Done ZynKeyDecoder::KeyElemNode::instantiate() noexcept {
-  TRACE("KeyElemNode", "instantiate", "KeyElem type: '{}'", type);
-  if (value) {
-    return {};
-  }
-  Value built = construct(type);
-  if (!built) {
-    return KvStd::Unexpected(std::move(built).error());
-  }
-  value = *std::move(built);
-  for (auto& [attr, child] : children) {
-    if (Done done = child.instantiate(); !done) {
-      return done;
-    }
-    if (Done set = setAttr(attr, value, child.value); !set) {
-      return set;
-    }
-  }
-  return {};
-}
+Done ZynKeyDecoder::KeyElemNode::instantiate() noexcept { return instantiateNode(*this); }
 
 // ---- the decoder
 

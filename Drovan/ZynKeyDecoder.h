@@ -165,7 +165,8 @@ class ZynKeyDecoder {
 /**
  * A node of the tree that mirrors a key type: the root stands for the key, a child for one attribute of its parent's
  * type, a leaf holds the value decoded from one text. A tree is filled path by path, instantiated once, and dropped.
- * A node owns its subtree. It is moved, never copied.
+ * A node owns its subtree. It is moved, never copied. While a call works on it nobody else looks at it, the type system
+ * that is called included. A tree that was built from may be filled again.
  */
 class ZynKeyDecoder::KeyElemNode final {
  public:

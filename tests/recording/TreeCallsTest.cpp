@@ -239,6 +239,58 @@ TEST_F(TreeCalls, ANameThatTheNodeDoesNotHaveIsMissingAndNoEmptyHandleIsAsked) {
   EXPECT_EQ(world.values(), 2);
 }
 
+TEST_F(TreeCalls, ArgumentsAreUsedUpHoweverManyAndWhateverElseThereIs) {
+  for (std::size_t const count : {1U, 3U, 7U, 8U, 9U, 10U, 20U}) {
+    for (bool const isMissing : {false, true}) {
+      for (bool const isMore : {false, true}) {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < count; ++i) {
+          names.push_back("a" + std::to_string(i));
+        }
+        std::vector<std::string> args = names;
+        if (isMissing) {
+          args.emplace_back("last");
+        }
+        Zyn::ZynType const key = world.type({.name = "Key", .args = args});
+        for (std::string const name : {"last", "more"}) {
+          world.attr(key, {.name = name, .type = number});
+        }
+        KeyElemNode root(key, false);
+        for (std::string const& name : names) {
+          world.attr(key, {.name = name, .type = number});
+          ASSERT_EQ(insert(root, name, "1"), "done");
+        }
+        if (isMore) {
+          ASSERT_EQ(insert(root, "more", "1"), "done");
+        }
+        world.forget();
+        EXPECT_EQ(shown(root.construct(key)).starts_with(missing("last")), isMissing) << count;
+        EXPECT_EQ(root.children.size(), isMore ? 1U : 0U) << count;
+        EXPECT_EQ(childOf(root, "more") != nullptr, isMore);
+        EXPECT_EQ(world.values(), isMore ? 1 : 0) << count << " and what was made is dropped";
+        // A tree that was built from serves again.
+        EXPECT_EQ(insert(root, "last", "1"), "done");
+        EXPECT_NE(childOf(root, "last"), nullptr);
+      }
+    }
+  }
+}
+
+TEST_F(TreeCalls, AnArgumentThatWasUsedUpIsMissingForTheTypeThatIsBuiltNext) {
+  for (std::string const again : {"a", "b"}) {
+    Zyn::ZynType const inner = world.type({.name = "Inner", .args = {again}});
+    Zyn::ZynType const key = world.type({.name = "Key", .args = {"a", "b", "inner"}});
+    world.attr(key, {.name = "a", .type = number});
+    world.attr(key, {.name = "b", .type = number});
+    world.attr(key, {.name = "inner", .type = inner});
+    KeyElemNode root(key, false);
+    ASSERT_EQ(insert(root, "a", "1"), "done");
+    ASSERT_EQ(insert(root, "b", "1"), "done");
+    EXPECT_EQ(shown(root.instantiate()), missing(again));
+    EXPECT_TRUE(root.children.empty());
+  }
+}
+
 TEST_F(TreeCalls, TheMissingAttributeIsTheInnermostOne) {
   // Three types deep on one node; what is left out is named by the attribute and not by the type that wanted it.
   Zyn::ZynType const seat = world.type({.name = "Seat", .args = {"row", "column"}});
