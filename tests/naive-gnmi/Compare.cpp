@@ -561,11 +561,19 @@ class Comparison {
       return found.size() != request_.stopAfter;
     };
     auto const done = resolver_.expand(path, visit, request_.mode, world_.bounds);
+    // The oracle does not know how many nodes the resolver looks at.
+    bool const isCutShort = !done && done.error().text.contains("nodes be looked at, which is the bound");
+    if (isCutShort && found.size() <= naive.nodes.size()) {
+      naive.nodes.resize(found.size());
+      naive.error = std::nullopt;
+      tally_["too many nodes looked at"] += 1;
+    }
     for (std::size_t i = 0; i != std::max(found.size(), naive.nodes.size()); ++i) {
       compare("expanding, node " + std::to_string(i), i < found.size() ? shown(found[i]) : "nothing",
               i < naive.nodes.size() ? shown(naive.nodes[i]) : "nothing");
     }
-    compare("expanding, the error", done ? "none" : shown(done.error()), naive.error ? shown(*naive.error) : "none");
+    compare("expanding, the error", done || isCutShort ? "none" : shown(done.error()),
+            naive.error ? shown(*naive.error) : "none");
     tally_["several nodes"] += naive.nodes.size() > 1 ? 1 : 0;
     if (naive.error) {
       count(*naive.error);
