@@ -321,24 +321,25 @@ Done complete(KeyElemNode& node) noexcept;
  */
 class UsedUp {
  public:
-  using Child = KeyElemNode::Children::value_type;
+  using Child = KeyElemNode::Children::iterator;
 
   explicit UsedUp(KeyElemNode::Children& children) noexcept : children_(children) {}
   UsedUp(UsedUp const&) = delete;
   UsedUp& operator=(UsedUp const&) = delete;
   ~UsedUp() { erase(); }
 
-  void add(Child const& child) noexcept {
-    used_[count_] = &child;
-    ++count_;
-    // Hosts rely on the values of a child's own children being dropped before the type system is called again.
-    if (!child.second.children.empty() || count_ == used_.size()) {
-      erase();
+  /** A child with children of its own goes at once: hosts rely on their values being dropped before the next call. */
+  void add(Child child) noexcept {
+    if (count_ == used_.size() || !child->second.children.empty()) {
+      eraseOne(child);
+    } else {
+      used_[count_] = &*child;
+      ++count_;
     }
   }
 
-  [[gnu::noinline]] bool contains(Child const& child) const noexcept {
-    return std::find(used_.data(), used_.data() + count_, &child) != used_.data() + count_;
+  [[gnu::noinline]] bool contains(Child child) const noexcept {
+    return std::find(used_.data(), used_.data() + count_, &*child) != used_.data() + count_;
   }
 
   void erase() noexcept {
@@ -354,12 +355,13 @@ class UsedUp {
   }
 
  private:
+  [[gnu::noinline]] void eraseOne(Child child) noexcept { children_.erase(child); }
   [[gnu::noinline]] void eraseEach() noexcept {
-    std::for_each_n(used_.begin(), count_, [this](Child const* child) { children_.erase(child->first); });
+    std::for_each_n(used_.begin(), count_, [this](auto const* child) { children_.erase(child->first); });
   }
 
   KeyElemNode::Children& children_;
-  std::array<Child const*, 8> used_;
+  std::array<KeyElemNode::Children::const_pointer, 8> used_;
   std::size_t count_ = 0;
 };
 
@@ -377,12 +379,12 @@ Value construct(KeyElemNode& node, Zyn::ZynType const& type, Construction const*
     }
     // A child that is used up has given its value away, so one that has a value is not looked for among those.
     auto const child = node.children.find(attr);
-    if (child != node.children.end() && (child->second.value || !usedUp.contains(*child))) {
+    if (child != node.children.end() && (child->second.value || !usedUp.contains(child))) {
       if (Done done = instantiateNode(child->second); !done) {
         return KvStd::Unexpected(std::move(done).error());
       }
       args.emplace_back(std::move(child->second.value));
-      usedUp.add(*child);
+      usedUp.add(child);
       continue;
     }
     usedUp.erase();
