@@ -359,14 +359,18 @@ WHAT_IS_LEFT = """## What is left
 
 What stands in the way of goals that are missed, or met by little:
 
-- Where the code lies counts as much as what it does. The processor keeps decoded instructions by the lower bits of their
-  address, 16 entries of 6 instructions for each of 64 lines of a page; a key fills 430 of the 1,024, a path of three
-  keys as a message 610. Where one line is asked for more than 16, its code is decoded anew each time: 60 of 1,000
-  instructions then take 6 % more time. Libraries share these lines, so a change of one moves the times of all by as much;
-  code that few keys need is kept apart from the rest, and functions begin at cache lines.
+- Where the code lies counts as much as what it does. The processor keeps decoded instructions in 64 sets of 16 entries;
+  an entry holds up to 6 instructions of one cache line, and the line's place in its memory page tells the set. A key
+  fills 430 of the 1,024 entries, a path of three keys as a message 610. What does not fit into its set is decoded anew
+  each time: where that befalls 60 of 1,000 instructions, they take 6 % more time. Libraries share the sets, so a change
+  of one moves the times of all by as much. So code that few keys need is kept apart, and functions begin at cache lines.
 - Loads that wait for stores: a load that asks for more than one store has just written waits until all of them are in
   the cache. A key of three fields has about twenty such loads, and so has protobuf. In the map of children a search reads
   sixteen control bytes of which one was just written, or all, as the map was just made.
+- A scalar string of 9 bytes takes 125 to 135 cycles of the processor, which its clock makes 29 to 32 ns.
+- A table of typed keys: to find one, its key is made and dropped (6,600 instructions, a text takes 2,500), and three
+  lines of memory are compared instead of one or two. The ratio lies between 1.17 and 1.45, as the memory of the machine
+  is slow or fast on the day: slow memory hides the instructions.
 - A key of many fields pays for its tree: each field is put into a map and taken out again, which protobuf has no need of.
 - An s4 text: Boost decodes one character after the other, with 15 instructions for each: 20 for a byte of the message.
   It keeps up with 1.2 GB a second.
