@@ -398,13 +398,14 @@ Value construct(KeyElemNode& node, Zyn::ZynType const& type, Construction const*
     }
     args.push_back(*std::move(built));
   }
+  // Before the call, as other erasures are; the destructor is for errors.
   usedUp.erase();
   return callCatching([&] { return type.genericIf(args, false); });
 }
 
 /**
- * Gives a value to a node that has none: constructed from its children, then completed by those that are left. It is
- * the end of exceptions that the type system does not declare.
+ * Gives a value to a node that has none: constructed from its children, then completed by those that are left. An
+ * exception that the type system does not declare ends the process here.
  */
 [[gnu::noinline]] Done complete(KeyElemNode& node) noexcept {
   Value built = construct(node, node.type, nullptr);

@@ -12,9 +12,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 #include <vector>
+
+#include "Velko/String.h"
 
 namespace Model {
 
@@ -63,32 +64,25 @@ class NameIndex {
     std::uint32_t number = 0;
   };
 
-  template <typename Word>
-  static Word wordAt(char const* bytes) noexcept {
-    Word word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-  }
-
   /** For a name of up to 16 bytes: two such names are equal when their lengths and these words are. */
   static Words shortWords(std::string_view name) noexcept {
     char const* const begin = name.data();
     char const* const end = begin + name.size();
     if (name.size() >= 8) {
-      return {wordAt<std::uint64_t>(begin), wordAt<std::uint64_t>(end - 8)};
+      return {Velko::Impl::wordAt<std::uint64_t>(begin), Velko::Impl::wordAt<std::uint64_t>(end - 8)};
     }
     if (name.size() >= 4) {
-      return {wordAt<std::uint32_t>(begin), wordAt<std::uint32_t>(end - 4)};
+      return {Velko::Impl::wordAt<std::uint32_t>(begin), Velko::Impl::wordAt<std::uint32_t>(end - 4)};
     }
     if (name.size() >= 2) {
-      return {wordAt<std::uint16_t>(begin), wordAt<std::uint16_t>(end - 2)};
+      return {Velko::Impl::wordAt<std::uint16_t>(begin), Velko::Impl::wordAt<std::uint16_t>(end - 2)};
     }
-    return {name.empty() ? std::uint64_t{0} : wordAt<std::uint8_t>(begin), 0};
+    return {name.empty() ? std::uint64_t{0} : Velko::Impl::wordAt<std::uint8_t>(begin), 0};
   }
 
   static Words longWords(std::string_view name) noexcept {
     return {absl::HashOf(absl::string_view(name.data(), name.size())),
-            wordAt<std::uint64_t>(name.data() + name.size() - 8)};
+            Velko::Impl::wordAt<std::uint64_t>(name.data() + name.size() - 8)};
   }
 
   static Words wordsOf(std::string_view name) noexcept { return isShort(name) ? shortWords(name) : longWords(name); }

@@ -60,7 +60,7 @@ Scalar* Scalar::ofBytes(TypeRow const& row, Content const& content) {
   if (text.empty()) {
     return value;
   }
-  if (text.size() <= 15) {
+  if (text.size() <= Velko::Impl::ShortWords::most) {
     // As words, which is how they are read. The block has room for whole ones.
     auto const [first, second] = Velko::Impl::shortWords(text);
     std::memcpy(bytes, &first, sizeof first);

@@ -41,14 +41,17 @@ std::uint64_t wordAt(char const* bytes) noexcept {
 
 /** As they lie in memory, the words hold a text and then zeros. */
 struct ShortWords {
+  /** Bytes of a text; as many as a `std::string` of libstdc++ holds itself. */
+  static constexpr std::size_t most = 15;
+
   std::uint64_t first = 0;
   std::uint64_t second = 0;
 };
 
 /**
- * Of a text of up to 15 bytes. A copy that is made of words takes no call, and one store or two that do not overlap: a
- * load of bytes that several stores have written waits for all of them. So a scalar string of 9 bytes takes 4 % less
- * time.
+ * Of a text of up to `ShortWords::most` bytes. A copy that is made of words takes no call, and one store or two that do
+ * not overlap: a load of bytes that several stores have written waits for all of them. So a scalar string of 9 bytes
+ * takes 4 % less time.
  */
 inline ShortWords shortWords(std::string_view text) noexcept {
   char const* const from = text.data();
@@ -81,8 +84,8 @@ class String {
   /** `text` is NUL-terminated and not null. */
   explicit String(char const* text) : String(std::string_view(text)) {}
   explicit String(std::string_view text) {
-    if (text.size() <= Short::most) {
-      bytes_.resize_and_overwrite(Short::most, Short{text});
+    if (text.size() <= Impl::ShortWords::most) {
+      bytes_.resize_and_overwrite(Impl::ShortWords::most, Short{text});
     } else {
       bytes_ = text;
     }
@@ -113,10 +116,8 @@ class String {
   friend std::strong_ordering operator<=>(String const&, String const&) = default;
 
  private:
-  /** Copies a text of up to 15 bytes, which is what a `std::string` holds itself, in one store and without a call. */
+  /** Copies a short text in one store and without a call. */
   struct Short {
-    static constexpr std::size_t most = 15;
-
     std::size_t operator()(char* to, std::size_t) const noexcept {
       using Words [[gnu::vector_size(16)]] = std::uint64_t;
       auto const [first, second] = Impl::shortWords(text);
